@@ -1,0 +1,26 @@
+# What every target is compiled with. The results of the pipeline are the same bits on every machine, so contraction
+# of multiply and add is off everywhere and no flag may relax the arithmetic.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+    set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Build type" FORCE)
+endif()
+
+add_compile_options(-ffp-contract=off)
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wcast-qual -Wdouble-promotion
+                    -Wfloat-conversion -Wimplicit-fallthrough)
+if(QOR_WARNINGS_AS_ERRORS)
+    add_compile_options(-Werror)
+endif()
+
+if(QOR_SANITIZE)
+    add_compile_options(-fsanitize=${QOR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${QOR_SANITIZE})
+endif()

@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Multi-frequency stage: a distance measured at one frequency is ambiguous beyond its unique range; two or
+// three frequencies together resolve it. These records carry the lookup tables of each frequency pair and the
+// history.
+#pragma once
+
+#include "QorRecords.h"
+#include "Ref.h"
+
+inline constexpr int32_t kTwoFreqBins = 100;
+inline constexpr int32_t kFrequencyPairs = 6;  ///< pairs of four frequency slots
+
+enum MultiFreq_FrequencyMode : int32_t {
+    MultiFreq_FModeSingleFreq = 0,
+    MultiFreq_FModeTwoFreq = 1,
+    MultiFreq_FModeThreeFreq = 2,
+    MultiFreq_FModeMax = 3,
+};
+
+struct MultiFreqCalib {
+    Ref<float32_t> frequencies;  ///< Hz, by frequency id
+    int32_t freqCount;           ///< at least 1
+    Ref<RuvoFrequencyHoppingTable> hoppingTable;
+    MultiFreq_FrequencyMode frequencyMode;
+};
+AL_DESCRIBE(MultiFreqCalib, frequencies, freqCount, hoppingTable, frequencyMode)
+
+struct MultiFreqParam {
+    int32_t continuousMultiFreq;  ///< non-zero: every new image pairs with the one before
+    int32_t numThreads;
+    float32_t maxRange;          ///< metres; negative: from the frequency ratio
+    float32_t halfLineDist;      ///< metres; above 0: half width of each line, else from the line spacing
+    int32_t verticalAssignment;  ///< non-zero: only the current image gives the distance
+};
+AL_DESCRIBE(MultiFreqParam, continuousMultiFreq, numThreads, maxRange, halfLineDist, verticalAssignment)
+
+/** Lookup table of one ordered pair of unique ranges (UR1, UR2). */
+struct TwoFreqLUT {
+    float32_t offset[kTwoFreqBins];  ///< distance to add to that of UR1, metres; -1 marks a bin without line
+    float32_t abscissa[kTwoFreqBins];   ///< d1 - d2 exactly on the line of the bin, metres
+    float32_t lutResolution;            ///< width of a bin, metres
+    float32_t lutOffset;                ///< turns d1 - d2 into 0 and up, metres
+    float32_t halfLineDist;             ///< half width of a line, metres
+    int32_t autoMaxRange;               ///< 1: the range came from the frequency ratio
+    int32_t lineIndices[kTwoFreqBins];  ///< running number of the line of each bin
+    float32_t offsetLut[kTwoFreqBins];  ///< offset by line number, metres
+};
+AL_DESCRIBE(TwoFreqLUT, offset, abscissa, lutResolution, lutOffset, halfLineDist, autoMaxRange, lineIndices,
+            offsetLut)
+
+struct IntermediateRes3Freq {
+    float32_t distance[kPixelCount];
+    uint16_t confidence[kPixelCount];
+};
+AL_DESCRIBE(IntermediateRes3Freq, distance, confidence)
+
+struct MultiFreqState {
+    TwoFreqLUT LUTForward[kFrequencyPairs];   ///< UR1 is the larger unique range
+    TwoFreqLUT LUTBackward[kFrequencyPairs];  ///< UR1 is the smaller unique range
+    float32_t uniqueRangesTwoFreq[kFrequencyPairs];
+    IntermediateRes3Freq intermediateResults[3];
+    int32_t rollingCounter;                            ///< 0 or 1
+    int32_t prevFreqIdx;                               ///< -1: none
+    int32_t prevPrevFreqIdx;                           ///< -1: none
+    int16_t frequencyHoppingIndices[kFrequencyPairs];  ///< table of each frequency combination, -1: none
+    float32_t effectiveMeasurementRange;
+    float32_t halfLineDist3Freq;
+    Ref<IntermediateRes3Freq> inter0;
+    Ref<IntermediateRes3Freq> inter1;
+    int32_t assign2Q;
+    int32_t threeFreqCombine;
+    int32_t precedingFreqIdx;
+};
+AL_DESCRIBE(MultiFreqState, LUTForward, LUTBackward, uniqueRangesTwoFreq, intermediateResults, rollingCounter,
+            prevFreqIdx, prevPrevFreqIdx, frequencyHoppingIndices, effectiveMeasurementRange,
+            halfLineDist3Freq, inter0, inter1, assign2Q, threeFreqCombine, precedingFreqIdx)
+
+struct MultiFreqInput {
+    int32_t currentFreqIdx;          ///< frequency id, 0 to 3
+    Ref<float32_t> currentDistance;  ///< wrapped, metres; 0: no measurement
+    Ref<uint16_t> currentConfidence;
+    Ref<float32_t> previousDistance;
+    Ref<uint16_t> previousConfidence;
+    int32_t width;
+    int32_t height;
+    float32_t twoFreqMaxLineDistPercentage;      ///< acceptance of a pixel, percent of the half line width
+    float32_t threeFreqMax2FLineDistPercentage;  ///< the same in the pair step of three frequencies
+    float32_t
+        threeFreqMax3FLineDistPercentage;  ///< agreement of two pair results, percent of halfLineDist3Freq
+    int32_t filterAssignment;              ///< non-zero: neighbours vote on the line
+};
+AL_DESCRIBE(MultiFreqInput, currentFreqIdx, currentDistance, currentConfidence, previousDistance,
+            previousConfidence, width, height, twoFreqMaxLineDistPercentage, threeFreqMax2FLineDistPercentage,
+            threeFreqMax3FLineDistPercentage, filterAssignment)
+
+struct MultiFreqOutput {
+    Ref<float32_t> distance;
+    Ref<uint16_t> confidence;
+    int32_t width;
+    int32_t height;
+    int32_t outputComplete;  ///< 1: a finished distance image
+};
+AL_DESCRIBE(MultiFreqOutput, distance, confidence, width, height, outputComplete)
+
+struct MultiFreqScratch {
+    int32_t lineIndices[kPixelCount];
+};
+
+struct MultiFreqServices {
+    FctCreateThread fctCreateThread;
+    FctJoinThread fctJoinThread;
+};
