@@ -20,8 +20,7 @@ static_assert(sizeof(ALProfilingItem) == 24);
 /** Gives the descriptor of a record: its address and its size in bytes. */
 using FctZeltaGet = void (*)(const void** buffer, std::uint32_t* size);
 
-// --- Selection by arithmetic, without a branch
-// ---------------------------------------------------------------
+// --- Selection by arithmetic, without a branch ---------------------------------------------------
 
 /** a if cond is 1, b if cond is 0; cond must be one of them. */
 constexpr std::int32_t al_seli(std::int32_t cond, std::int32_t a, std::int32_t b) noexcept {
@@ -69,8 +68,7 @@ constexpr float32_t interp(float32_t minx, float32_t x, float32_t oneDivDx, floa
     return y0 + ((y1 - y0) * oneDivDx) * (x - minx);
 }
 
-// --- Memory
-// --------------------------------------------------------------------------------------------------
+// --- Memory --------------------------------------------------------------------------------------
 
 /** Zeroes bufferSize bytes; a size below 1 does nothing. */
 void al_mem_zero(void* buffer, std::int32_t bufferSize) noexcept;
@@ -87,15 +85,15 @@ std::int32_t al_memcpy(void* target, const void* source, std::int32_t sizeInByte
  */
 std::int32_t al_memcmp(const void* v_buf1, const void* v_buf2, std::int32_t sizeInBytes) noexcept;
 
-// --- Time
-// ----------------------------------------------------------------------------------------------------
+// --- Time ----------------------------------------------------------------------------------------
 
-/** Starts profiling: *g_ProfileTime becomes now. */
+/** Starts profiling: *g_ProfileTime becomes now, in microseconds, or 0 where there is no clock. */
 void al_initProfiling(Timestamp_t* g_ProfileTime, FctGetTime fctGetTime) noexcept;
 
 /**
  * Books the time since *g_ProfileTime under `item` and moves *g_ProfileTime to now, so that consecutive calls
  * book consecutive stretches. A wrap of the clock in between does no harm.
+ * Without a clock nothing is booked.
  */
 void al_profile(ALProfilingItem* item, FctGetTime fctGetTime, Timestamp_t* g_ProfileTime) noexcept;
 
@@ -105,8 +103,7 @@ Timestamp64_t al_sysTimestamp_to_Timestamp64(AlgoSystemTime ts) noexcept;
 /** Nanoseconds as wall clock time, good for 136 years. */
 AlgoSystemTime al_uint64_to_sysTimestamp(Timestamp64_t ts) noexcept;
 
-// --- Others
-// --------------------------------------------------------------------------------------------------
+// --- Others --------------------------------------------------------------------------------------
 
 /** Next pseudo random number in 0..*randmax, which is 32767. The generator's state is the caller's. */
 std::uint32_t al_rand(std::uint32_t* state, std::uint32_t* randmax) noexcept;
