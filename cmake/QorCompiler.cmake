@@ -14,6 +14,13 @@ if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
 endif()
 
 add_compile_options(-ffp-contract=off)
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$")
+    # The vector kernels choose among SSE4, AVX2 and AVX-512 when they run; SSE4 (PCs since 2010) is the least.
+    add_compile_options(-msse4.2 -maes -mpclmul)
+elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64)$")
+    # The kernels are written for vectors of a size known at compile time: NEON.
+    add_compile_definitions("HWY_DISABLED_TARGETS=(HWY_SVE|HWY_SVE2|HWY_SVE_256|HWY_SVE2_128)")
+endif()
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wcast-qual -Wdouble-promotion
                     -Wfloat-conversion -Wimplicit-fallthrough)
 if(QOR_WARNINGS_AS_ERRORS)

@@ -1,0 +1,706 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The driver: the only place that knows the order of the stages. It has three rhythms. Every image is booked
+// and goes to the raw stage. A finished phase group, the four phases of every exposure at one frequency,
+// becomes a distance image. A finished frame, the phase groups of all frequencies, becomes the result.
+#include "QorDistanceImageInterface.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "ALErrorHandling.h"
+#include "ALUtil.h"
+#include "QorData.h"
+#include "QorDistanceImageKernels.h"
+
+extern "C" {
+const alif_char_t* const g_vStr = "Qor Version AL_VERSION_MAJOR.AL_VERSION_MINOR.AL_VERSION_PATCH";
+}
+
+namespace {
+
+constexpr char_t kSourceFile[] = "core/app-specific/src/QorDistanceImageInterface";
+
+constexpr float32_t kHalfSpeedOfLight =
+    149852320.0F;  ///< in air, m/s: unique range = this / modulation frequency
+constexpr float32_t kOneDivTwoPi = 0.15915494F;
+constexpr float32_t kRangesBeforeRemainder =
+    4.0F;  ///< added so that a distance is positive before it is folded
+constexpr float32_t kThreeFreqMax2FLineDistPercentage = 42.0F;
+constexpr float32_t kOneDivPixelCount = 2.5955149e-05F;
+constexpr int32_t kDefaultMaxSumExposureTime = 1300;
+constexpr int32_t kStraylightPyramidLevel = 3;
+
+/** Points farther away than this, on any axis, are marked invalid. Metres. */
+constexpr ClippingCuboid kClipping = {-1000.0F, 1000.0F, -1000.0F, 1000.0F, -1000.0F, 1000.0F};
+
+/** Noise model of the imager; the calibration's own parameters are not used. */
+constexpr NoiseCalib kDefaultNoiseCalib = {{0x1.6a1002p-5F, 0x1.e4944p+3F, 0x1.3d8578p-4F, 0x1.037656p+8F}};
+
+int32_t g_initCalled = 0;     ///< QorDistanceImage_Init finished without error
+int32_t dataInitialized = 0;  ///< the block and the error histories are set up
+
+void initErrorHistories(QorStaticData& data) noexcept {
+    dataInitialized = 1;
+    QorData_Init();
+    ErrorHandling_Init(&data.debug.errorHistory, ALERR_HT_PER_RUN_HISTORY, 1);
+    ErrorHandling_Init(&data.debug.perFrameErrors, ALERR_HT_PER_FRAME_HISTORY, 1);
+}
+
+/** Errors can be recorded even before the first initialisation. */
+QorStaticData& ensureDataInitialized() noexcept {
+    QorStaticData& data = *QorData_Get();
+    if (dataInitialized == 0) {
+        initErrorHistories(data);
+    }
+    return data;
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Initialisation: one step per stage
+
+int32_t initRawToDist(QorStaticData& data) noexcept {
+    if (QorRawToDist_Init(&data.state.rawToDistState, &data.ifCalib.imagerCalib) != 0) {
+        return reportFailure(kSourceFile);
+    }
+    return 0;
+}
+
+int32_t initWiggling(QorStaticData& data) noexcept {
+    WigglingCalib& calib = data.calib.wiggling;
+    calib.binningEnabled = 0;
+    calib.freqDepCalib = data.ifCalib.imagerCalib.freqDependent;
+    calib.numFreqs = static_cast<uint32_t>(data.ifCalib.imagerCalib.numberOfFrequencies);
+    calib.referenceFunc = ReferenceFunc_UnitSquare;
+    return 0;
+}
+
+int32_t initStraylight(QorStaticData& data) noexcept {
+    data.calib.straylight.binningEnabled = 0;
+    return 0;
+}
+
+int32_t initSuspectPixels(QorStaticData& data) noexcept {
+    SuspectPixelTreatmentCalib& calib = data.calib.suspectPT;
+    calib.width = kImageWidth;
+    calib.height = kImageHeight;
+    calib.badPixelMatrix = nullptr;
+    calib.badPixelIdx = data.ifCalib.imagerCalib.freqIndependent.badPixelIdx;
+    calib.numBadPixel = data.ifCalib.imagerCalib.freqIndependent.numBadPixel;
+    return 0;
+}
+
+int32_t initAutoExposure(QorStaticData& data) noexcept {
+    const FreqIndependentCalibration& calib = data.ifCalib.imagerCalib.freqIndependent;
+    const int32_t sampleRange = calib.maxDiff - calib.minDiff;
+    AutoExposureParam& param = data.param.autoExpParam;
+    param.maxExpTime = data.ifInput.param.maxExposureTime;
+    param.maxSumExpTime = data.ifInput.param.maxSumExposureTime != 0 ? data.ifInput.param.maxSumExposureTime
+                                                                     : kDefaultMaxSumExposureTime;
+    param.minExpTime = 50;
+    param.expTimeDiscretization = 50;
+    param.maintainIntegerFactor = 0;
+    param.score_x_kneepoints[0] = 50;
+    param.score_x_kneepoints[1] = 60;
+    param.score_x_kneepoints[2] = 100;
+    param.score_x_kneepoints[3] =
+        static_cast<uint32_t>(static_cast<int32_t>(static_cast<float32_t>(sampleRange) * 0.5F));
+    param.score_slopes[0] = 0.01F;
+    param.score_slopes[1] = 1.0F;
+    param.score_slopes[2] = 0.2F;
+    param.score_slopes[3] = 0.01F;
+    param.numPieces = 4;
+    param.imgWidth = kImageWidth;
+    param.imgHeight = kImageHeight;
+
+    // Every pixel counts in the histograms as long as no region is asked for.
+    AutoExposureOutput& output = data.output.autoExpOutput;
+    output.roi_width = param.imgWidth;
+    output.roi_height = param.imgHeight;
+    std::fill_n(output.roi, kPixelCount, uint8_t{1});
+    return 0;
+}
+
+int32_t initMultiFreq(QorStaticData& data) noexcept {
+    MultiFreqCalib& calib = data.calib.multiFreq;
+    calib.frequencies = data.ifCalib.imagerCalib.frequencies;
+    calib.freqCount = data.ifCalib.imagerCalib.numberOfFrequencies;
+    calib.hoppingTable = &data.ifInput.freqHoppingTable;
+    switch (data.ifInput.param.numFrequencies) {
+        case 1:
+            calib.frequencyMode = MultiFreq_FModeSingleFreq;
+            break;
+        case 2:
+            calib.frequencyMode = MultiFreq_FModeTwoFreq;
+            break;
+        default:
+            return reportFailure(kSourceFile, "Number of frequencies must be either 1 or 2");
+    }
+    MultiFreqParam& param = data.param.multiFreq;
+    param.continuousMultiFreq = 0;
+    param.numThreads = 0;
+    param.maxRange = data.ifInput.param.maxUniqueRange;
+    param.halfLineDist = -1.0F;  // from the spacing of the lines
+    param.verticalAssignment = data.ifInput.param.verticalAssignment;
+    data.services.multiFreq = {};
+    return 0;
+}
+
+int32_t initImageFilter(QorStaticData& data) noexcept {
+    data.services.imageFilter = {};
+    data.param.imageFilter.numThreads = 0;
+    return 0;
+}
+
+int32_t initCamToWorld(QorStaticData& data, const AlgoExtrinsicCalibration& userCalibration) noexcept {
+    data.state.lastUVChangeCounter = 0;
+    CamToWorldCalib& calib = data.calib.camToWorld;
+    calib.width = kImageWidth;
+    calib.height = kImageHeight;
+    calib.intrinsicCalib = &data.ifCalib.intrinsicCalibration;
+    calib.inverseIntrinsicCalib = nullptr;
+    calib.binningMode = CamToWorld_BinningOff;
+    calib.unitVectors = data.ifCalib.unitVectors;
+    data.services.camToWorld = {};
+    data.param.camToWorld.extrinsicCalib = userCalibration;
+    return 0;
+}
+
+int32_t copyUnitVectors(QorStaticData& data, QorDistToCartesian& distToCartesian) noexcept {
+    data.state.lastUVChangeCounter = data.output.camToWorld.changeCounter;
+    if (al_memcpy(distToCartesian.unitVector, data.state.camToWorld.unit_vectors,
+                  sizeof distToCartesian.unitVector) != 0) {
+        return reportFailure(kSourceFile);
+    }
+    return 0;
+}
+
+int32_t initStages(QorStaticData& data, const AlgoExtrinsicCalibration& userCalibration,
+                   QorDistToCartesian& distToCartesian) noexcept {
+    data.state.rawToDistActualBuffer = -1;
+    data.state.frameCounter = 0;
+    if (initRawToDist(data) != 0 || initWiggling(data) != 0 || initStraylight(data) != 0 ||
+        initSuspectPixels(data) != 0 || initAutoExposure(data) != 0 || initMultiFreq(data) != 0 ||
+        initImageFilter(data) != 0 || initCamToWorld(data, userCalibration) != 0) {
+        return 1;
+    }
+    distToCartesian.cameraCalibration = data.state.camToWorld.currentCalib;
+    return copyUnitVectors(data, distToCartesian);
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// One call of QorDistanceImage_Apply
+
+struct Call {
+    QorStaticData& data;
+    const QorRawdataPhase& rawData;
+    const QorDistanceImageCustomization& customization;
+    QorDistanceImageIFOutput& result;
+    AlgoMeasBuffer* measBuffers;
+    uint32_t measBufferCount;
+    uint32_t nextMeasBuffer;
+    Timestamp_t startTime;  ///< moves on with every stage that is booked
+    int32_t current;        ///< which of the two working sets is being filled
+
+    const QorRawdataPhaseInfo& info() const noexcept { return rawData.info; }
+    QorMatrices& matrices() const noexcept { return data.state.matrices[current]; }
+    QorRawToDistOutput& rawToDistOut() const noexcept { return data.state.rawToDistOut[current]; }
+    QorRawToDistOutput& previousRawToDistOut() const noexcept { return data.state.rawToDistOut[1 - current]; }
+};
+
+void book(Call& call, ALProfilingItem& item) noexcept {
+    al_profile(&item, call.data.services.ifServices.fctGetTime, &call.startTime);
+}
+
+/** A channel is offered together with its descriptor; one that has none is passed over. */
+void offerChannel(Call& call, uint32_t channelID, const void* record, uint32_t size,
+                  FctZeltaGet descriptor) noexcept {
+    al_packZeltaBuffer(call.measBuffers, &call.nextMeasBuffer, channelID, record, size, descriptor);
+}
+
+/** Both clocks, read together, let a host relate their times. */
+int32_t updateTimeMapping(QorStaticData& data) noexcept {
+    const QorDistanceImageServices& services = data.services.ifServices;
+    if (services.fctGetTime == nullptr || services.fctGetSystemTime == nullptr) {
+        return reportFailure(kSourceFile);
+    }
+    data.debug.monotonicTimestamp = services.fctGetTime();
+    data.debug.systemTime = services.fctGetSystemTime();
+    return 0;
+}
+
+void offerDebugChannels(Call& call) noexcept {
+    QorStaticData& data = call.data;
+    std::fill_n(call.measBuffers, call.measBufferCount, AlgoMeasBuffer{});
+    offerChannel(call, 3208, &data.ifInput, sizeof data.ifInput, nullptr);
+    offerChannel(call, 3214, &data.state, sizeof data.state, nullptr);
+    offerChannel(call, 3216, &data.input, sizeof data.input, nullptr);
+    offerChannel(call, 3218, &data.output, sizeof data.output, nullptr);
+    offerChannel(call, 3220, &data.debug, sizeof data.debug, nullptr);
+    offerChannel(call, 3222, &data.profiling, sizeof data.profiling, nullptr);
+    offerChannel(call, 3200, call.rawData.phaseData, kRawPhaseBytes, nullptr);
+}
+
+/** The working set changes with the first image after a finished phase group. */
+int32_t chooseWorkingSet(Call& call) noexcept {
+    QorDistanceImageState& state = call.data.state;
+    switch (state.rawToDistActualBuffer) {
+        case -1:
+            state.rawToDistActualBuffer = 0;
+            break;
+        case 0:
+        case 1:
+            if (state.rawToDistOut[state.rawToDistActualBuffer].outputComplete != 0) {
+                state.rawToDistActualBuffer = 1 - state.rawToDistActualBuffer;
+            }
+            break;
+        default:
+            return reportFailure(kSourceFile);
+    }
+    call.current = state.rawToDistActualBuffer;
+    QorRawToDistOutput& output = call.rawToDistOut();
+    output.distance = call.matrices().distance;
+    output.normalizedAmplitude = call.result.normalizedAmplitude;
+    output.confidence = call.matrices().confidence;
+    output.histograms = state.histograms;
+    return 0;
+}
+
+void takeIntensityImage(Call& call) noexcept {
+    if (call.info().intensityMeasurement == 0) {
+        return;
+    }
+    call.data.input.intImg.intensityPhase = call.rawData.phaseData + kRawRowBytes;
+    call.data.state.lastIntensityPhaseValid = 1;
+    call.data.state.lastIntensityPhaseExpTime = static_cast<uint32_t>(call.info().exposureTime);
+}
+
+int32_t rawToDist(Call& call) noexcept {
+    QorStaticData& data = call.data;
+    const QorDistanceImageCustomization& customization = data.ifInput.customization;
+    QorRawToDistInput& input = data.input.rawToDist;
+    input.rawData = &call.rawData;
+    input.minAmp = customization.minAmplitude;
+    input.maxSymmetry = customization.maximumRawSymmetry;
+    input.auto_exposure_output = customization.autoExpSet.applyAutoExposure != 0 ? 1 : 0;
+    input.autoExpRoi = data.output.autoExpOutput.roi;
+    input.intensity = data.state.lastIntensityPhaseValid != 0 ? data.output.intImg.intensity : nullptr;
+    input.intensityExposure = data.state.lastIntensityPhaseExpTime;
+    input.compensateAmbientLightDrift = customization.compensateAmbientLightDrift;
+    if (data.output.autoExpOutput.roi_width != kImageWidth ||
+        data.output.autoExpOutput.roi_height != kImageHeight) {
+        return reportFailure(kSourceFile);
+    }
+    data.param.rawToDist.numExposures = data.ifInput.param.numExposures;
+    if (data.calib.multiFreq.frequencyMode == MultiFreq_FModeSingleFreq) {
+        call.rawToDistOut().distance = call.result.distance;  // one frequency works in the result
+    }
+    if (QorRawToDist_Apply(&data.state.rawToDistState, &data.param.rawToDist, &data.ifCalib.imagerCalib,
+                           &input, &call.rawToDistOut()) != 0) {
+        return reportFailure(kSourceFile);
+    }
+    book(call, data.profiling.rawToDist);
+    return 0;
+}
+
+/**
+ * Phases to metres, in place. With straylight correction both corrected images are given, and the corrected
+ * phase counts; without, both are null.
+ */
+int32_t rawToDistRemaining(Call& call, const float32_t* phaseAfterSLC,
+                           const float32_t* amplAfterSLC) noexcept {
+    if ((phaseAfterSLC == nullptr) != (amplAfterSLC == nullptr)) {
+        return reportFailure(kSourceFile);
+    }
+    const QorRawToDistCalib& calib = call.data.ifCalib.imagerCalib;
+    const FreqDependentCalibration& c = calib.freqDependent[call.info().freqIdx];
+    const float32_t dT = call.info().illuTemperature - c.refTemperature;
+    const float32_t* const factor = c.temperatureFactor;
+    PhaseToMetresParam param = {};
+    param.tempCorr = (factor[0] + (factor[1] + dT * factor[2]) * dT) * dT;
+    param.range = kHalfSpeedOfLight / calib.frequencies[call.info().freqIdx];
+    param.metresPerRadian = param.range * kOneDivTwoPi;
+    param.offset = param.range * kRangesBeforeRemainder;
+
+    float32_t* const distance = call.rawToDistOut().distance;
+    uint16_t* const confidence = call.rawToDistOut().confidence;
+    if (phaseAfterSLC == nullptr) {
+        DistanceImage_PhaseToMetres(param, distance, confidence);
+    } else {
+        const StraylightComparison straylight = {
+            call.rawToDistOut().normalizedAmplitude, phaseAfterSLC, amplAfterSLC,
+            call.customization.absDistStraylightThreshold / param.metresPerRadian,
+            call.customization.relAmpStraylightThreshold};
+        DistanceImage_CorrectedPhaseToMetres(param, straylight, distance, confidence);
+    }
+    book(call, call.data.profiling.rawToDistRemaining);
+    return 0;
+}
+
+void prepareSuspectPixels(Call& call) noexcept {
+    SuspectPixelTreatmentInOut& inout = call.data.inout.suspectPT;
+    inout.width = kImageWidth;
+    inout.height = kImageHeight;
+    inout.confidence = call.rawToDistOut().confidence;
+    inout.distance = call.rawToDistOut().distance;
+    inout.normalizedAmplitude = call.rawToDistOut().normalizedAmplitude;
+    inout.amplitude = nullptr;
+    call.data.input.suspectPT.applyTreatement = 1;
+}
+
+/** One frequency is a finished frame as it is; several wait for their assignment. */
+void prepareMultiFreq(Call& call) noexcept {
+    MultiFreqInput& input = call.data.input.multiFreq;
+    input.currentFreqIdx = call.info().freqIdx;
+    input.width = kImageWidth;
+    input.height = kImageHeight;
+    input.currentDistance = call.rawToDistOut().distance;
+    input.currentConfidence = call.rawToDistOut().confidence;
+    input.previousDistance = call.previousRawToDistOut().distance;
+    input.previousConfidence = call.previousRawToDistOut().confidence;
+    input.twoFreqMaxLineDistPercentage = call.customization.twoFreqMaxLineDistPercentage;
+    input.threeFreqMax2FLineDistPercentage = kThreeFreqMax2FLineDistPercentage;
+    input.filterAssignment = call.customization.filter2FreqAssignment;
+    MultiFreqOutput& output = call.data.output.multiFreq;
+    output.distance = call.result.distance;
+    output.confidence = call.matrices().confidence;
+    output.width = input.width;
+    output.height = input.height;
+    output.outputComplete = call.data.calib.multiFreq.frequencyMode == MultiFreq_FModeSingleFreq ? 1 : 0;
+}
+
+int32_t finishPhaseGroup(Call& call) noexcept {
+    if (rawToDistRemaining(call, nullptr, nullptr) != 0) {
+        return 1;
+    }
+    prepareSuspectPixels(call);
+    prepareMultiFreq(call);
+    return 0;
+}
+
+int32_t prepareDistanceNoise(Call& call) noexcept {
+    QorStaticData& data = call.data;
+    if (data.ifInput.customization.enableNoiseEstimation == 0) {
+        return 0;
+    }
+    if (data.state.lastIntensityPhaseValid == 0) {
+        return reportFailure(kSourceFile, "No intensity phase recorded for noise estimation");
+    }
+    const float32_t* const frequencies = data.ifCalib.imagerCalib.frequencies;
+    const QorRawToDistOutput& exposures = call.rawToDistOut();
+    DistnoiseInput& input = data.input.distNoise;
+    input.calib = &kDefaultNoiseCalib;
+    input.uniqueRange[0] = kHalfSpeedOfLight / frequencies[call.info().freqIdx];
+    input.uniqueRange[1] = kHalfSpeedOfLight / frequencies[data.state.lastFreqIdx];
+    input.numFrequenciesUsed = data.ifInput.param.verticalAssignment != 0
+                                   ? 1
+                                   : static_cast<uint32_t>(data.ifInput.param.numFrequencies);
+    input.intensityExpTime = static_cast<float32_t>(data.state.lastIntensityPhaseExpTime);
+    input.xyReal = call.matrices().xyReal;
+    input.xyImag = call.matrices().xyImag;
+    input.xyWidth = kImageWidth;
+    input.xyHeight = kImageHeight;
+    input.intensity = data.output.intImg.intensity;
+    for (int32_t e = 0; e < kMaxExposures; ++e) {
+        input.expTimes[e] = static_cast<float32_t>(exposures.expTimes[e]);
+        input.ampNormFactors[e] = exposures.ampNormFactors[e];
+    }
+    input.numExpTimes = static_cast<int32_t>(exposures.numExpTimes);
+    input.distNoiseThreshold = data.ifInput.customization.distNoiseThreshold;
+    DistnoiseInOut& inout = data.inout.distNoise;
+    inout.noise = call.result.distanceNoise;
+    inout.distance = call.result.distance;
+    inout.confidence = call.matrices().confidence;
+    return 0;
+}
+
+/** Without a stage that proposes others, the next exposure times are those of this frame. */
+void prepareAutoExposure(Call& call) noexcept {
+    QorStaticData& data = call.data;
+    AutoExposureInput& input = data.input.autoExpInput;
+    input.settings = call.customization.autoExpSet;
+    const auto saturatedPixels = static_cast<float32_t>(input.settings.maxNumberOfSaturatedPixels);
+    for (SingleAlgoSettings& settings : input.specificSettings) {
+        settings.saturationCheckQuantile = 1.0F - saturatedPixels * kOneDivPixelCount;
+        settings.expTimeFactorBetweenSettings = 1.5F;
+    }
+    input.specificSettings[0].numExpTimesBase = 20;
+    input.specificSettings[1].numExpTimesBase = 10;
+    input.histograms = call.rawToDistOut().histograms;
+    input.numExposures = static_cast<uint32_t>(data.ifInput.param.numExposures);
+    for (int32_t e = 0; e < kMaxExposures; ++e) {
+        input.expTimes[e] = static_cast<uint32_t>(call.rawToDistOut().expTimes[e]);
+    }
+    AutoExposureOutput& output = data.output.autoExpOutput;
+    output.numExposures = data.ifInput.param.numExposures;
+    std::copy_n(input.expTimes, kMaxExposures, output.newExpTimes);
+}
+
+void applyVignetting(Call& call) noexcept {
+    DistanceImage_ApplyVignetting(call.result.normalizedAmplitude,
+                                  call.data.ifCalib.imagerCalib.freqIndependent.vignetting);
+}
+
+void prepareImageFilter(Call& call) noexcept {
+    ImageFilterInOut& inout = call.data.inout.imageFilter;
+    inout.amplitude = call.result.normalizedAmplitude;
+    inout.normalizedAmplitude = call.result.normalizedAmplitude;
+    inout.distance = call.result.distance;
+    inout.confidence = call.matrices().confidence;
+    ImageFilterInput& input = call.data.input.imageFilter;
+    input.width = kImageWidth;
+    input.height = kImageHeight;
+    input.settings = call.data.ifInput.customization.filterSet;
+}
+
+void prepareCamToWorld(Call& call) noexcept {
+    QorStaticData& data = call.data;
+    data.inout.camToWorld.conf = call.matrices().confidence;
+    data.inout.camToWorld.distance = call.result.distance;
+    CamToWorldInput& input = data.input.camToWorld;
+    input.width = kImageWidth;
+    input.height = kImageHeight;
+    input.extrinsicCalib = &data.ifInput.customization.extrinsicCalibrationCamera;
+    input.applyDistortion = 1;
+    input.clipping = &kClipping;
+    input.disableCalcCartesian = data.ifInput.customization.disableCalcCartesian;
+    input.numThreads = 0;
+    data.output.camToWorld.X = call.result.X;
+    data.output.camToWorld.Y = call.result.Y;
+    data.output.camToWorld.Z = call.result.Z;
+}
+
+/** The pose always; the rays only after a change, as they are large. */
+int32_t copyDistToCart(Call& call) noexcept {
+    QorStaticData& data = call.data;
+    call.result.distToCartesian.cameraCalibration = data.state.camToWorld.currentCalib;
+    if (data.output.camToWorld.changeCounter == data.state.lastUVChangeCounter) {
+        return 0;
+    }
+    return copyUnitVectors(data, call.result.distToCartesian);
+}
+
+int32_t deliverExposureProposal(Call& call) noexcept {
+    const AutoExposureOutput& proposal = call.data.output.autoExpOutput;
+    call.result.autoExpReady = proposal.autoExpReady;
+    switch (proposal.numExposures) {
+        case 1:
+            call.result.longAutoExpTime = proposal.newExpTimes[0];
+            return 0;
+        case 2:
+            call.result.shortAutoExpTime = proposal.newExpTimes[0];
+            call.result.longAutoExpTime = proposal.newExpTimes[1];
+            return 0;
+        default:
+            return reportFailure(kSourceFile);
+    }
+}
+
+int32_t deliverFrame(Call& call) noexcept {
+    QorDistanceImageState& state = call.data.state;
+    DistanceImage_NarrowConfidence(call.matrices().confidence, call.result.confidence);
+    call.result.outputInvalid = 0;
+    state.lastIntensityPhaseValid = 0;
+    offerChannel(call, 3210, &call.result, sizeof call.result, nullptr);
+    call.result.frameCounter = state.frameCounter;
+    ++state.frameCounter;
+    return deliverExposureProposal(call);
+}
+
+int32_t finishFrame(Call& call) noexcept {
+    if (prepareDistanceNoise(call) != 0) {
+        return 1;
+    }
+    prepareAutoExposure(call);
+    applyVignetting(call);
+    prepareImageFilter(call);
+    prepareCamToWorld(call);
+    call.result.unitVectorChangeCounter = call.data.output.camToWorld.changeCounter;
+    if (copyDistToCart(call) != 0) {
+        return 1;
+    }
+    return deliverFrame(call);
+}
+
+/** Books the call, and with a finished frame the runtime of all its calls. */
+void bookTotals(Call& call, Timestamp_t saveStartTime, bool frameFinished) noexcept {
+    QorStaticData& data = call.data;
+    const FctGetTime now = data.services.ifServices.fctGetTime;
+    ALProfilingItem& frame = data.state.total_frame_profiling;
+    book(call, frame);
+    if (frameFinished) {
+        const float64_t microseconds =
+            std::clamp(frame.cumRuntimeMsecs * 1000.0000500222087, 0.0, 4294967295.0);
+        call.startTime = now() - static_cast<Timestamp_t>(microseconds);
+        book(call, data.profiling.total_frame);
+        al_mem_zero(&frame, sizeof frame);
+    }
+    al_profile(&data.profiling.total, now, &saveStartTime);
+}
+
+int32_t checkApplyArguments(const QorRawdataPhase* ruvoRawData,
+                            const QorDistanceImageCustomization* diCustomization,
+                            const QorDistanceImageIFOutput* result, const AlgoMeasBuffer* measBuffer,
+                            alif_uint32_t measBuffersArraySize) noexcept {
+    if (g_initCalled == 0) {
+        return reportFailure(kSourceFile, "Init(..) must be called successfully before Apply(..)");
+    }
+    if (measBuffersArraySize < kMeasBufferCount) {
+        return reportFailure(kSourceFile, "Not enough measurement buffers provided");
+    }
+    if (measBuffer == nullptr) {
+        return reportFailure(kSourceFile, "zelta array pointer cannot be null.");
+    }
+    if (ruvoRawData == nullptr) {
+        return reportFailure(kSourceFile, "Raw data pointer cannot be null.");
+    }
+    if (diCustomization == nullptr) {
+        return reportFailure(kSourceFile, "Customization pointer cannot be null.");
+    }
+    if (result == nullptr) {
+        return reportFailure(kSourceFile, "Result pointer cannot be null.");
+    }
+    return 0;
+}
+
+int32_t checkInitArguments(const QorDistanceImageIFCalib* ruvoCalib,
+                           const RuvoFrequencyHoppingTable* ruvoFreqHoppingTable,
+                           const QorDistanceImageIFParam* param,
+                           const AlgoExtrinsicCalibration* userCalibration,
+                           const QorDistanceImageServices* services,
+                           const QorDistToCartesian* distToCartesian) noexcept {
+    if (ruvoCalib == nullptr) {
+        return reportFailure(kSourceFile, "calib struct cannot be NULL.");
+    }
+    if (param == nullptr) {
+        return reportFailure(kSourceFile, "param struct cannot be NULL.");
+    }
+    if (services == nullptr) {
+        return reportFailure(kSourceFile, "services cannot be NULL.");
+    }
+    if (ruvoFreqHoppingTable == nullptr) {
+        return reportFailure(kSourceFile, "Frequency hopping table cannot be NULL.");
+    }
+    if (services->fctGetTime == nullptr) {
+        return reportFailure(kSourceFile, "services->fctGetTime cannot be NULL.");
+    }
+    if (userCalibration == nullptr) {
+        return reportFailure(kSourceFile, "Parameter userCalibration cannot be NULL.");
+    }
+    if (distToCartesian == nullptr) {
+        return reportFailure(kSourceFile, "Parameter distToCartesian cannot be NULL.");
+    }
+    return 0;
+}
+
+/** Everything of a call that concerns the image itself. */
+int32_t processImage(Call& call, bool& frameFinished) noexcept {
+    QorStaticData& data = call.data;
+    if (updateTimeMapping(data) != 0) {
+        return reportFailure(kSourceFile);
+    }
+    offerDebugChannels(call);
+    call.result.width = kImageWidth;
+    call.result.height = kImageHeight;
+    if (chooseWorkingSet(call) != 0) {
+        return 1;
+    }
+    takeIntensityImage(call);
+    if (rawToDist(call) != 0) {
+        return 1;
+    }
+    if (call.rawToDistOut().outputComplete == 0) {
+        return 0;
+    }
+    if (finishPhaseGroup(call) != 0) {
+        return 1;
+    }
+    if (data.output.multiFreq.outputComplete == 0) {
+        data.state.lastFreqIdx = call.info().freqIdx;
+        return 0;
+    }
+    frameFinished = true;
+    return finishFrame(call);
+}
+
+}  // namespace
+
+alif_int32_t QorDistanceImage_Init(const QorDistanceImageIFCalib* ruvoCalib,
+                                   const RuvoFrequencyHoppingTable* ruvoFreqHoppingTable,
+                                   const QorDistanceImageIFParam* param,
+                                   const AlgoExtrinsicCalibration* userCalibration,
+                                   const QorDistanceImageServices* services,
+                                   QorDistToCartesian* distToCartesian) noexcept {
+    QorStaticData& data = *QorData_Get();
+    g_initCalled = 0;
+    initErrorHistories(data);
+    if (checkInitArguments(ruvoCalib, ruvoFreqHoppingTable, param, userCalibration, services,
+                           distToCartesian) != 0) {
+        return 1;
+    }
+    data.ifCalib = *ruvoCalib;
+    data.ifInput.param = *param;
+    data.ifInput.freqHoppingTable = *ruvoFreqHoppingTable;
+    data.services.ifServices = *services;
+    if (initStages(data, *userCalibration, *distToCartesian) != 0) {
+        return 1;
+    }
+    g_initCalled = 1;
+    return 0;
+}
+
+alif_int32_t QorDistanceImage_Apply(const QorRawdataPhase* ruvoRawData,
+                                    const QorDistanceImageCustomization* diCustomization,
+                                    QorDistanceImageIFOutput* result, AlgoMeasBuffer* measBuffer,
+                                    alif_uint32_t measBuffersArraySize) noexcept {
+    QorStaticData& data = ensureDataInitialized();
+    if (checkApplyArguments(ruvoRawData, diCustomization, result, measBuffer, measBuffersArraySize) != 0) {
+        return 1;
+    }
+    Call call = {data, *ruvoRawData, *diCustomization, *result, measBuffer, measBuffersArraySize, 0, 0, 0};
+    al_initProfiling(&call.startTime, data.services.ifServices.fctGetTime);
+    const Timestamp_t saveStartTime = call.startTime;
+    ErrorHandling_Init(&data.debug.perFrameErrors, ALERR_HT_PER_FRAME_HISTORY, 1);
+    data.ifInput.customization = *diCustomization;
+    data.ifInput.phaseInfo = ruvoRawData->info;
+    result->outputInvalid = 1;
+    result->coord3Dinvalid = 1;
+    result->intensityInvalid = 1;
+    result->distanceNoiseInvalid = 1;
+    result->timestamp = ruvoRawData->info.timestamp;
+    QorDistanceImage_QueryVersion(&data.debug.algoVersion);
+
+    bool frameFinished = false;
+    if (processImage(call, frameFinished) != 0) {
+        return 1;
+    }
+    bookTotals(call, saveStartTime, frameFinished);
+    return 0;
+}
+
+alif_int32_t QorDistanceImage_GetErrorString(alif_char_t* errorString, alif_int32_t strArraySize) noexcept {
+    const QorStaticData& data = ensureDataInitialized();
+    if (errorString == nullptr) {
+        return reportFailure(kSourceFile);
+    }
+    if (strArraySize < 1) {
+        return reportFailure(kSourceFile);
+    }
+    errorString[0] = 0;
+    if (data.debug.perFrameErrors.numValidEntries > 0) {
+        const ALErrorDescription& first = data.debug.perFrameErrors.entries[0];
+        std::snprintf(errorString, static_cast<size_t>(strArraySize), "%s(%d): %s", first.file, first.line,
+                      first.errorMsg);
+    }
+    return 0;
+}
+
+alif_int32_t QorDistanceImage_QueryVersion(AlgoVersion* version) noexcept {
+    if (version == nullptr) {
+        return reportFailure(kSourceFile);
+    }
+    version->major = 0;
+    version->minor = 3;
+    version->patch = 6;
+    return 0;
+}

@@ -1,0 +1,343 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "QorRawToDistKernels.h"
+
+#include <algorithm>
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "QorRawToDistKernels.cpp"
+#include <hwy/foreach_target.h>  // IWYU pragma: keep
+//
+#include "ALSimd-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace rawtodist {
+namespace HWY_NAMESPACE {
+namespace {
+namespace hn = hwy::HWY_NAMESPACE;
+
+/**
+ * Unpacks 12-bit samples, two of them in three bytes, one per 16-bit lane. A vector of L lanes takes the 3 L
+ * / 2 bytes that end at `end`; it is loaded whole, so it reads L / 2 bytes before them. The imager's line
+ * without image data makes that lawful for the first pixels.
+ */
+template <class D16>
+class SampleUnpacker {
+ public:
+    explicit SampleUnpacker(D16 d16)
+        : d16_(d16), groupsOfBlocks_(makeWordTable()), bytesOfPixels_(makeByteTable()) {}
+
+    HWY_INLINE hn::Vec<D16> operator()(const uint8_t* end) const {
+        const auto bytes = hn::LoadU(D8(), end - hn::Lanes(D8()));
+        const auto groups = hn::TableLookupLanes(hn::BitCast(D32(), bytes), groupsOfBlocks_);
+        // Per pixel its upper eight bits above the byte that holds both lower nibbles of its group.
+        const auto pixels =
+            hn::BitCast(d16_, hn::TableLookupBytes(hn::BitCast(D8(), groups), bytesOfPixels_));
+        const auto odd = hn::ShiftRight<4>(pixels);
+        const auto even = hn::Or(hn::And(odd, hn::Set(d16_, 0x0FF0)), hn::And(pixels, hn::Set(d16_, 0x000F)));
+        return hn::OddEven(odd, even);
+    }
+
+ private:
+    using D8 = hn::Repartition<uint8_t, D16>;
+    using D32 = hn::Repartition<uint32_t, D16>;
+    using WordTable = decltype(hn::SetTableIndices(D32(), static_cast<const int32_t*>(nullptr)));
+
+    /** Puts four groups, three words, at the start of each 128-bit block. */
+    static HWY_INLINE WordTable makeWordTable() {
+        HWY_ALIGN int32_t words[HWY_MAX_BYTES / 4] = {};
+        const auto lanes = static_cast<int32_t>(hn::Lanes(D32()));
+        const int32_t blocks = lanes / 4;
+        for (int32_t i = 0; i < lanes; ++i) {
+            words[i] = blocks + 3 * (i / 4) + std::min(i % 4, 2);
+        }
+        return hn::SetTableIndices(D32(), words);
+    }
+
+    /** Within a block, byte pairs (nibbles, upper bits) of eight pixels. */
+    static HWY_INLINE hn::Vec<D8> makeByteTable() {
+        HWY_ALIGN static constexpr uint8_t kPairs[16] = {2, 0, 2, 1, 5, 3, 5, 4, 8, 6, 8, 7, 11, 9, 11, 10};
+        return hn::LoadDup128(D8(), kPairs);
+    }
+
+    const D16 d16_;
+    const WordTable groupsOfBlocks_;
+    const hn::Vec<D8> bytesOfPixels_;
+};
+
+/** Adds a row's pixels to the histogram; `levels` are at most 2048. The order of the weights is that of the
+ * header. */
+void addToHistogram(const int16_t* levels, const uint8_t* roi, uint32_t* histogram) {
+    for (int32_t block = 0; block < kImageWidth; block += 16) {
+        for (int32_t k = 0; k < 8; ++k) {
+            histogram[levels[block + 2 * k]] += roi[block + k];
+            histogram[levels[block + 2 * k + 1]] += roi[block + 8 + k];
+        }
+    }
+}
+
+template <bool kWithHistogram>
+HWY_INLINE void rawToXYS(QorRawToDistState* state, int16_t minDiff, int16_t maxDiff, int storageIndex,
+                         uint16_t confidenceMask, const uint8_t* roi, uint32_t* histogram) {
+    const hn::ScalableTag<uint16_t> du;
+    const hn::RebindToSigned<decltype(du)> di;
+    const SampleUnpacker<decltype(du)> unpack(du);
+    const auto step = static_cast<int32_t>(hn::Lanes(du));
+    const auto lowerLimit = hn::Set(di, minDiff);
+    const auto upperLimit = hn::Set(di, maxDiff);
+    const auto zeroDiff = hn::Set(di, static_cast<int16_t>(maxDiff / 2 + minDiff / 2));
+    const auto lastBin = hn::Set(di, static_cast<int16_t>(kHistogramBins - 1));
+    const auto valid = hn::Set(du, confidenceMask);
+    const auto saturated = hn::Set(du, static_cast<uint16_t>(confidenceMask | 0x0003));
+
+    const uint8_t* phases[kPhasesPerExposure];
+    for (int32_t k = 0; k < kPhasesPerExposure; ++k) {
+        phases[k] = state->rawPhases[k]->phaseData + kRawRowBytes;
+    }
+    int16_t* const outX = state->X[storageIndex];
+    int16_t* const outY = state->Y[storageIndex];
+    int16_t* const outS = state->S[storageIndex];
+    uint16_t* const outConfidence = state->confidence[storageIndex];
+
+    for (int32_t row = 0; row < kPixelCount; row += kImageWidth) {
+        HWY_ALIGN int16_t levels[kImageWidth];
+        for (int32_t column = 0; column < kImageWidth; column += step) {
+            const int32_t pixel = row + column;
+            const int32_t end = (pixel + step) * 3 / 2;
+            const auto a = hn::BitCast(di, unpack(phases[0] + end));
+            const auto b = hn::BitCast(di, unpack(phases[1] + end));
+            const auto c = hn::BitCast(di, unpack(phases[2] + end));
+            const auto d = hn::BitCast(di, unpack(phases[3] + end));
+            hn::StoreU(hn::Sub(a, c), di, outX + pixel);
+            hn::StoreU(hn::Sub(b, d), di, outY + pixel);
+            hn::StoreU(hn::Sub(hn::Add(a, c), hn::Add(b, d)), di, outS + pixel);
+
+            const auto largest = hn::Max(hn::Max(a, c), hn::Max(b, d));
+            const auto smallest = hn::Min(hn::Min(a, c), hn::Min(b, d));
+            const auto outside = hn::Or(hn::Gt(largest, upperLimit), hn::Lt(smallest, lowerLimit));
+            hn::StoreU(hn::IfThenElse(hn::RebindMask(du, outside), saturated, valid), du,
+                       outConfidence + pixel);
+            if constexpr (kWithHistogram) {
+                const auto level =
+                    hn::Max(hn::SaturatedSub(largest, zeroDiff), hn::SaturatedSub(zeroDiff, smallest));
+                hn::StoreU(hn::Min(level, lastBin), di, levels + column);
+            }
+        }
+        if constexpr (kWithHistogram) {
+            addToHistogram(levels, roi + row, histogram);
+        }
+    }
+}
+
+void RawToXYS(QorRawToDistState* state, int16_t minDiff, int16_t maxDiff, int storageIndex,
+              uint16_t confidenceMask) {
+    rawToXYS<false>(state, minDiff, maxDiff, storageIndex, confidenceMask, nullptr, nullptr);
+}
+
+void RawToXYSHistogram(QorRawToDistState* state, int16_t minDiff, int16_t maxDiff, int storageIndex,
+                       uint16_t confidenceMask, const uint8_t* roi, uint32_t* histogram) {
+    rawToXYS<true>(state, minDiff, maxDiff, storageIndex, confidenceMask, roi, histogram);
+}
+
+void MergeExposures(QorRawToDistState* state, float32_t invFirstExposure, float32_t invSecondExposure) {
+    const hn::ScalableTag<uint16_t> du;
+    const hn::RebindToSigned<decltype(du)> di;
+    const hn::Repartition<float32_t, decltype(du)> df;
+    const hn::RebindToUnsigned<decltype(df)> du32;
+    const auto step = static_cast<int32_t>(hn::Lanes(du));
+    const auto halfStep = static_cast<int32_t>(hn::Lanes(df));
+    const auto saturatedBit = hn::Set(du, kConfidenceSaturated);
+    const auto invFirst = hn::Set(df, invFirstExposure);
+    const auto invSecond = hn::Set(df, invSecondExposure);
+
+    const auto replace = [&](auto mask, int16_t(*image)[kPixelCount], int32_t pixel) HWY_ATTR {
+        const auto first = hn::LoadU(di, image[0] + pixel);
+        const auto second = hn::LoadU(di, image[1] + pixel);
+        hn::StoreU(hn::IfThenElse(hn::RebindMask(di, mask), first, second), di, image[1] + pixel);
+    };
+    for (int32_t pixel = 0; pixel < kPixelCount; pixel += step) {
+        const auto first = hn::LoadU(du, state->confidence[0] + pixel);
+        const auto second = hn::LoadU(du, state->confidence[1] + pixel);
+        const auto bits = hn::And(second, saturatedBit);
+        const auto saturated = hn::Eq(bits, saturatedBit);
+        hn::StoreU(hn::IfThenElse(saturated, first, second), du, state->confidence[1] + pixel);
+        replace(saturated, state->X, pixel);
+        replace(saturated, state->Y, pixel);
+        replace(saturated, state->S, pixel);
+
+        const auto lower = hn::PromoteTo(du32, hn::LowerHalf(bits));
+        const auto upper = hn::PromoteTo(du32, hn::UpperHalf(hn::Half<decltype(du)>(), bits));
+        const auto zero = hn::Zero(du32);
+        hn::StoreU(hn::IfThenElse(hn::RebindMask(df, hn::Eq(lower, zero)), invSecond, invFirst), df,
+                   state->invExpTimes + pixel);
+        hn::StoreU(hn::IfThenElse(hn::RebindMask(df, hn::Eq(upper, zero)), invSecond, invFirst), df,
+                   state->invExpTimes + pixel + halfStep);
+    }
+}
+
+/** Sixteen-bit samples as floats. */
+template <class DF>
+HWY_INLINE hn::Vec<DF> loadAsFloat(DF df, const int16_t* samples) {
+    const hn::Rebind<int16_t, DF> d16;
+    return hn::ConvertTo(df, hn::PromoteTo(hn::RebindToSigned<DF>(), hn::LoadU(d16, samples)));
+}
+
+template <class DF>
+HWY_INLINE hn::Vec<DF> loadAsFloat(DF df, const uint16_t* samples) {
+    const hn::Rebind<uint16_t, DF> d16;
+    return hn::ConvertTo(df, hn::PromoteTo(hn::RebindToSigned<DF>(), hn::LoadU(d16, samples)));
+}
+
+template <bool kCompensateDrift, class DF>
+HWY_INLINE void phaseOfPixels(DF df, const RawToDistPhaseInput& in, const RawToDistPhaseOutput& out,
+                              const hn::Vec<DF> (&pw)[7], const hn::Vec<DF> (&aw)[5], int32_t pixel) {
+    using V = hn::Vec<DF>;
+    using alsimd::HWY_NAMESPACE::Sine;
+    const hn::RebindToUnsigned<DF> du32;
+    const hn::RebindToSigned<DF> di32;
+    const hn::Rebind<uint16_t, DF> du16;
+    const V zero = hn::Zero(df);
+    const V twoPi = hn::Set(df, 6.2831855F);
+
+    const auto confidence = hn::PromoteTo(du32, hn::LoadU(du16, in.confidence + pixel));
+    V offsetX = hn::Set(df, in.xCorrection);
+    V offsetY = hn::Set(df, in.yCorrection);
+    if constexpr (kCompensateDrift) {
+        const auto lastExposureBit = hn::Set(du32, uint32_t{kConfidenceLastExposure});
+        const auto last = hn::RebindMask(df, hn::Eq(hn::And(confidence, lastExposureBit), lastExposureBit));
+        const V ambient = loadAsFloat(df, in.intensity + pixel);
+        const V driftX = hn::IfThenElse(last, hn::Set(df, in.driftX[1]), hn::Set(df, in.driftX[0]));
+        const V driftY = hn::IfThenElse(last, hn::Set(df, in.driftY[1]), hn::Set(df, in.driftY[0]));
+        offsetX = hn::Add(offsetX, hn::Mul(ambient, driftX));
+        offsetY = hn::Add(offsetY, hn::Mul(ambient, driftY));
+    }
+    const V x = hn::Sub(loadAsFloat(df, in.X + pixel), offsetX);
+    const V y = hn::Sub(loadAsFloat(df, in.Y + pixel), offsetY);
+    const V ampSquare = hn::Add(hn::Mul(x, x), hn::Mul(y, y));
+    const V angle = alsimd::HWY_NAMESPACE::Atan2(df, y, x);
+    const V angle2 = hn::Mul(angle, hn::Set(df, 2.0F));
+    const V angle4 = hn::Mul(angle, hn::Set(df, 4.0F));
+    const V angle8 = hn::Mul(angle, hn::Set(df, 8.0F));
+
+    const V a = hn::Mul(Sine(df, hn::Add(angle4, pw[2])), pw[1]);
+    const V b = hn::Mul(Sine(df, hn::Add(angle2, pw[4])), pw[3]);
+    const V c = hn::Mul(Sine(df, hn::Add(angle8, pw[6])), pw[5]);
+    V phase =
+        hn::Sub(hn::Sub(hn::Sub(angle, pw[0]), hn::Add(hn::Add(a, b), c)), hn::LoadU(df, in.FPPN + pixel));
+    phase = hn::Add(phase, hn::IfThenElseZero(hn::Lt(phase, zero), twoPi));
+    phase = hn::Add(phase, hn::IfThenElseZero(hn::Lt(phase, zero), twoPi));
+    phase = hn::Sub(phase, hn::IfThenElseZero(hn::Ge(phase, twoPi), twoPi));
+    phase = hn::Sub(phase, hn::IfThenElseZero(hn::Ge(phase, twoPi), twoPi));
+    hn::StoreU(phase, df, out.phase + pixel);
+
+    const V d = hn::Mul(Sine(df, hn::Add(angle4, aw[2])), aw[1]);
+    const V e = hn::Mul(Sine(df, hn::Add(angle2, aw[4])), aw[3]);
+    const V amplitude = hn::Add(alsimd::HWY_NAMESPACE::SquareRoot(df, ampSquare), hn::Set(df, 0.001F));
+    const V corrected = hn::Mul(amplitude, hn::Add(hn::Add(d, e), aw[0]));
+    hn::StoreU(hn::Mul(corrected, hn::LoadU(df, in.invExpTimes + pixel)), df,
+               out.normalizedAmplitude + pixel);
+
+    const V s = loadAsFloat(df, in.S + pixel);
+    const auto tooDark = hn::RebindMask(du32, hn::Lt(ampSquare, hn::Set(df, in.minAmpSquare)));
+    const auto asymmetric =
+        hn::RebindMask(du32, hn::Gt(hn::Mul(s, s), hn::Mul(ampSquare, hn::Set(df, in.maxSymSquare))));
+    const auto bits = hn::Or(hn::IfThenElseZero(tooDark, hn::Set(du32, 0x0009U)),
+                             hn::IfThenElseZero(asymmetric, hn::Set(du32, 0x0005U)));
+    hn::StoreU(hn::DemoteTo(du16, hn::BitCast(di32, hn::Or(confidence, bits))), du16, out.confidence + pixel);
+}
+
+template <bool kCompensateDrift>
+HWY_INLINE void computePhase(const RawToDistPhaseInput& in, const RawToDistPhaseOutput& out) {
+    const hn::ScalableTag<float32_t> df;
+    const auto step = static_cast<int32_t>(hn::Lanes(df));
+    hn::Vec<decltype(df)> phaseWigg[7];
+    hn::Vec<decltype(df)> ampWigg[5];
+    for (int i = 0; i < 7; ++i) {
+        phaseWigg[i] = hn::Set(df, in.phaseWigg[i]);
+    }
+    for (int i = 0; i < 5; ++i) {
+        ampWigg[i] = hn::Set(df, in.ampWigg[i]);
+    }
+    for (int32_t pixel = 0; pixel < kPixelCount; pixel += step) {
+        phaseOfPixels<kCompensateDrift>(df, in, out, phaseWigg, ampWigg, pixel);
+    }
+}
+
+void ComputePhase(const RawToDistPhaseInput& input, const RawToDistPhaseOutput& output) {
+    if (input.intensity != nullptr) {
+        computePhase<true>(input, output);
+    } else {
+        computePhase<false>(input, output);
+    }
+}
+
+void XYStoAmpConf(float* ampl, uint16_t* conf, const int16_t* X, const int16_t* Y, float xCorrection,
+                  float yCorrection, float minAmp) {
+    const hn::ScalableTag<float32_t> df;
+    const hn::RebindToUnsigned<decltype(df)> du32;
+    const hn::RebindToSigned<decltype(df)> di32;
+    const hn::Rebind<uint16_t, decltype(df)> du16;
+    const auto step = static_cast<int32_t>(hn::Lanes(df));
+    const auto minAmpSquare = hn::Set(df, minAmp * minAmp);
+    for (int32_t pixel = 0; pixel < kPixelCount; pixel += step) {
+        const auto x = hn::Sub(loadAsFloat(df, X + pixel), hn::Set(df, xCorrection));
+        const auto y = hn::Sub(loadAsFloat(df, Y + pixel), hn::Set(df, yCorrection));
+        const auto ampSquare = hn::Add(hn::Mul(x, x), hn::Mul(y, y));
+        hn::StoreU(alsimd::HWY_NAMESPACE::SquareRoot(df, ampSquare), df, ampl + pixel);
+        const auto tooDark = hn::RebindMask(du32, hn::Lt(ampSquare, minAmpSquare));
+        const auto confidence = hn::PromoteTo(du32, hn::LoadU(du16, conf + pixel));
+        const auto marked = hn::Or(confidence, hn::IfThenElseZero(tooDark, hn::Set(du32, 0x0009U)));
+        hn::StoreU(hn::DemoteTo(du16, hn::BitCast(di32, marked)), du16, conf + pixel);
+    }
+}
+
+}  // namespace
+}  // namespace HWY_NAMESPACE
+}  // namespace rawtodist
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+
+namespace rawtodist {
+namespace {
+
+HWY_EXPORT(RawToXYS);
+HWY_EXPORT(RawToXYSHistogram);
+HWY_EXPORT(MergeExposures);
+HWY_EXPORT(ComputePhase);
+HWY_EXPORT(XYStoAmpConf);
+
+}  // namespace
+}  // namespace rawtodist
+
+void NEON_RawToXYS(QorRawToDistState* state, short minDiff, short maxDiff, int storageIndex,
+                   unsigned short confidenceMask) noexcept {
+    using namespace rawtodist;
+    HWY_DYNAMIC_DISPATCH(RawToXYS)(state, minDiff, maxDiff, storageIndex, confidenceMask);
+}
+
+void NEON_RawToXYS_histo(QorRawToDistState* state, short minDiff, short maxDiff, int storageIndex,
+                         unsigned short confidenceMask, const unsigned char* histogram_roi,
+                         unsigned int* histogram) noexcept {
+    using namespace rawtodist;
+    HWY_DYNAMIC_DISPATCH(RawToXYSHistogram)
+    (state, minDiff, maxDiff, storageIndex, confidenceMask, histogram_roi, histogram);
+}
+
+void RawToDist_MergeExposures(QorRawToDistState* state, float32_t invFirstExposure,
+                              float32_t invSecondExposure) noexcept {
+    using namespace rawtodist;
+    HWY_DYNAMIC_DISPATCH(MergeExposures)(state, invFirstExposure, invSecondExposure);
+}
+
+void RawToDist_ComputePhase(const RawToDistPhaseInput& input, const RawToDistPhaseOutput& output) noexcept {
+    using namespace rawtodist;
+    HWY_DYNAMIC_DISPATCH(ComputePhase)(input, output);
+}
+
+void NEON_XYStoAmpConf(float* ampl, unsigned short* conf, const short* X, const short* Y, float xCorrection,
+                       float yCorrection, float minAmp) noexcept {
+    using namespace rawtodist;
+    HWY_DYNAMIC_DISPATCH(XYStoAmpConf)(ampl, conf, X, Y, xCorrection, yCorrection, minAmp);
+}
+
+#endif  // HWY_ONCE

@@ -1,0 +1,204 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Vector arithmetic that several kernels share. Every function gives the same bits in every lane on every
+// target: multiplications and additions are never fused, selections are a comparison and a choice, truncation
+// saturates and gives 0 for NaN, and the two estimates are those of the ARM instructions wherever the code
+// runs.
+//
+// Subnormal numbers count as 0 where a function says so: the vector unit of ARMv7 knows no others.
+
+#if defined(QOR_CORE_EXTERNALS_UTIL_SRC_ALSIMD_INL_H_) == defined(HWY_TARGET_TOGGLE)
+#ifdef QOR_CORE_EXTERNALS_UTIL_SRC_ALSIMD_INL_H_
+#undef QOR_CORE_EXTERNALS_UTIL_SRC_ALSIMD_INL_H_
+#else
+#define QOR_CORE_EXTERNALS_UTIL_SRC_ALSIMD_INL_H_
+#endif
+
+#include <hwy/highway.h>
+
+HWY_BEFORE_NAMESPACE();
+namespace alsimd {
+namespace HWY_NAMESPACE {
+namespace hn = hwy::HWY_NAMESPACE;
+
+inline constexpr float kSmallestNormal = 1.17549435e-38F;  ///< 2^-126
+inline constexpr float kTwoTo126 = 8.507059173023461e37F;
+inline constexpr float kTwoTo31 = 2147483648.0F;
+
+/** The larger value; b where they do not compare as b < a. */
+template <class V>
+HWY_INLINE V SelectMax(V a, V b) {
+    return hn::IfThenElse(hn::Ge(b, a), b, a);
+}
+
+/** The smaller value; b where they do not compare as a < b. */
+template <class V>
+HWY_INLINE V SelectMin(V a, V b) {
+    return hn::IfThenElse(hn::Le(b, a), b, a);
+}
+
+/** v truncated to int32 and back: saturated at the limits of int32, 0 for NaN, never -0. */
+template <class D, class V = hn::Vec<D>>
+HWY_INLINE V TruncateThroughInt32(D d, V v) {
+#if HWY_TARGET == HWY_NEON
+    return hn::ConvertTo(d, hn::ConvertTo(hn::RebindToSigned<D>(), v));  // the instruction saturates
+#else
+    const V ordered = hn::IfThenElseZero(hn::Eq(v, v), v);
+    const V clamped = hn::Min(hn::Max(ordered, hn::Set(d, -kTwoTo31)), hn::Set(d, kTwoTo31));
+    return hn::Add(hn::Trunc(clamped), hn::Zero(d));  // the sum turns -0 into 0
+#endif
+}
+
+/** The largest integer not above v, formed by truncation through int32: beyond its limits they are the
+ * result. */
+template <class D, class V = hn::Vec<D>>
+HWY_INLINE V FloorThroughInt32(D d, V v) {
+    const V truncated = TruncateThroughInt32(d, v);
+    return hn::Sub(truncated, hn::IfThenElseZero(hn::Gt(truncated, v), hn::Set(d, 1.0F)));
+}
+
+/**
+ * Estimate of 1 / v, eight bits of mantissa, as the ARM instruction gives it: with the magnitude of v scaled
+ * to a in 0.5..1 and q = floor(512 a) it is floor(256 / ((q + 0.5) / 512) + 0.5) / 256, scaled back. Infinite
+ * for 0 and subnormal v, 0 for magnitudes of 2^126 and above; for NaN any value.
+ */
+template <class D, class V = hn::Vec<D>>
+HWY_INLINE V ReciprocalEstimate(D d, V v) {
+    const V magnitude = hn::Abs(v);
+#if HWY_TARGET == HWY_NEON
+    const V estimate = hn::ApproximateReciprocal(magnitude);
+#else
+    const hn::RebindToUnsigned<D> du;
+    const auto bits = hn::BitCast(du, magnitude);
+    const auto exponent = hn::And(bits, hn::Set(du, 0x7F800000U));
+    // The middle of the step, (q + 0.5) / 256, in 1..2.
+    const V middle = hn::BitCast(
+        d, hn::Or(hn::And(bits, hn::Set(du, 0x007F8000U)), hn::Set(du, 0x3F800000U | 0x00004000U)));
+    const V steps =
+        hn::Floor(hn::Add(hn::Mul(hn::Div(hn::Set(d, 1.0F), middle), hn::Set(d, 512.0F)), hn::Set(d, 0.5F)));
+    const auto scaled = hn::BitCast(du, hn::Mul(steps, hn::Set(d, 1.0F / 256.0F)));
+    const V estimate = hn::BitCast(d, hn::Sub(hn::Add(scaled, hn::Set(du, 126U << 23)), exponent));
+#endif
+    const V infinite = hn::BitCast(d, hn::Set(hn::RebindToUnsigned<D>(), 0x7F800000U));
+    const V bounded = hn::IfThenElse(hn::Lt(magnitude, hn::Set(d, kSmallestNormal)), infinite,
+                                     hn::IfThenZeroElse(hn::Ge(magnitude, hn::Set(d, kTwoTo126)), estimate));
+    return hn::CopySignToAbs(bounded, v);
+}
+
+/** 1 / v by the estimate and two refinement steps x (2 - v x). */
+template <class D, class V = hn::Vec<D>>
+HWY_INLINE V Reciprocal(D d, V v) {
+    const V two = hn::Set(d, 2.0F);
+    V x = ReciprocalEstimate(d, v);
+    x = hn::Mul(x, hn::Sub(two, hn::Mul(v, x)));
+    return hn::Mul(x, hn::Sub(two, hn::Mul(v, x)));
+}
+
+/**
+ * Estimate of 1 / sqrt(v) for normal positive v, eight bits of mantissa, as the ARM instruction gives it:
+ * with v scaled by an even power of two to a in 0.25..1 and its top seven bits of mantissa taken at the
+ * middle of their step, m, it is floor(256 / sqrt(m) + 0.5) / 256, scaled back. For all other v any value.
+ */
+template <class D, class V = hn::Vec<D>>
+HWY_INLINE V ReciprocalSquareRootEstimate(D d, V v) {
+#if HWY_TARGET == HWY_NEON
+    (void)d;
+    return hn::ApproximateReciprocalSqrt(v);
+#else
+    const hn::RebindToUnsigned<D> du;
+    const hn::RebindToSigned<D> di;
+    const auto bits = hn::BitCast(du, v);
+    const auto exponent = hn::ShiftRight<23>(bits);
+    // An odd exponent field belongs to 0.25..0.5 (field 125), an even one to 0.5..1 (field 126).
+    const auto scaledExponent = hn::Sub(hn::Set(du, 126U), hn::And(exponent, hn::Set(du, 1U)));
+    const V middle =
+        hn::BitCast(d, hn::Or(hn::And(bits, hn::Set(du, 0x007F0000U)),
+                              hn::Or(hn::ShiftLeft<23>(scaledExponent), hn::Set(du, 0x00008000U))));
+    const V steps = hn::Floor(
+        hn::Add(hn::Mul(hn::Div(hn::Set(d, 1.0F), hn::Sqrt(middle)), hn::Set(d, 256.0F)), hn::Set(d, 0.5F)));
+    const auto scaled = hn::BitCast(di, hn::Mul(steps, hn::Set(d, 1.0F / 256.0F)));
+    const auto halvings = hn::ShiftRight<1>(hn::Sub(hn::BitCast(di, exponent), hn::Set(di, 125)));
+    return hn::BitCast(d, hn::Sub(scaled, hn::ShiftLeft<23>(halvings)));
+#endif
+}
+
+/**
+ * sqrt(v) for v of 0 and above: the estimate of 1 / sqrt(v), two refinement steps x (3 - (v x) x) / 2, times
+ * v. Exactly 0 for 0 and subnormal v.
+ */
+template <class D, class V = hn::Vec<D>>
+HWY_INLINE V SquareRoot(D d, V v) {
+    const V three = hn::Set(d, 3.0F);
+    const V half = hn::Set(d, 0.5F);
+    V x = ReciprocalSquareRootEstimate(d, v);
+    x = hn::Mul(x, hn::Mul(hn::Sub(three, hn::Mul(hn::Mul(v, x), x)), half));
+    x = hn::Mul(x, hn::Mul(hn::Sub(three, hn::Mul(hn::Mul(v, x), x)), half));
+    return hn::IfThenZeroElse(hn::Lt(v, hn::Set(d, kSmallestNormal)), hn::Mul(x, v));
+}
+
+/**
+ * Truncating remainder of v by n above 0, with oneDivN = 1 / n: not exact, but within 0..n for v within the
+ * range of int32 periods. The sign of v goes to the result.
+ */
+template <class D, class V = hn::Vec<D>>
+HWY_INLINE V ModN(D d, V v, V n, V oneDivN) {
+    const V magnitude = hn::Abs(v);
+    const V periods = TruncateThroughInt32(d, hn::Mul(v, oneDivN));
+    V r = hn::Sub(magnitude, hn::Mul(n, periods));
+    r = hn::Sub(r, hn::IfThenZeroElse(hn::Lt(r, n), n));
+    r = hn::Add(r, hn::IfThenElseZero(hn::Lt(r, hn::Zero(d)), n));
+    return hn::IfThenElse(hn::Lt(v, hn::Zero(d)), hn::Neg(r), r);
+}
+
+/**
+ * sin(x) by folding into 0..pi/2 and five terms of the series. Keeps its accuracy while x lies within the
+ * range of int32 periods.
+ */
+template <class D, class V = hn::Vec<D>>
+HWY_INLINE V Sine(D d, V x) {
+    const V pi = hn::Set(d, 3.1415927F);
+    const V twoPi = hn::Set(d, 6.2831855F);
+    const V one = hn::Set(d, 1.0F);
+    const V periods = FloorThroughInt32(d, hn::Mul(x, hn::Set(d, 0.15915494F)));
+    V r = hn::Sub(x, hn::Mul(periods, twoPi));
+    const auto secondHalf = hn::Gt(r, pi);
+    r = hn::IfThenElse(secondHalf, hn::Sub(twoPi, r), r);
+    r = hn::IfThenElse(hn::Gt(r, hn::Set(d, 1.5707964F)), hn::Sub(pi, r), r);
+    const V q = hn::Mul(r, r);
+    V series = hn::Sub(one, hn::Mul(q, hn::Set(d, 0.013888889F)));                 // 1 / 72
+    series = hn::Sub(one, hn::Mul(hn::Mul(q, hn::Set(d, 0.023809524F)), series));  // 1 / 42
+    series = hn::Sub(one, hn::Mul(hn::Mul(q, hn::Set(d, 0.05F)), series));         // 1 / 20
+    series = hn::Sub(one, hn::Mul(hn::Mul(q, hn::Set(d, 0.16666667F)), series));   // 1 / 6
+    return hn::Mul(hn::IfThenElse(secondHalf, hn::Neg(r), r), series);
+}
+
+/** The angle of (x, y), -pi up to below pi, by a polynomial over one octant; 0 for (0, 0). */
+template <class D, class V = hn::Vec<D>>
+HWY_INLINE V Atan2(D d, V y, V x) {
+    constexpr float kCoefficients[] = {-0.33333147F, 0.19993551F,  -0.14208899F,  0.10656264F,
+                                       -0.07528964F, 0.042909615F, -0.016165737F, 0.0028662258F};
+    const V zero = hn::Zero(d);
+    const V pi = hn::Set(d, 3.1415927F);
+    const V twoPi = hn::Set(d, 6.2831855F);
+    const V absX = hn::Abs(x);
+    const V absY = hn::Abs(y);
+    const V larger = SelectMax(SelectMax(absX, absY), hn::Set(d, 1e-20F));
+    const V t = hn::Mul(SelectMin(absX, absY), Reciprocal(d, larger));
+    const V u = hn::Mul(t, t);
+    V w = hn::Mul(u, hn::Set(d, kCoefficients[7]));
+    for (int i = 6; i >= 0; --i) {
+        w = hn::Add(hn::Mul(u, hn::Set(d, kCoefficients[i])), hn::Mul(u, w));
+    }
+    V angle = hn::Add(t, hn::Mul(t, w));
+    angle = hn::IfThenElse(hn::Gt(absY, absX), hn::Sub(hn::Set(d, 1.5707964F), angle), angle);
+    angle = hn::IfThenElse(hn::Lt(x, zero), hn::Sub(pi, angle), angle);
+    angle = hn::IfThenElse(hn::Lt(y, zero), hn::Neg(angle), angle);
+    angle = hn::Sub(angle, hn::IfThenElseZero(hn::Ge(angle, pi), twoPi));
+    return hn::Add(angle, hn::IfThenElseZero(hn::Lt(angle, hn::Neg(pi)), twoPi));
+}
+
+}  // namespace HWY_NAMESPACE
+}  // namespace alsimd
+HWY_AFTER_NAMESPACE();
+
+#endif  // QOR_CORE_EXTERNALS_UTIL_SRC_ALSIMD_INL_H_
