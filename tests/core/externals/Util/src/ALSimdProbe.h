@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Opens the shared vector arithmetic to tests: each function over arrays, on the target that is dispatched
+// to.
+#pragma once
+
+#include <cstddef>
+
+namespace probe {
+
+/** out[i] = f(x[i]) or f(x[i], y[i]) for any count; values behind the last whole vector are handled as well.
+ */
+void truncateThroughInt32(const float* x, float* out, size_t count);
+void floorThroughInt32(const float* x, float* out, size_t count);
+void reciprocalEstimate(const float* x, float* out, size_t count);
+void reciprocalSquareRootEstimate(const float* x, float* out, size_t count);
+void reciprocal(const float* x, float* out, size_t count);
+void squareRoot(const float* x, float* out, size_t count);
+void sine(const float* x, float* out, size_t count);
+void atan2(const float* y, const float* x, float* out, size_t count);
+void modN(const float* v, float n, float oneDivN, float* out, size_t count);
+
+}  // namespace probe
