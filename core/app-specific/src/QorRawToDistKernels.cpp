@@ -223,10 +223,10 @@ HWY_INLINE void phaseOfPixels(DF df, const RawToDistPhaseInput& in, const RawToD
     const V c = hn::Mul(Sine(df, hn::Add(angle8, pw[6])), pw[5]);
     V phase =
         hn::Sub(hn::Sub(hn::Sub(angle, pw[0]), hn::Add(hn::Add(a, b), c)), hn::LoadU(df, in.FPPN + pixel));
-    phase = hn::Add(phase, hn::IfThenElseZero(hn::Lt(phase, zero), twoPi));
-    phase = hn::Add(phase, hn::IfThenElseZero(hn::Lt(phase, zero), twoPi));
-    phase = hn::Sub(phase, hn::IfThenElseZero(hn::Ge(phase, twoPi), twoPi));
-    phase = hn::Sub(phase, hn::IfThenElseZero(hn::Ge(phase, twoPi), twoPi));
+    phase = hn::IfThenElse(hn::Lt(phase, zero), hn::Add(phase, twoPi), phase);
+    phase = hn::IfThenElse(hn::Lt(phase, zero), hn::Add(phase, twoPi), phase);
+    phase = hn::IfThenElse(hn::Ge(phase, twoPi), hn::Sub(phase, twoPi), phase);
+    phase = hn::IfThenElse(hn::Ge(phase, twoPi), hn::Sub(phase, twoPi), phase);
     hn::StoreU(phase, df, out.phase + pixel);
 
     const V d = hn::Mul(Sine(df, hn::Add(angle4, aw[2])), aw[1]);

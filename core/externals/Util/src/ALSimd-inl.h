@@ -95,9 +95,10 @@ HWY_INLINE V Reciprocal(D d, V v) {
 }
 
 /**
- * Estimate of 1 / sqrt(v) for normal positive v, eight bits of mantissa, as the ARM instruction gives it:
- * with v scaled by an even power of two to a in 0.25..1 and its top seven bits of mantissa taken at the
- * middle of their step, m, it is floor(256 / sqrt(m) + 0.5) / 256, scaled back. For all other v any value.
+ * Estimate of 1 / sqrt(v) for normal positive v, 0 for infinity, eight bits of mantissa, as the ARM
+ * instruction gives it: with v scaled by an even power of two to a in 0.25..1 and its top seven bits of
+ * mantissa taken at the middle of their step, m, it is floor(256 / sqrt(m) + 0.5) / 256, scaled back. For all
+ * other v any value.
  */
 template <class D, class V = hn::Vec<D>>
 HWY_INLINE V ReciprocalSquareRootEstimate(D d, V v) {
@@ -118,7 +119,9 @@ HWY_INLINE V ReciprocalSquareRootEstimate(D d, V v) {
         hn::Add(hn::Mul(hn::Div(hn::Set(d, 1.0F), hn::Sqrt(middle)), hn::Set(d, 256.0F)), hn::Set(d, 0.5F)));
     const auto scaled = hn::BitCast(di, hn::Mul(steps, hn::Set(d, 1.0F / 256.0F)));
     const auto halvings = hn::ShiftRight<1>(hn::Sub(hn::BitCast(di, exponent), hn::Set(di, 125)));
-    return hn::BitCast(d, hn::Sub(scaled, hn::ShiftLeft<23>(halvings)));
+    const V infinite = hn::BitCast(d, hn::Set(du, 0x7F800000U));
+    return hn::IfThenZeroElse(hn::Eq(v, infinite),
+                              hn::BitCast(d, hn::Sub(scaled, hn::ShiftLeft<23>(halvings))));
 #endif
 }
 
@@ -145,8 +148,8 @@ HWY_INLINE V ModN(D d, V v, V n, V oneDivN) {
     const V magnitude = hn::Abs(v);
     const V periods = TruncateThroughInt32(d, hn::Mul(v, oneDivN));
     V r = hn::Sub(magnitude, hn::Mul(n, periods));
-    r = hn::Sub(r, hn::IfThenZeroElse(hn::Lt(r, n), n));
-    r = hn::Add(r, hn::IfThenElseZero(hn::Lt(r, hn::Zero(d)), n));
+    r = hn::IfThenElse(hn::Lt(r, n), r, hn::Sub(r, n));
+    r = hn::IfThenElse(hn::Lt(r, hn::Zero(d)), hn::Add(r, n), r);
     return hn::IfThenElse(hn::Lt(v, hn::Zero(d)), hn::Neg(r), r);
 }
 
@@ -193,8 +196,8 @@ HWY_INLINE V Atan2(D d, V y, V x) {
     angle = hn::IfThenElse(hn::Gt(absY, absX), hn::Sub(hn::Set(d, 1.5707964F), angle), angle);
     angle = hn::IfThenElse(hn::Lt(x, zero), hn::Sub(pi, angle), angle);
     angle = hn::IfThenElse(hn::Lt(y, zero), hn::Neg(angle), angle);
-    angle = hn::Sub(angle, hn::IfThenElseZero(hn::Ge(angle, pi), twoPi));
-    return hn::Add(angle, hn::IfThenElseZero(hn::Lt(angle, hn::Neg(pi)), twoPi));
+    angle = hn::IfThenElse(hn::Ge(angle, pi), hn::Sub(angle, twoPi), angle);
+    return hn::IfThenElse(hn::Lt(angle, hn::Neg(pi)), hn::Add(angle, twoPi), angle);
 }
 
 }  // namespace HWY_NAMESPACE
