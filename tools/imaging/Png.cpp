@@ -1,0 +1,175 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "imaging/Png.h"
+
+#include <png.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cmath>
+#include <csetjmp>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <memory>
+#include <stdexcept>
+#include <system_error>
+
+namespace imaging {
+namespace {
+
+struct Picture {
+    int width;
+    int height;
+    int bitDepth;
+    int colorType;
+    std::vector<png_const_bytep> rows;  // 16-bit values in the order of the file, high byte first
+};
+
+void append(png_structp png, png_bytep data, std::size_t size) {
+    auto& bytes = *static_cast<std::vector<std::uint8_t>*>(png_get_io_ptr(png));
+    bool fits = true;
+    try {
+        bytes.insert(bytes.end(), data, data + size);
+    } catch (const std::exception&) {
+        fits = false;
+    }
+    if (!fits) {
+        png_error(png, "out of memory");
+    }
+}
+
+void ignoreFlush(png_structp) {}
+
+// Failures of libpng come back here by a long jump, past frames without destructors only: everything that
+// owns memory lives in the caller. False on failure.
+bool encode(png_structp png, png_infop info, const Picture& picture, std::vector<png_text>& texts) {
+    if (setjmp(png_jmpbuf(png)) != 0) {
+        return false;
+    }
+    png_set_IHDR(png, info, static_cast<png_uint_32>(picture.width), static_cast<png_uint_32>(picture.height),
+                 picture.bitDepth, picture.colorType, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
+                 PNG_FILTER_TYPE_DEFAULT);
+    if (!texts.empty()) {
+        png_set_text(png, info, texts.data(), static_cast<int>(texts.size()));
+    }
+    png_write_info(png, info);
+    for (const png_const_bytep row : picture.rows) {
+        png_write_row(png, row);
+    }
+    png_write_end(png, nullptr);
+    return true;
+}
+
+std::vector<std::uint8_t> encoded(const Picture& picture, PngTexts texts) {
+    std::vector<png_text> chunks;
+    for (auto& [keyword, text] : texts) {
+        png_text chunk{};
+        chunk.compression = PNG_TEXT_COMPRESSION_NONE;
+        chunk.key = keyword.data();
+        chunk.text = text.data();
+        chunk.text_length = text.size();
+        chunks.push_back(chunk);
+    }
+    std::vector<std::uint8_t> bytes;
+    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    png_infop info = png == nullptr ? nullptr : png_create_info_struct(png);
+    bool good = false;
+    if (info != nullptr) {
+        png_set_write_fn(png, &bytes, append, ignoreFlush);
+        good = encode(png, info, picture, chunks);
+    }
+    png_destroy_write_struct(&png, &info);
+    if (!good) {
+        throw std::runtime_error("the picture could not be encoded");
+    }
+    return bytes;
+}
+
+void writeWhole(const std::filesystem::path& path, const std::vector<std::uint8_t>& bytes) {
+    const auto fail = [&path](const std::string& reason) {
+        throw std::runtime_error("Cannot write " + path.string() + ": " + reason + ".");
+    };
+    std::error_code error;
+    if (path.has_parent_path()) {
+        std::filesystem::create_directories(path.parent_path(), error);
+        if (error) {
+            fail(error.message());
+        }
+    }
+    std::filesystem::path unfinished = path;
+    unfinished += ".part";
+    std::FILE* file = std::fopen(unfinished.c_str(), "wb");
+    if (file == nullptr) {
+        fail(std::strerror(errno));
+    }
+    const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+    const int writeError = errno;
+    const bool closed = std::fclose(file) == 0;
+    if (!written || !closed) {
+        const std::string reason = std::strerror(written ? errno : writeError);
+        std::filesystem::remove(unfinished, error);
+        fail(reason);
+    }
+    std::filesystem::rename(unfinished, path, error);
+    if (error) {
+        const std::string reason = error.message();
+        std::filesystem::remove(unfinished, error);
+        fail(reason);
+    }
+}
+
+}  // namespace
+
+void writePng(const std::filesystem::path& path, const Canvas& canvas, const PngTexts& texts) {
+    static_assert(sizeof(Color) == 3);
+    Picture picture{canvas.width(), canvas.height(), 8, PNG_COLOR_TYPE_RGB, {}};
+    for (int row = 0; row < canvas.height(); ++row) {
+        const Color* first =
+            canvas.pixels().data() + static_cast<std::size_t>(row) * static_cast<std::size_t>(canvas.width());
+        picture.rows.push_back(reinterpret_cast<png_const_bytep>(first));
+    }
+    writeWhole(path, encoded(picture, texts));
+}
+
+void writePng16(const std::filesystem::path& path, std::span<const std::uint16_t> values, int width,
+                int height, const PngTexts& texts) {
+    if (width < 1 || height < 1 ||
+        values.size() != static_cast<std::size_t>(width) * static_cast<std::size_t>(height)) {
+        throw std::invalid_argument("The values of a picture must fill its width and height.");
+    }
+    std::vector<std::uint8_t> bytes;
+    bytes.reserve(2 * values.size());
+    for (const std::uint16_t value : values) {
+        bytes.push_back(static_cast<std::uint8_t>(value >> 8U));
+        bytes.push_back(static_cast<std::uint8_t>(value & 0xFFU));
+    }
+    Picture picture{width, height, 16, PNG_COLOR_TYPE_GRAY, {}};
+    for (int row = 0; row < height; ++row) {
+        picture.rows.push_back(bytes.data() +
+                               2 * static_cast<std::size_t>(row) * static_cast<std::size_t>(width));
+    }
+    writeWhole(path, encoded(picture, texts));
+}
+
+void writeDistancePng(const std::filesystem::path& path, std::span<const float> metres,
+                      std::span<const std::uint8_t> valid, int width, int height) {
+    if (valid.size() != metres.size()) {
+        throw std::invalid_argument("Distances and their validity must have the same count.");
+    }
+    std::vector<std::uint16_t> millimetres(metres.size(), 0);
+    for (std::size_t i = 0; i < metres.size(); ++i) {
+        const double value = static_cast<double>(metres[i]) * 1000.0;
+        if (valid[i] != 0 && value > 0.0) {
+            millimetres[i] = static_cast<std::uint16_t>(std::clamp(std::floor(value + 0.5), 1.0, 65535.0));
+        }
+    }
+    writePng16(path, millimetres, width, height,
+               {{"Title", "Radial distance"},
+                {"Unit", "mm"},
+                {"Scale", "0.001 metres per count"},
+                {"Comment", "0 means no measurement"}});
+}
+
+}  // namespace imaging

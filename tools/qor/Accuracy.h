@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// How far measured distances lie from the truth, and how that compares with what the simulated sensor
+// predicts.
+//
+// A pixel is judged if it is valid, not known as defective, and its raw amplitude (the length of the phasor
+// in the exposure that the pixel was taken from) is at least 300 counts. One frequency tells distances only
+// modulo its unique range, so there the error is taken modulo that range.
+
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "simulation/Truth.h"
+
+namespace qor {
+
+inline constexpr double judgedAmplitude = 300.0;  // counts
+
+inline constexpr std::uint8_t invalidBit = 0x01;       // of the confidence image
+inline constexpr std::uint8_t lastExposureBit = 0x10;  // set: the pixel was taken from the last exposure
+
+// Judged pixels, away from edges, whose raw amplitude lies from `from` to below `to`.
+struct AmplitudeBin {
+    double from = 0.0;  // counts
+    double to = 0.0;
+    std::size_t pixels = 0;
+    double measured = 0.0;   // standard deviation of the error, metres
+    double predicted = 0.0;  // root of the mean predicted variance, metres
+
+    double ratio() const { return predicted > 0.0 ? measured / predicted : 0.0; }
+};
+
+struct AccuracySummary {
+    std::size_t frames = 0;
+    std::size_t pixels = 0;  // of all frames
+    std::size_t validPixels = 0;
+    std::size_t judgedPixels = 0;
+    std::size_t judgedPixelsOffEdges = 0;
+    std::size_t pixelsBeyondUniqueRange = 0;
+    double medianError = 0.0;        // of the absolute error of the judged pixels, metres
+    double percentile99Error = 0.0;  // the same away from edges: 99 percent of them are no worse
+    double meanError = 0.0;          // signed, away from edges, metres
+    std::vector<AmplitudeBin> bins;  // those with pixels
+
+    double validShare() const {
+        return pixels == 0 ? 0.0 : static_cast<double>(validPixels) / static_cast<double>(pixels);
+    }
+};
+
+class Accuracy {
+ public:
+    // `frequencies` in Hz: one of them makes the error modulo its unique range.
+    explicit Accuracy(std::vector<double> frequencies);
+
+    // Distances in metres and confidence of one frame. Throws std::invalid_argument if they are no images.
+    void add(const simulation::Truth& truth, std::span<const float> distance,
+             std::span<const std::uint8_t> confidence);
+
+    AccuracySummary summary() const;
+
+    // Signed error of one pixel, metres.
+    double errorOf(double measured, double truth) const;
+
+ private:
+    struct Judged {
+        float error;
+        float rawAmplitude;
+        float predicted;
+    };
+
+    std::vector<double> frequencies_;
+    std::size_t frames_ = 0;
+    std::size_t pixels_ = 0;
+    std::size_t validPixels_ = 0;
+    std::size_t pixelsBeyondUniqueRange_ = 0;
+    std::vector<float> absoluteErrors_;
+    std::vector<Judged> offEdges_;
+};
+
+}  // namespace qor
