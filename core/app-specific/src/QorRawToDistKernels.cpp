@@ -187,78 +187,121 @@ HWY_INLINE hn::Vec<DF> loadAsFloat(DF df, const uint16_t* samples) {
     return hn::ConvertTo(df, hn::PromoteTo(hn::RebindToSigned<DF>(), hn::LoadU(d16, samples)));
 }
 
-template <bool kCompensateDrift, class DF>
-HWY_INLINE void phaseOfPixels(DF df, const RawToDistPhaseInput& in, const RawToDistPhaseOutput& out,
-                              const hn::Vec<DF> (&pw)[7], const hn::Vec<DF> (&aw)[5], int32_t pixel) {
-    using V = hn::Vec<DF>;
-    using alsimd::HWY_NAMESPACE::Sine;
-    const hn::RebindToUnsigned<DF> du32;
-    const hn::RebindToSigned<DF> di32;
-    const hn::Rebind<uint16_t, DF> du16;
-    const V zero = hn::Zero(df);
-    const V twoPi = hn::Set(df, 6.2831855F);
+/** Angle and squared length of the corrected (X, Y), for one row. */
+struct RowVectors {
+    HWY_ALIGN float32_t angle[kImageWidth];
+    HWY_ALIGN float32_t ampSquare[kImageWidth];
+};
 
-    const auto confidence = hn::PromoteTo(du32, hn::LoadU(du16, in.confidence + pixel));
-    V offsetX = hn::Set(df, in.xCorrection);
-    V offsetY = hn::Set(df, in.yCorrection);
-    if constexpr (kCompensateDrift) {
-        const auto lastExposureBit = hn::Set(du32, uint32_t{kConfidenceLastExposure});
-        const auto last = hn::RebindMask(df, hn::Eq(hn::And(confidence, lastExposureBit), lastExposureBit));
-        const V ambient = loadAsFloat(df, in.intensity + pixel);
-        const V driftX = hn::IfThenElse(last, hn::Set(df, in.driftX[1]), hn::Set(df, in.driftX[0]));
-        const V driftY = hn::IfThenElse(last, hn::Set(df, in.driftY[1]), hn::Set(df, in.driftY[0]));
-        offsetX = hn::Add(offsetX, hn::Mul(ambient, driftX));
-        offsetY = hn::Add(offsetY, hn::Mul(ambient, driftY));
+// The steps of a pixel form one long chain of dependent operations. They run row by row in passes of their
+// own, so that the processor has several vectors in hand at each of them; what one pass leaves for the next
+// stays in the first cache.
+
+template <bool kCompensateDrift>
+HWY_INLINE void vectorsOfRow(const RawToDistPhaseInput& in, int32_t row, RowVectors& vectors) {
+    const hn::ScalableTag<float32_t> df;
+    const hn::RebindToUnsigned<decltype(df)> du32;
+    const hn::Rebind<uint16_t, decltype(df)> du16;
+    const auto step = static_cast<int32_t>(hn::Lanes(df));
+    const auto lastExposureBit = hn::Set(du32, uint32_t{kConfidenceLastExposure});
+    for (int32_t column = 0; column < kImageWidth; column += step) {
+        const int32_t pixel = row + column;
+        auto offsetX = hn::Set(df, in.xCorrection);
+        auto offsetY = hn::Set(df, in.yCorrection);
+        if constexpr (kCompensateDrift) {
+            const auto confidence = hn::PromoteTo(du32, hn::LoadU(du16, in.confidence + pixel));
+            const auto last =
+                hn::RebindMask(df, hn::Eq(hn::And(confidence, lastExposureBit), lastExposureBit));
+            const auto ambient = loadAsFloat(df, in.intensity + pixel);
+            const auto driftX = hn::IfThenElse(last, hn::Set(df, in.driftX[1]), hn::Set(df, in.driftX[0]));
+            const auto driftY = hn::IfThenElse(last, hn::Set(df, in.driftY[1]), hn::Set(df, in.driftY[0]));
+            offsetX = hn::Add(offsetX, hn::Mul(ambient, driftX));
+            offsetY = hn::Add(offsetY, hn::Mul(ambient, driftY));
+        }
+        const auto x = hn::Sub(loadAsFloat(df, in.X + pixel), offsetX);
+        const auto y = hn::Sub(loadAsFloat(df, in.Y + pixel), offsetY);
+        hn::Store(hn::Add(hn::Mul(x, x), hn::Mul(y, y)), df, vectors.ampSquare + column);
+        hn::Store(alsimd::HWY_NAMESPACE::Atan2(df, y, x), df, vectors.angle + column);
     }
-    const V x = hn::Sub(loadAsFloat(df, in.X + pixel), offsetX);
-    const V y = hn::Sub(loadAsFloat(df, in.Y + pixel), offsetY);
-    const V ampSquare = hn::Add(hn::Mul(x, x), hn::Mul(y, y));
-    const V angle = alsimd::HWY_NAMESPACE::Atan2(df, y, x);
-    const V angle2 = hn::Mul(angle, hn::Set(df, 2.0F));
-    const V angle4 = hn::Mul(angle, hn::Set(df, 4.0F));
-    const V angle8 = hn::Mul(angle, hn::Set(df, 8.0F));
+}
 
-    const V a = hn::Mul(Sine(df, hn::Add(angle4, pw[2])), pw[1]);
-    const V b = hn::Mul(Sine(df, hn::Add(angle2, pw[4])), pw[3]);
-    const V c = hn::Mul(Sine(df, hn::Add(angle8, pw[6])), pw[5]);
-    V phase =
-        hn::Sub(hn::Sub(hn::Sub(angle, pw[0]), hn::Add(hn::Add(a, b), c)), hn::LoadU(df, in.FPPN + pixel));
-    phase = hn::IfThenElse(hn::Lt(phase, zero), hn::Add(phase, twoPi), phase);
-    phase = hn::IfThenElse(hn::Lt(phase, zero), hn::Add(phase, twoPi), phase);
-    phase = hn::IfThenElse(hn::Ge(phase, twoPi), hn::Sub(phase, twoPi), phase);
-    phase = hn::IfThenElse(hn::Ge(phase, twoPi), hn::Sub(phase, twoPi), phase);
-    hn::StoreU(phase, df, out.phase + pixel);
+/** One harmonic of a wiggling: the sine of a multiple of the angle, with its phase and its size. */
+template <class DF, class V = hn::Vec<DF>>
+HWY_INLINE V harmonic(DF df, V multipleOfAngle, float32_t phase, float32_t size) {
+    return hn::Mul(alsimd::HWY_NAMESPACE::Sine(df, hn::Add(multipleOfAngle, hn::Set(df, phase))),
+                   hn::Set(df, size));
+}
 
-    const V d = hn::Mul(Sine(df, hn::Add(angle4, aw[2])), aw[1]);
-    const V e = hn::Mul(Sine(df, hn::Add(angle2, aw[4])), aw[3]);
-    const V amplitude = hn::Add(alsimd::HWY_NAMESPACE::SquareRoot(df, ampSquare), hn::Set(df, 0.001F));
-    const V corrected = hn::Mul(amplitude, hn::Add(hn::Add(d, e), aw[0]));
-    hn::StoreU(hn::Mul(corrected, hn::LoadU(df, in.invExpTimes + pixel)), df,
-               out.normalizedAmplitude + pixel);
+HWY_INLINE void phasesOfRow(const RawToDistPhaseInput& in, const RawToDistPhaseOutput& out, int32_t row,
+                            const RowVectors& vectors) {
+    const hn::ScalableTag<float32_t> df;
+    const auto step = static_cast<int32_t>(hn::Lanes(df));
+    const auto zero = hn::Zero(df);
+    const auto twoPi = hn::Set(df, 6.2831855F);
+    const float32_t* const pw = in.phaseWigg;
+    for (int32_t column = 0; column < kImageWidth; column += step) {
+        const auto angle = hn::Load(df, vectors.angle + column);
+        const auto a = harmonic(df, hn::Mul(angle, hn::Set(df, 4.0F)), pw[2], pw[1]);
+        const auto b = harmonic(df, hn::Mul(angle, hn::Set(df, 2.0F)), pw[4], pw[3]);
+        const auto c = harmonic(df, hn::Mul(angle, hn::Set(df, 8.0F)), pw[6], pw[5]);
+        auto phase = hn::Sub(hn::Sub(angle, hn::Set(df, pw[0])), hn::Add(hn::Add(a, b), c));
+        phase = hn::Sub(phase, hn::LoadU(df, in.FPPN + row + column));
+        phase = hn::IfThenElse(hn::Lt(phase, zero), hn::Add(phase, twoPi), phase);
+        phase = hn::IfThenElse(hn::Lt(phase, zero), hn::Add(phase, twoPi), phase);
+        phase = hn::IfThenElse(hn::Ge(phase, twoPi), hn::Sub(phase, twoPi), phase);
+        phase = hn::IfThenElse(hn::Ge(phase, twoPi), hn::Sub(phase, twoPi), phase);
+        hn::StoreU(phase, df, out.phase + row + column);
+    }
+}
 
-    const V s = loadAsFloat(df, in.S + pixel);
-    const auto tooDark = hn::RebindMask(du32, hn::Lt(ampSquare, hn::Set(df, in.minAmpSquare)));
-    const auto asymmetric =
-        hn::RebindMask(du32, hn::Gt(hn::Mul(s, s), hn::Mul(ampSquare, hn::Set(df, in.maxSymSquare))));
-    const auto bits = hn::Or(hn::IfThenElseZero(tooDark, hn::Set(du32, 0x0009U)),
-                             hn::IfThenElseZero(asymmetric, hn::Set(du32, 0x0005U)));
-    hn::StoreU(hn::DemoteTo(du16, hn::BitCast(di32, hn::Or(confidence, bits))), du16, out.confidence + pixel);
+HWY_INLINE void amplitudesOfRow(const RawToDistPhaseInput& in, const RawToDistPhaseOutput& out, int32_t row,
+                                const RowVectors& vectors) {
+    const hn::ScalableTag<float32_t> df;
+    const auto step = static_cast<int32_t>(hn::Lanes(df));
+    const float32_t* const aw = in.ampWigg;
+    for (int32_t column = 0; column < kImageWidth; column += step) {
+        const auto angle = hn::Load(df, vectors.angle + column);
+        const auto ampSquare = hn::Load(df, vectors.ampSquare + column);
+        const auto d = harmonic(df, hn::Mul(angle, hn::Set(df, 4.0F)), aw[2], aw[1]);
+        const auto e = harmonic(df, hn::Mul(angle, hn::Set(df, 2.0F)), aw[4], aw[3]);
+        const auto amplitude = hn::Add(alsimd::HWY_NAMESPACE::SquareRoot(df, ampSquare), hn::Set(df, 0.001F));
+        const auto corrected = hn::Mul(amplitude, hn::Add(hn::Add(d, e), hn::Set(df, aw[0])));
+        hn::StoreU(hn::Mul(corrected, hn::LoadU(df, in.invExpTimes + row + column)), df,
+                   out.normalizedAmplitude + row + column);
+    }
+}
+
+/** The two tests of a pixel: too dark, or four samples that fit no sine. */
+HWY_INLINE void confidencesOfRow(const RawToDistPhaseInput& in, const RawToDistPhaseOutput& out, int32_t row,
+                                 const RowVectors& vectors) {
+    const hn::ScalableTag<float32_t> df;
+    const hn::RebindToUnsigned<decltype(df)> du32;
+    const hn::RebindToSigned<decltype(df)> di32;
+    const hn::Rebind<uint16_t, decltype(df)> du16;
+    const auto step = static_cast<int32_t>(hn::Lanes(df));
+    const auto minAmpSquare = hn::Set(df, in.minAmpSquare);
+    const auto maxSymSquare = hn::Set(df, in.maxSymSquare);
+    for (int32_t column = 0; column < kImageWidth; column += step) {
+        const int32_t pixel = row + column;
+        const auto ampSquare = hn::Load(df, vectors.ampSquare + column);
+        const auto s = loadAsFloat(df, in.S + pixel);
+        const auto tooDark = hn::RebindMask(du32, hn::Lt(ampSquare, minAmpSquare));
+        const auto asymmetric = hn::RebindMask(du32, hn::Gt(hn::Mul(s, s), hn::Mul(ampSquare, maxSymSquare)));
+        const auto bits = hn::Or(hn::IfThenElseZero(tooDark, hn::Set(du32, 0x0009U)),
+                                 hn::IfThenElseZero(asymmetric, hn::Set(du32, 0x0005U)));
+        const auto marks = hn::DemoteTo(du16, hn::BitCast(di32, bits));
+        hn::StoreU(hn::Or(hn::LoadU(du16, in.confidence + pixel), marks), du16, out.confidence + pixel);
+    }
 }
 
 template <bool kCompensateDrift>
 HWY_INLINE void computePhase(const RawToDistPhaseInput& in, const RawToDistPhaseOutput& out) {
-    const hn::ScalableTag<float32_t> df;
-    const auto step = static_cast<int32_t>(hn::Lanes(df));
-    hn::Vec<decltype(df)> phaseWigg[7];
-    hn::Vec<decltype(df)> ampWigg[5];
-    for (int i = 0; i < 7; ++i) {
-        phaseWigg[i] = hn::Set(df, in.phaseWigg[i]);
-    }
-    for (int i = 0; i < 5; ++i) {
-        ampWigg[i] = hn::Set(df, in.ampWigg[i]);
-    }
-    for (int32_t pixel = 0; pixel < kPixelCount; pixel += step) {
-        phaseOfPixels<kCompensateDrift>(df, in, out, phaseWigg, ampWigg, pixel);
+    RowVectors vectors;
+    for (int32_t row = 0; row < kPixelCount; row += kImageWidth) {
+        vectorsOfRow<kCompensateDrift>(in, row, vectors);
+        phasesOfRow(in, out, row, vectors);
+        amplitudesOfRow(in, out, row, vectors);
+        confidencesOfRow(in, out, row, vectors);
     }
 }
 

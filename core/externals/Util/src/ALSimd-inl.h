@@ -25,16 +25,24 @@ inline constexpr float kSmallestNormal = 1.17549435e-38F;  ///< 2^-126
 inline constexpr float kTwoTo126 = 8.507059173023461e37F;
 inline constexpr float kTwoTo31 = 2147483648.0F;
 
-/** The larger value; b where they do not compare as b < a. */
+/** a > b ? a : b. The instruction of x86 is just that; that of ARM treats NaN in another way. */
 template <class V>
 HWY_INLINE V SelectMax(V a, V b) {
-    return hn::IfThenElse(hn::Ge(b, a), b, a);
+#if HWY_ARCH_X86
+    return hn::Max(a, b);
+#else
+    return hn::IfThenElse(hn::Gt(a, b), a, b);
+#endif
 }
 
-/** The smaller value; b where they do not compare as a < b. */
+/** a < b ? a : b. */
 template <class V>
 HWY_INLINE V SelectMin(V a, V b) {
-    return hn::IfThenElse(hn::Le(b, a), b, a);
+#if HWY_ARCH_X86
+    return hn::Min(a, b);
+#else
+    return hn::IfThenElse(hn::Lt(a, b), a, b);
+#endif
 }
 
 /** v truncated to int32 and back: saturated at the limits of int32, 0 for NaN, never -0. */
@@ -49,49 +57,64 @@ HWY_INLINE V TruncateThroughInt32(D d, V v) {
 #endif
 }
 
-/** The largest integer not above v, formed by truncation through int32: beyond its limits they are the
- * result. */
+/** The largest integer not above v, at most the limits of int32, never -0; for NaN any value. */
 template <class D, class V = hn::Vec<D>>
 HWY_INLINE V FloorThroughInt32(D d, V v) {
+#if HWY_TARGET == HWY_NEON
     const V truncated = TruncateThroughInt32(d, v);
     return hn::Sub(truncated, hn::IfThenElseZero(hn::Gt(truncated, v), hn::Set(d, 1.0F)));
+#else
+    const V clamped = hn::Min(hn::Max(hn::Floor(v), hn::Set(d, -kTwoTo31)), hn::Set(d, kTwoTo31));
+    return hn::Add(clamped, hn::Zero(d));  // the sum turns -0 into 0
+#endif
 }
 
 /**
- * Estimate of 1 / v, eight bits of mantissa, as the ARM instruction gives it: with the magnitude of v scaled
- * to a in 0.5..1 and q = floor(512 a) it is floor(256 / ((q + 0.5) / 512) + 0.5) / 256, scaled back. Infinite
- * for 0 and subnormal v, 0 for magnitudes of 2^126 and above; for NaN any value.
+ * Estimate of 1 / v for normal positive v, eight bits of mantissa, as the ARM instruction gives it: with v
+ * scaled to a in 0.5..1 and q = floor(512 a) it is floor(256 / ((q + 0.5) / 512) + 0.5) / 256, scaled back. 0
+ * from 2^126 on; for NaN any value.
  */
+template <class D, class V = hn::Vec<D>>
+HWY_INLINE V ReciprocalEstimateOfPositive(D d, V v) {
+#if HWY_TARGET == HWY_NEON
+    const V estimate = hn::ApproximateReciprocal(v);
+#else
+    const hn::RebindToUnsigned<D> du;
+    const auto bits = hn::BitCast(du, v);
+    const auto exponent = hn::And(bits, hn::Set(du, 0x7F800000U));
+    // The middle of the step, (q + 0.5) / 256, in 1..2; then the steps of 1 / 256, 256..511.
+    const auto mantissa = hn::And(bits, hn::Set(du, 0x007F8000U));
+    const V middle = hn::BitCast(d, hn::Or(mantissa, hn::Set(du, 0x3F800000U | 0x00004000U)));
+    const V steps = hn::Floor(hn::Add(hn::Div(hn::Set(d, 512.0F), middle), hn::Set(d, 0.5F)));
+    // Exponent field 253 - that of v, where that of the steps, 2^8, stands.
+    const auto scaled = hn::Add(hn::BitCast(du, steps), hn::Set(du, (126U - 8U) << 23));
+    const V estimate = hn::BitCast(d, hn::Sub(scaled, exponent));
+#endif
+    return hn::IfThenZeroElse(hn::Ge(v, hn::Set(d, kTwoTo126)), estimate);
+}
+
+/** The same for v of either sign, infinite for 0 and subnormal v. */
 template <class D, class V = hn::Vec<D>>
 HWY_INLINE V ReciprocalEstimate(D d, V v) {
     const V magnitude = hn::Abs(v);
-#if HWY_TARGET == HWY_NEON
-    const V estimate = hn::ApproximateReciprocal(magnitude);
-#else
-    const hn::RebindToUnsigned<D> du;
-    const auto bits = hn::BitCast(du, magnitude);
-    const auto exponent = hn::And(bits, hn::Set(du, 0x7F800000U));
-    // The middle of the step, (q + 0.5) / 256, in 1..2.
-    const V middle = hn::BitCast(
-        d, hn::Or(hn::And(bits, hn::Set(du, 0x007F8000U)), hn::Set(du, 0x3F800000U | 0x00004000U)));
-    const V steps =
-        hn::Floor(hn::Add(hn::Mul(hn::Div(hn::Set(d, 1.0F), middle), hn::Set(d, 512.0F)), hn::Set(d, 0.5F)));
-    const auto scaled = hn::BitCast(du, hn::Mul(steps, hn::Set(d, 1.0F / 256.0F)));
-    const V estimate = hn::BitCast(d, hn::Sub(hn::Add(scaled, hn::Set(du, 126U << 23)), exponent));
-#endif
     const V infinite = hn::BitCast(d, hn::Set(hn::RebindToUnsigned<D>(), 0x7F800000U));
     const V bounded = hn::IfThenElse(hn::Lt(magnitude, hn::Set(d, kSmallestNormal)), infinite,
-                                     hn::IfThenZeroElse(hn::Ge(magnitude, hn::Set(d, kTwoTo126)), estimate));
+                                     ReciprocalEstimateOfPositive(d, magnitude));
     return hn::CopySignToAbs(bounded, v);
 }
 
-/** 1 / v by the estimate and two refinement steps x (2 - v x). */
+/** Two refinement steps x (2 - v x) of an estimate x of 1 / v. */
 template <class D, class V = hn::Vec<D>>
-HWY_INLINE V Reciprocal(D d, V v) {
+HWY_INLINE V RefineReciprocal(D d, V v, V x) {
     const V two = hn::Set(d, 2.0F);
-    V x = ReciprocalEstimate(d, v);
     x = hn::Mul(x, hn::Sub(two, hn::Mul(v, x)));
     return hn::Mul(x, hn::Sub(two, hn::Mul(v, x)));
+}
+
+/** 1 / v by the estimate and two refinement steps. */
+template <class D, class V = hn::Vec<D>>
+HWY_INLINE V Reciprocal(D d, V v) {
+    return RefineReciprocal(d, v, ReciprocalEstimate(d, v));
 }
 
 /**
@@ -109,19 +132,19 @@ HWY_INLINE V ReciprocalSquareRootEstimate(D d, V v) {
     const hn::RebindToUnsigned<D> du;
     const hn::RebindToSigned<D> di;
     const auto bits = hn::BitCast(du, v);
-    const auto exponent = hn::ShiftRight<23>(bits);
     // An odd exponent field belongs to 0.25..0.5 (field 125), an even one to 0.5..1 (field 126).
-    const auto scaledExponent = hn::Sub(hn::Set(du, 126U), hn::And(exponent, hn::Set(du, 1U)));
+    const auto parity = hn::And(bits, hn::Set(du, 1U << 23));
+    const auto mantissa = hn::And(bits, hn::Set(du, 0x007F0000U));
     const V middle =
-        hn::BitCast(d, hn::Or(hn::And(bits, hn::Set(du, 0x007F0000U)),
-                              hn::Or(hn::ShiftLeft<23>(scaledExponent), hn::Set(du, 0x00008000U))));
-    const V steps = hn::Floor(
-        hn::Add(hn::Mul(hn::Div(hn::Set(d, 1.0F), hn::Sqrt(middle)), hn::Set(d, 256.0F)), hn::Set(d, 0.5F)));
-    const auto scaled = hn::BitCast(di, hn::Mul(steps, hn::Set(d, 1.0F / 256.0F)));
-    const auto halvings = hn::ShiftRight<1>(hn::Sub(hn::BitCast(di, exponent), hn::Set(di, 125)));
+        hn::BitCast(d, hn::Or(mantissa, hn::Sub(hn::Set(du, (126U << 23) | 0x00008000U), parity)));
+    // Steps of 1 / 256, 256..511.
+    const V steps = hn::Floor(hn::Add(hn::Div(hn::Set(d, 256.0F), hn::Sqrt(middle)), hn::Set(d, 0.5F)));
+    // Half of the exponent field's distance from 125, rounded down.
+    const auto distance = hn::Sub(hn::BitCast(di, bits), hn::Set(di, 125 << 23));
+    const auto halvings = hn::And(hn::ShiftRight<1>(distance), hn::Set(di, -(1 << 23)));
+    const auto scaled = hn::Sub(hn::BitCast(di, steps), hn::Set(di, 8 << 23));
     const V infinite = hn::BitCast(d, hn::Set(du, 0x7F800000U));
-    return hn::IfThenZeroElse(hn::Eq(v, infinite),
-                              hn::BitCast(d, hn::Sub(scaled, hn::ShiftLeft<23>(halvings))));
+    return hn::IfThenZeroElse(hn::Eq(v, infinite), hn::BitCast(d, hn::Sub(scaled, halvings)));
 #endif
 }
 
@@ -160,19 +183,20 @@ HWY_INLINE V ModN(D d, V v, V n, V oneDivN) {
 template <class D, class V = hn::Vec<D>>
 HWY_INLINE V Sine(D d, V x) {
     const V pi = hn::Set(d, 3.1415927F);
-    const V twoPi = hn::Set(d, 6.2831855F);
     const V one = hn::Set(d, 1.0F);
     const V periods = FloorThroughInt32(d, hn::Mul(x, hn::Set(d, 0.15915494F)));
-    V r = hn::Sub(x, hn::Mul(periods, twoPi));
-    const auto secondHalf = hn::Gt(r, pi);
-    r = hn::IfThenElse(secondHalf, hn::Sub(twoPi, r), r);
-    r = hn::IfThenElse(hn::Gt(r, hn::Set(d, 1.5707964F)), hn::Sub(pi, r), r);
+    const V angle = hn::Sub(x, hn::Mul(periods, hn::Set(d, 6.2831855F)));
+    // Folding takes the smaller of an angle and its mirror image; each of them is exact where it is taken.
+    // The second half of the period is negative.
+    const V sign = hn::And(hn::Sub(pi, angle), hn::SignBit(d));
+    V r = hn::Min(angle, hn::Sub(hn::Set(d, 6.2831855F), angle));
+    r = hn::Min(r, hn::Sub(pi, r));
     const V q = hn::Mul(r, r);
     V series = hn::Sub(one, hn::Mul(q, hn::Set(d, 0.013888889F)));                 // 1 / 72
     series = hn::Sub(one, hn::Mul(hn::Mul(q, hn::Set(d, 0.023809524F)), series));  // 1 / 42
     series = hn::Sub(one, hn::Mul(hn::Mul(q, hn::Set(d, 0.05F)), series));         // 1 / 20
     series = hn::Sub(one, hn::Mul(hn::Mul(q, hn::Set(d, 0.16666667F)), series));   // 1 / 6
-    return hn::Mul(hn::IfThenElse(secondHalf, hn::Neg(r), r), series);
+    return hn::Xor(hn::Mul(r, series), sign);
 }
 
 /** The angle of (x, y), -pi up to below pi, by a polynomial over one octant; 0 for (0, 0). */
@@ -186,7 +210,8 @@ HWY_INLINE V Atan2(D d, V y, V x) {
     const V absX = hn::Abs(x);
     const V absY = hn::Abs(y);
     const V larger = SelectMax(SelectMax(absX, absY), hn::Set(d, 1e-20F));
-    const V t = hn::Mul(SelectMin(absX, absY), Reciprocal(d, larger));
+    const V t =
+        hn::Mul(SelectMin(absX, absY), RefineReciprocal(d, larger, ReciprocalEstimateOfPositive(d, larger)));
     const V u = hn::Mul(t, t);
     V w = hn::Mul(u, hn::Set(d, kCoefficients[7]));
     for (int i = 6; i >= 0; --i) {
@@ -195,7 +220,7 @@ HWY_INLINE V Atan2(D d, V y, V x) {
     V angle = hn::Add(t, hn::Mul(t, w));
     angle = hn::IfThenElse(hn::Gt(absY, absX), hn::Sub(hn::Set(d, 1.5707964F), angle), angle);
     angle = hn::IfThenElse(hn::Lt(x, zero), hn::Sub(pi, angle), angle);
-    angle = hn::IfThenElse(hn::Lt(y, zero), hn::Neg(angle), angle);
+    angle = hn::Xor(angle, hn::IfThenElseZero(hn::Lt(y, zero), hn::SignBit(d)));
     angle = hn::IfThenElse(hn::Ge(angle, pi), hn::Sub(angle, twoPi), angle);
     return hn::IfThenElse(hn::Lt(angle, hn::Neg(pi)), hn::Add(angle, twoPi), angle);
 }

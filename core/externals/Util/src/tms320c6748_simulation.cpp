@@ -25,9 +25,9 @@ constexpr std::array<unsigned int, 256> makeReciprocalTable() {
 }
 
 /** The nearest integer to sqrt(n / d), 256 or above: the last r with (2 r - 1)^2 d <= 4 n. */
-constexpr unsigned int roundedRootOfQuotient(unsigned int n, unsigned int d) {
-    unsigned int r = kMantissaSteps;
-    while ((2 * r + 1) * (2 * r + 1) * std::uint64_t{d} <= 4 * std::uint64_t{n}) {
+constexpr std::uint64_t roundedRootOfQuotient(std::uint64_t n, std::uint64_t d) {
+    std::uint64_t r = kMantissaSteps;
+    while ((2 * r + 1) * (2 * r + 1) * d <= 4 * n) {
         ++r;
     }
     return r;
@@ -42,8 +42,8 @@ constexpr std::array<int, 512> makeReciprocalRootTable() {
     std::array<int, 512> table{};
     for (unsigned int k = 0; k < kMantissaSteps; ++k) {
         const unsigned int mantissa = kMantissaSteps + k;
-        const unsigned int doubled = roundedRootOfQuotient(1U << 25U, mantissa) - kMantissaSteps;
-        const unsigned int plain = roundedRootOfQuotient(1U << 26U, mantissa) - kMantissaSteps;
+        const std::uint64_t doubled = roundedRootOfQuotient(1U << 25U, mantissa) - kMantissaSteps;
+        const std::uint64_t plain = roundedRootOfQuotient(1U << 26U, mantissa) - kMantissaSteps;
         table[k] = static_cast<int>(doubled & 0xFFU);
         table[kMantissaSteps + k] = static_cast<int>(plain & 0xFFU);
     }

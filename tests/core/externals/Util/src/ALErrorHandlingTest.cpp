@@ -340,6 +340,7 @@ TEST_F(ErrorHandling, ANullLockDoesNothingOnItsSide) {
 TEST_F(ErrorHandling, ReportsOfSeveralThreadsAreAllWhole) {
     ErrorHandling_InitThreadSafety(1, lockAndNote, unlockAndNote);
     std::vector<std::thread> workers;
+    workers.reserve(4);
     for (int worker = 0; worker < 4; ++worker) {
         workers.emplace_back([worker] {
             const std::string text(100, static_cast<char>('a' + worker));

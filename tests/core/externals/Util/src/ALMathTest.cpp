@@ -819,6 +819,76 @@ TEST(AlPowf, OfZeroIsWhatItsLogarithmOfMinus127Gives) {
     EXPECT_EQ(al_powf(0.0F, -1.0F), kInfinity);        // 2^127
 }
 
+// --- Every bit of many results ---
+
+/** Deterministic floats whose bits are spread evenly over lowBits..highBits, with random signs where asked.
+ */
+class SpreadFloats {
+ public:
+    SpreadFloats(std::uint32_t lowBits, std::uint32_t highBits, bool withSign)
+        : lowBits_(lowBits), highBits_(highBits), withSign_(withSign) {}
+
+    float next() {
+        state_ = 1664525U * state_ + 1013904223U;
+        const std::uint64_t spread = std::uint64_t{state_} * (highBits_ - lowBits_);
+        const std::uint32_t bits = lowBits_ + static_cast<std::uint32_t>(spread >> 32U);
+        return fromBits(withSign_ && (state_ & 1U) != 0 ? bits | 0x80000000U : bits);
+    }
+
+ private:
+    std::uint32_t lowBits_;
+    std::uint32_t highBits_;
+    bool withSign_;
+    std::uint32_t state_ = 1;
+};
+
+constexpr int kHashedResults = 4096;
+
+/** One step of the FNV-1a hash over the four bytes of a value, the lowest first. */
+std::uint32_t hashOn(std::uint32_t hash, float value) {
+    for (unsigned int shift = 0; shift < 32; shift += 8) {
+        hash = (hash ^ ((bitsOf(value) >> shift) & 0xFFU)) * 0x01000193U;
+    }
+    return hash;
+}
+
+constexpr std::uint32_t kHashStart = 0x811C9DC5U;
+
+std::uint32_t hashOf(float (*function)(float) noexcept, SpreadFloats inputs) {
+    std::uint32_t hash = kHashStart;
+    for (int i = 0; i < kHashedResults; ++i) {
+        hash = hashOn(hash, function(inputs.next()));
+    }
+    return hash;
+}
+
+std::uint32_t hashOf(float (*function)(float, float) noexcept, SpreadFloats inputs) {
+    std::uint32_t hash = kHashStart;
+    for (int i = 0; i < kHashedResults; ++i) {
+        const float x = inputs.next();
+        hash = hashOn(hash, function(x, inputs.next()));
+    }
+    return hash;
+}
+
+TEST(AlMath, ManyResultsAgreeInEveryBitWithTheSecondImplementation) {
+    // The hashes come from the implementation that gave the golden values, over the same inputs.
+    EXPECT_EQ(hashOf(al_sqrtf, {0x00800000U, 0x7F800000U, false}), 0xCB27E416U);  // all normal numbers
+    EXPECT_EQ(hashOf(al_sinf, {0x3A83126FU, 0x447A0000U, true}), 0xFD65A1E6U);    // 0.001 to 1000
+    EXPECT_EQ(hashOf(al_cosf, {0x3A83126FU, 0x447A0000U, true}), 0x49361F4DU);    // 0.001 to 1000
+    EXPECT_EQ(hashOf(al_tanf, {0x3A83126FU, 0x3FC00000U, true}), 0x471F59ECU);    // 0.001 to 1.5
+    EXPECT_EQ(hashOf(al_acosf, {0x3A83126FU, 0x3F800000U, true}), 0xEB45067BU);   // 0.001 to 1
+    EXPECT_EQ(hashOf(al_asinf, {0x3A83126FU, 0x3F800000U, true}), 0x15A628E0U);   // 0.001 to 1
+    EXPECT_EQ(hashOf(al_log2f, {0x00800000U, 0x7F800000U, false}), 0x076FFE5AU);  // all normal numbers
+    EXPECT_EQ(hashOf(al_logf, {0x00800000U, 0x7F800000U, false}), 0x925F3CF3U);   // all normal numbers
+    EXPECT_EQ(hashOf(al_pow2f, {0x3A83126FU, 0x42FC0000U, true}), 0xE5489A04U);   // 0.001 to 126
+    EXPECT_EQ(hashOf(al_expf, {0x3A83126FU, 0x42AA0000U, true}), 0x9BC3C546U);    // 0.001 to 85
+    EXPECT_EQ(hashOf(al_divf, {0x2EDBE6FFU, 0x501502F9U, true}), 0x5EDB4433U);    // 1e-10 to 1e10
+    EXPECT_EQ(hashOf(al_atan2f, {0x3A83126FU, 0x447A0000U, true}), 0xC9A317A8U);  // 0.001 to 1000
+    EXPECT_EQ(hashOf(al_powf, {0x3A83126FU, 0x41200000U, false}), 0x4ED66CFFU);   // 0.001 to 10
+    EXPECT_EQ(hashOf(al_fmodf, {0x3A83126FU, 0x447A0000U, true}), 0xF8352CF8U);   // 0.001 to 1000
+}
+
 // --- Any argument ---
 
 TEST(AlMath, OneArgumentOfAnyBitsIsDefined) {

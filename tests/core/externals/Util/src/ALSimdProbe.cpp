@@ -2,7 +2,7 @@
 #include "ALSimdProbe.h"
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "ALSimdProbe.cpp"
+#define HWY_TARGET_INCLUDE "tests/core/externals/Util/src/ALSimdProbe.cpp"
 #include <hwy/foreach_target.h>  // IWYU pragma: keep
 //
 #include "ALSimd-inl.h"

@@ -138,9 +138,9 @@ float atan2(float y, float x) {
     constexpr float pi = 3.1415927F;
     const float absX = std::fabs(x);
     const float absY = std::fabs(y);
-    float m = absY >= absX ? absY : absX;
-    m = 1e-20F >= m ? 1e-20F : m;
-    const float smaller = absY <= absX ? absY : absX;
+    float m = absX > absY ? absX : absY;
+    m = m > 1e-20F ? m : 1e-20F;
+    const float smaller = absX < absY ? absX : absY;
     const float t = smaller * reciprocal(m);
     const float u = t * t;
     float w = u * c[7];

@@ -163,6 +163,7 @@ TEST(Ref, IsReadByOtherThreadsWhileOneAssigns) {
     std::atomic<bool> stop = false;
     std::atomic<int> mismatches = 0;
     std::vector<std::thread> readers;
+    readers.reserve(3);
     for (int reader = 0; reader < 3; ++reader) {
         readers.emplace_back([&] {
             while (!stop.load(std::memory_order_relaxed)) {
@@ -190,6 +191,7 @@ TEST(Ref, IsAssignedBySeveralThreadsAtOnce) {
     std::array<int, 16> numbers = {};
     std::atomic<int> mismatches = 0;
     std::vector<std::thread> writers;
+    writers.reserve(4);
     for (int writer = 0; writer < 4; ++writer) {
         writers.emplace_back([&] {
             for (std::size_t round = 0; round < 5000; ++round) {
@@ -213,6 +215,7 @@ TEST(Ref, IsAssignedBySeveralThreadsAtOnce) {
 
 // Addresses in these tests are numbers only, nothing is read from them. They lie where no program is mapped,
 // each test in a stretch of its own.
+// NOLINTBEGIN(performance-no-int-to-ptr)
 constexpr std::uintptr_t kWindowSize = std::uintptr_t{1} << refwindows::kOffsetBits;
 
 const char* addressInWindow(std::uintptr_t stretch, std::size_t window, std::uintptr_t offset) {
@@ -292,6 +295,8 @@ TEST(RefWindows, PinnedWindowsNeverGiveWay) {
     EXPECT_EQ(middle.get(), begin + kWindowSize);
     EXPECT_EQ(last.get(), begin + 2 * kWindowSize - 1);
 }
+
+// NOLINTEND(performance-no-int-to-ptr)
 
 #endif
 

@@ -1,0 +1,414 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The entry points of the pipeline: what is refused, what a call leaves behind, when a frame is finished.
+#include "QorDistanceImageInterface.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "QorData.h"
+#include "support/Pipeline.h"
+
+namespace {
+
+using testing_support::g_time;
+using testing_support::PhaseGroup;
+
+class Interface : public testing_support::PipelineHost {};
+
+TEST_F(Interface, NullArgumentsOfInitAreToldInTheirOrder) {
+    const auto init = [this](bool calib, bool param, bool services, bool hopping, bool user, bool cartesian) {
+        EXPECT_EQ(QorDistanceImage_Init(calib ? calib_.get() : nullptr, hopping ? &hopping_ : nullptr,
+                                        param ? &param_ : nullptr, user ? &userCalibration_ : nullptr,
+                                        services ? &services_ : nullptr,
+                                        cartesian ? distToCartesian_.get() : nullptr),
+                  1);
+        return errorMessage();
+    };
+    EXPECT_EQ(init(false, false, false, false, false, false), "calib struct cannot be NULL.");
+    EXPECT_EQ(init(true, false, false, false, false, false), "param struct cannot be NULL.");
+    EXPECT_EQ(init(true, true, false, false, false, false), "services cannot be NULL.");
+    EXPECT_EQ(init(true, true, true, false, false, false), "Frequency hopping table cannot be NULL.");
+    EXPECT_EQ(init(true, true, true, true, false, false), "Parameter userCalibration cannot be NULL.");
+    EXPECT_EQ(init(true, true, true, true, true, false), "Parameter distToCartesian cannot be NULL.");
+    services_.fctGetTime = nullptr;
+    EXPECT_EQ(init(true, true, true, true, false, false), "services->fctGetTime cannot be NULL.");
+    EXPECT_EQ(init(true, true, true, false, false, false), "Frequency hopping table cannot be NULL.");
+}
+
+TEST_F(Interface, OnlyOneOrTwoFrequenciesAreAccepted) {
+    for (const int32_t frequencies : {0, 3, -1}) {
+        param_.numFrequencies = frequencies;
+        EXPECT_EQ(init(), 1) << frequencies;
+        EXPECT_EQ(errorMessage(), "Number of frequencies must be either 1 or 2");
+    }
+    param_.numFrequencies = 2;
+    EXPECT_EQ(init(), 0);
+}
+
+TEST_F(Interface, ThreeFrequenciesFailAfterTheStagesBeforeWereInitialised) {
+    QorStaticData& data = *QorData_Get();
+    data.calib.suspectPT.width = 0;
+    data.param.autoExpParam.imgWidth = 0;
+    data.state.rawToDistState.currentRawIdx = 3;
+    param_.numFrequencies = 3;
+    EXPECT_EQ(init(), 1);
+    EXPECT_EQ(data.calib.suspectPT.width, 224);
+    EXPECT_EQ(data.param.autoExpParam.imgWidth, 224);
+    EXPECT_EQ(data.state.rawToDistState.currentRawIdx, 0);
+}
+
+TEST_F(Interface, AFailedInitLeavesApplyClosed) {
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(apply(group_[0]), 0);
+    param_.numFrequencies = 3;
+    EXPECT_EQ(init(), 1);
+    EXPECT_EQ(apply(group_[0]), 1);
+}
+
+TEST_F(Interface, AMaximumSumOfZeroBecomes1300WhateverTheMaximumExposure) {
+    param_.maxExposureTime = 700;
+    param_.maxSumExposureTime = 0;
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(QorData_Get()->param.autoExpParam.maxSumExpTime, 1300);
+    param_.maxSumExposureTime = 900;
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(QorData_Get()->param.autoExpParam.maxSumExpTime, 900);
+}
+
+TEST_F(Interface, TheFourthKneepointIsHalfTheSampleRangeTruncated) {
+    calib_->imagerCalib.freqIndependent.minDiff = 100;
+    calib_->imagerCalib.freqIndependent.maxDiff = 3905;
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(QorData_Get()->param.autoExpParam.score_x_kneepoints[3], 1902U);  // 3805 / 2
+}
+
+TEST_F(Interface, ASecondInitClearsTheErrorsOfTheFirst) {
+    param_.numFrequencies = 3;
+    EXPECT_EQ(init(), 1);
+    EXPECT_GT(QorData_Get()->debug.errorHistory.numValidEntries, 0);
+    param_.numFrequencies = 1;
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(QorData_Get()->debug.errorHistory.numValidEntries, 0);
+    EXPECT_EQ(QorData_Get()->debug.perFrameErrors.numValidEntries, 0);
+}
+
+TEST_F(Interface, WithoutAnErrorTheErrorStringIsEmpty) {
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(errorString(), "");
+}
+
+TEST_F(Interface, TheErrorStringNamesFileLineAndMessage) {
+    EXPECT_EQ(QorDistanceImage_Init(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), 1);
+    const std::string text = errorString();
+    EXPECT_EQ(text.rfind("QorDistanceImageInt(", 0), 0U) << text;
+    EXPECT_NE(text.find("): calib struct cannot be NULL."), std::string::npos) << text;
+}
+
+TEST_F(Interface, AnErrorStringOfOneByteIsEmpty) {
+    EXPECT_EQ(QorDistanceImage_Init(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), 1);
+    char text[2] = {'x', 'y'};
+    EXPECT_EQ(QorDistanceImage_GetErrorString(text, 1), 0);
+    EXPECT_EQ(text[0], '\0');
+    EXPECT_EQ(text[1], 'y');
+}
+
+TEST_F(Interface, AnErrorStringWithoutRoomFails) {
+    char text[4] = "abc";
+    EXPECT_EQ(QorDistanceImage_GetErrorString(text, 0), 1);
+    EXPECT_EQ(QorDistanceImage_GetErrorString(nullptr, 4), 1);
+    EXPECT_STREQ(text, "abc");
+}
+
+TEST_F(Interface, TheVersionIsThatOfTheAlgorithm) {
+    AlgoVersion version = {};
+    EXPECT_EQ(QorDistanceImage_QueryVersion(&version), 0);
+    EXPECT_EQ(version.major, 0U);
+    EXPECT_EQ(version.minor, 3U);
+    EXPECT_EQ(version.patch, 6U);
+    EXPECT_EQ(QorDistanceImage_QueryVersion(nullptr), 1);
+}
+
+TEST_F(Interface, TheVersionTextStandsAsItIs) {
+    EXPECT_STREQ(g_vStr, "Qor Version AL_VERSION_MAJOR.AL_VERSION_MINOR.AL_VERSION_PATCH");
+}
+
+TEST_F(Interface, ArgumentsOfApplyAreToldInTheirOrder) {
+    param_.numFrequencies = 3;
+    EXPECT_EQ(init(), 1);
+    EXPECT_EQ(QorDistanceImage_Apply(nullptr, nullptr, nullptr, nullptr, 0), 1);
+    EXPECT_EQ(QorData_Get()->debug.perFrameErrors.entries[1].errorMsg,
+              std::string("Init(..) must be called successfully before Apply(..)"));
+    param_.numFrequencies = 1;
+    EXPECT_EQ(init(), 0);
+    const auto message = [](int32_t entry) {
+        return std::string(QorData_Get()->debug.perFrameErrors.entries[entry].errorMsg);
+    };
+    EXPECT_EQ(QorDistanceImage_Apply(nullptr, nullptr, nullptr, nullptr, 21), 1);
+    EXPECT_EQ(QorDistanceImage_Apply(nullptr, nullptr, nullptr, nullptr, 22), 1);
+    EXPECT_EQ(QorDistanceImage_Apply(nullptr, nullptr, nullptr, measBuffers_, 22), 1);
+    EXPECT_EQ(QorDistanceImage_Apply(&group_[0], nullptr, nullptr, measBuffers_, 22), 1);
+    EXPECT_EQ(QorDistanceImage_Apply(&group_[0], &customization_, nullptr, measBuffers_, 22), 1);
+    EXPECT_EQ(message(0), "Not enough measurement buffers provided");
+    EXPECT_EQ(message(1), "zelta array pointer cannot be null.");
+    EXPECT_EQ(message(2), "Raw data pointer cannot be null.");
+    EXPECT_EQ(message(3), "Customization pointer cannot be null.");
+    EXPECT_EQ(message(4), "Result pointer cannot be null.");
+}
+
+TEST_F(Interface, ACallWith21BuffersReportsAndChangesNothingInTheResult) {
+    EXPECT_EQ(init(), 0);
+    std::memset(result_.get(), 0x5A, sizeof *result_);
+    const auto before = std::make_unique<QorDistanceImageIFOutput>(*result_);
+    EXPECT_EQ(QorDistanceImage_Apply(&group_[0], &customization_, result_.get(), measBuffers_, 21), 1);
+    EXPECT_EQ(errorMessage(), "Not enough measurement buffers provided");
+    EXPECT_EQ(std::memcmp(before.get(), result_.get(), sizeof *result_), 0);
+}
+
+TEST_F(Interface, ARefusedCallStandsBehindTheErrorsOfTheCallBefore) {
+    EXPECT_EQ(init(), 0);
+    group_[3].info.freqIdx = 1;
+    EXPECT_EQ(applyGroup(group_), 1);
+    EXPECT_EQ(QorDistanceImage_Apply(nullptr, nullptr, nullptr, nullptr, 0), 1);
+    EXPECT_EQ(errorMessage(), "Inconsistent frequency index");
+}
+
+TEST_F(Interface, TheNextCallClearsTheErrorsOfTheCallBefore) {
+    EXPECT_EQ(init(), 0);
+    group_[3].info.freqIdx = 1;
+    EXPECT_EQ(applyGroup(group_), 1);
+    EXPECT_EQ(apply(group_[0]), 0);
+    EXPECT_EQ(errorString(), "");
+    EXPECT_EQ(QorData_Get()->debug.errorHistory.numValidEntries,
+              2);  // of the run: the stage, then the driver
+}
+
+TEST_F(Interface, FourImagesOfOneExposureAndFrequencyFinishAFrame) {
+    EXPECT_EQ(init(), 0);
+    for (size_t k = 0; k < 4; ++k) {
+        EXPECT_EQ(apply(group_[k]), 0);
+        EXPECT_EQ(result_->outputInvalid, k < 3 ? 1 : 0);
+    }
+    EXPECT_EQ(apply(group_[0]), 0);
+    EXPECT_EQ(result_->outputInvalid, 1);
+}
+
+TEST_F(Interface, TheImageAfterAFinishedGroupSwitchesTheBuffer) {
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(QorData_Get()->state.rawToDistActualBuffer, -1);
+    EXPECT_EQ(applyGroup(group_), 0);
+    EXPECT_EQ(QorData_Get()->state.rawToDistActualBuffer, 0);
+    EXPECT_EQ(apply(group_[0]), 0);
+    EXPECT_EQ(QorData_Get()->state.rawToDistActualBuffer, 1);
+    for (size_t k = 1; k < 4; ++k) {
+        EXPECT_EQ(apply(group_[k]), 0);
+        EXPECT_EQ(QorData_Get()->state.rawToDistActualBuffer, 1);
+    }
+    EXPECT_EQ(apply(group_[0]), 0);
+    EXPECT_EQ(QorData_Get()->state.rawToDistActualBuffer, 0);
+}
+
+TEST_F(Interface, AnUnknownBufferIndexFails) {
+    EXPECT_EQ(init(), 0);
+    QorData_Get()->state.rawToDistActualBuffer = 2;
+    EXPECT_EQ(apply(group_[0]), 1);
+    EXPECT_EQ(result_->outputInvalid, 1);
+}
+
+TEST_F(Interface, TheFirstFrameHasFrameCounterZero) {
+    EXPECT_EQ(init(), 0);
+    result_->frameCounter = 99;
+    EXPECT_EQ(applyGroup(group_), 0);
+    EXPECT_EQ(result_->frameCounter, 0U);
+    EXPECT_EQ(applyGroup(group_), 0);
+    EXPECT_EQ(result_->frameCounter, 1U);
+}
+
+TEST_F(Interface, DistanceIsThePhaseInMetres) {
+    EXPECT_EQ(init(), 0);
+    group_.fill(2048, 3048, 2048, 1048);  // a quarter of a period
+    EXPECT_EQ(applyGroup(group_), 0);
+    EXPECT_NEAR(result_->distance[1000], 149852320.0 / 60e6 / 4.0, 1e-6);
+    EXPECT_NEAR(result_->normalizedAmplitude[1000], 2000.0 / 100.0, 1e-4);
+    EXPECT_EQ(result_->confidence[1000], 0x10);
+    EXPECT_EQ(result_->width, 224);
+    EXPECT_EQ(result_->height, 172);
+}
+
+TEST_F(Interface, TemperatureCorrectionFollowsItsCubic) {
+    const float factor[] = {0.002F, 0.0003F, 0.00004F};
+    std::copy_n(factor, 3, calib_->imagerCalib.freqDependent[0].temperatureFactor);
+    EXPECT_EQ(init(), 0);
+    group_.fill(2048, 3048, 2048, 1048);
+    for (QorRawdataPhase& phase : group_) {
+        phase.info.illuTemperature = 43.0F;
+    }
+    EXPECT_EQ(applyGroup(group_), 0);
+    const double correction = (0.002 + (0.0003 + 3.0 * 0.00004) * 3.0) * 3.0;
+    EXPECT_NEAR(result_->distance[0], (1.57079633 - correction) * 149852320.0 / 60e6 / 6.28318531, 1e-6);
+}
+
+TEST_F(Interface, APixelInvalidAtTheRawStageHasDistanceZero) {
+    customization_.minAmplitude = 50.0F;
+    EXPECT_EQ(init(), 0);
+    group_.fill(2048, 3048, 2048, 1048);
+    group_.set(30, 2048, 2060, 2048, 2036);
+    EXPECT_EQ(applyGroup(group_), 0);
+    EXPECT_EQ(result_->distance[30], 0.0F);
+    EXPECT_EQ(result_->confidence[30], 0x19);
+    EXPECT_NE(result_->distance[31], 0.0F);
+}
+
+TEST_F(Interface, VignettingIsRemovedFromTheAmplitudeOnce) {
+    calib_->imagerCalib.freqIndependent.vignetting[77] = 2.0F;
+    EXPECT_EQ(init(), 0);
+    group_.fill(2048, 3048, 2048, 1048);
+    EXPECT_EQ(applyGroup(group_), 0);
+    EXPECT_EQ(result_->normalizedAmplitude[77], 2.0F * result_->normalizedAmplitude[78]);
+}
+
+TEST_F(Interface, TheTimestampOfTheLatestImageIsPassedThrough) {
+    EXPECT_EQ(init(), 0);
+    group_[1].info.timestamp = 4000000000U;
+    EXPECT_EQ(apply(group_[0]), 0);
+    EXPECT_EQ(apply(group_[1]), 0);
+    EXPECT_EQ(result_->timestamp, 4000000000U);
+}
+
+TEST_F(Interface, BothClocksAreReadWithEachImage) {
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(apply(group_[0]), 0);
+    EXPECT_EQ(QorData_Get()->debug.systemTime.seconds, 123U);
+    EXPECT_EQ(QorData_Get()->debug.systemTime.nanoSeconds, 456U);
+    EXPECT_NE(QorData_Get()->debug.monotonicTimestamp, 0U);
+    EXPECT_EQ(QorData_Get()->debug.algoVersion.patch, 6U);
+}
+
+TEST_F(Interface, AMissingWallClockFailsWithTheFirstImage) {
+    services_.fctGetSystemTime = nullptr;
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(apply(group_[0]), 1);
+    EXPECT_EQ(QorData_Get()->debug.perFrameErrors.numValidEntries, 2);
+    EXPECT_EQ(result_->outputInvalid, 1);
+}
+
+TEST_F(Interface, WithNoiseEstimationAFrameWithoutIntensityImageFails) {
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(applyGroup(group_), 0);
+    customization_.enableNoiseEstimation = 1;
+    EXPECT_EQ(applyGroup(group_), 1);
+    EXPECT_EQ(errorMessage(), "No intensity phase recorded for noise estimation");
+    EXPECT_EQ(result_->outputInvalid, 1);
+}
+
+TEST_F(Interface, AnIntensityImageServesOneFrame) {
+    EXPECT_EQ(init(), 0);
+    customization_.enableNoiseEstimation = 1;
+    QorRawdataPhase intensity = group_[0];
+    intensity.info.intensityMeasurement = 1;
+    EXPECT_EQ(apply(intensity), 0);
+    EXPECT_EQ(applyGroup(group_), 0) << errorString();
+    EXPECT_EQ(applyGroup(group_), 1);
+}
+
+TEST_F(Interface, WithoutNoiseEstimationIntensityAndNoiseStayInvalid) {
+    EXPECT_EQ(init(), 0);
+    QorRawdataPhase intensity = group_[0];
+    intensity.info.intensityMeasurement = 1;
+    EXPECT_EQ(apply(intensity), 0);
+    EXPECT_EQ(applyGroup(group_), 0);
+    EXPECT_EQ(result_->outputInvalid, 0);
+    EXPECT_EQ(result_->intensityInvalid, 1);
+    EXPECT_EQ(result_->distanceNoiseInvalid, 1);
+}
+
+TEST_F(Interface, ARegionOfAnotherSizeFails) {
+    EXPECT_EQ(init(), 0);
+    QorData_Get()->output.autoExpOutput.roi_width = 223;
+    EXPECT_EQ(apply(group_[0]), 1);
+    EXPECT_EQ(init(), 0);
+    QorData_Get()->output.autoExpOutput.roi_height = 0;
+    EXPECT_EQ(apply(group_[0]), 1);
+}
+
+TEST_F(Interface, AFailureLeavesTheStageAndTheDriverInTheHistoryInThatOrder) {
+    EXPECT_EQ(init(), 0);
+    group_[2].info.exposureTime = 3;
+    EXPECT_EQ(applyGroup(group_), 1);
+    const ALErrorHistory& errors = QorData_Get()->debug.perFrameErrors;
+    ASSERT_EQ(errors.numValidEntries, 2);
+    EXPECT_STREQ(errors.entries[0].file, "QorRawToDist");
+    EXPECT_STREQ(errors.entries[0].errorMsg, "Inconsistent exposure time");
+    EXPECT_STREQ(errors.entries[1].file, "QorDistanceImageInt");
+}
+
+TEST_F(Interface, TwoExposuresOfOneFrequencyFinishAFrame) {
+    param_.numExposures = 2;
+    EXPECT_EQ(init(), 0);
+    PhaseGroup second;
+    second.follow(group_);
+    second.setExposure(400);
+    EXPECT_EQ(applyGroup(group_), 0);
+    EXPECT_EQ(result_->outputInvalid, 1);
+    EXPECT_EQ(applyGroup(second), 0);
+    EXPECT_EQ(result_->outputInvalid, 0);
+    EXPECT_EQ(result_->shortAutoExpTime, 100U);
+    EXPECT_EQ(result_->longAutoExpTime, 400U);
+}
+
+TEST_F(Interface, WithOneExposureTheShortProposalIsLeft) {
+    EXPECT_EQ(init(), 0);
+    result_->shortAutoExpTime = 77;
+    EXPECT_EQ(applyGroup(group_), 0);
+    EXPECT_EQ(result_->shortAutoExpTime, 77U);
+    EXPECT_EQ(result_->longAutoExpTime, 100U);
+    EXPECT_EQ(result_->autoExpReady, 0);
+}
+
+TEST_F(Interface, AllMeasurementBuffersAreClearedByEachCall) {
+    EXPECT_EQ(init(), 0);
+    for (AlgoMeasBuffer& buffer : measBuffers_) {
+        buffer.channelID = 5;
+        buffer.sizeReady = 6;
+    }
+    EXPECT_EQ(apply(group_[0]), 0);
+    EXPECT_EQ(measBuffers_[21].channelID, 0);
+    EXPECT_EQ(measBuffers_[21].sizeReady, 0U);
+}
+
+TEST_F(Interface, EachCallAndEachFrameAreBooked) {
+    EXPECT_EQ(init(), 0);
+    const QorDistanceImageProfiling before = QorData_Get()->profiling;
+    EXPECT_EQ(applyGroup(group_), 0);
+    const QorDistanceImageProfiling& after = QorData_Get()->profiling;
+    EXPECT_EQ(after.total.numCalls, before.total.numCalls + 4);
+    EXPECT_EQ(after.rawToDist.numCalls, before.rawToDist.numCalls + 4);
+    EXPECT_EQ(after.rawToDistRemaining.numCalls, before.rawToDistRemaining.numCalls + 1);
+    EXPECT_EQ(after.total_frame.numCalls, before.total_frame.numCalls + 1);
+    EXPECT_EQ(QorData_Get()->state.total_frame_profiling.numCalls, 0U);
+}
+
+TEST_F(Interface, AWrapOfTheClockDoesNoHarm) {
+    EXPECT_EQ(init(), 0);
+    g_time = 0xFFFFFFFFU - 15;
+    EXPECT_EQ(apply(group_[0]), 0);
+    EXPECT_LT(QorData_Get()->profiling.total.runtimeMsecs, 1.0F);
+}
+
+TEST_F(Interface, APixelsFrequencySlotOutsideTheCalibrationFails) {
+    EXPECT_EQ(init(), 0);
+    group_.setFrequency(4);
+    EXPECT_EQ(applyGroup(group_), 1);
+    EXPECT_EQ(result_->outputInvalid, 1);
+}
+
+TEST_F(Interface, AModulationFrequencyOfZeroReadsNothingOutOfBounds) {
+    calib_->imagerCalib.frequencies[0] = 0.0F;
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(applyGroup(group_), 0);
+    EXPECT_EQ(result_->outputInvalid, 0);
+}
+
+}  // namespace
