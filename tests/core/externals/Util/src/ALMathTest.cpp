@@ -449,6 +449,16 @@ TEST(AlFmodf, HasTheGoldenBits) {
     expectGolden(al_fmodf, {{10.0F, 0.1F, 0x00000000U}, {1000.5F, 6.2831855F, 0x3FBC9C00U}});
 }
 
+TEST(AlFmodf, CorrectsAQuotientThatIsOneTooLarge) {
+    // 750.516602 / 2.38259268 is just below 315 and comes out as 315, which leaves less than 0.
+    expectGolden(al_fmodf, {{750.516602F, 2.38259268F, 0x40187A66U}});
+}
+
+TEST(AlFmodf, CorrectsAQuotientThatIsOneTooSmall) {
+    // 411.480499 / 0.916437626 is just above 449 and comes out below it, which leaves a whole divisor.
+    expectGolden(al_fmodf, {{411.480499F, 0.916437626F, 0x36B00000U}});
+}
+
 TEST(AlFmodf, LiesBelowTheDivisor) {
     forRandom(0.0F, 1000.0F, [](float x) {
         const float r = al_fmodf(x, 6.2831855F);
