@@ -30,13 +30,13 @@ class TableLock {
     TableLock& operator=(const TableLock&) = delete;
 };
 
-/** The entry that holds `base`, else a free one, else the one assigned longest ago; 0 if every window is
+/** The entry that holds `base`, else the first free one, else the one assigned longest ago; 0 if every window is
  * pinned. */
 std::size_t findWindow(std::uintptr_t base) noexcept {
     std::size_t oldest = 0;
     for (std::size_t i = 1; i < kTableSize; ++i) {
-        const std::uintptr_t present = g_base[i].load(std::memory_order_relaxed);
-        if (present == base || present == 0) {
+        const bool free = g_lastAssignment[i] == 0;  // a base of 0 is a window like others: the first of all
+        if (free || g_base[i].load(std::memory_order_relaxed) == base) {
             return i;
         }
         if (!g_pinned[i] && (oldest == 0 || g_lastAssignment[i] < g_lastAssignment[oldest])) {

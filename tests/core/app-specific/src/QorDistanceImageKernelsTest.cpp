@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 #include <vector>
 
 #include "core/externals/Util/src/ALSimdRule.h"
@@ -80,7 +81,11 @@ TEST_P(DistanceImageKernels, PhaseToMetresEqualsTheRuleForAnyRange) {
     Random random(32);
     SCOPED_TRACE(random.seedText());
     for (int round = 0; round < 20; ++round) {
-        param_ = {random.anyFloat(), random.anyFloat(), random.anyFloat(), random.anyFloat()};
+        float range = random.anyFloat();
+        while (std::fabs(range) == std::numeric_limits<float>::max()) {
+            range = random.anyFloat();  // its reciprocal is a subnormal number
+        }
+        param_ = {random.anyFloat(), random.anyFloat(), range, random.anyFloat()};
         std::vector<float> expected(kPixelCount);
         for (size_t i = 0; i < distance_.size(); ++i) {
             distance_[i] = random.real(0.0F, 6.2831855F);

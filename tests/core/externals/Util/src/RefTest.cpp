@@ -230,6 +230,14 @@ TEST(RefWindows, FirstAndLastByteOfAWindowDecodeToThemselves) {
     }
 }
 
+TEST(RefWindows, TheFirstWindowOfTheAddressSpaceIsAWindowLikeOthers) {
+    const auto* const low = reinterpret_cast<const char*>(std::uintptr_t{0x400123});
+    const Ref<const char> first = low;
+    const Ref<const char> other = addressInWindow(6, 0, 5);
+    EXPECT_EQ(first.get(), low);
+    EXPECT_EQ(other.get(), addressInWindow(6, 0, 5));
+}
+
 TEST(RefWindows, AddressesOfOneWindowShareItsNumber) {
     const Ref<const char> first = addressInWindow(2, 0, 0);
     const Ref<const char> last = addressInWindow(2, 0, kWindowSize - 1);
