@@ -11,9 +11,9 @@
 namespace imaging {
 
 enum class ColorMap : std::uint8_t {
-    Turbo,    // rainbow with even steps: distances. Published polynomial of A. Mikhailov, 2019.
-    Viridis,  // dark to bright, the same in grey and to colour-blind eyes: amplitudes. Polynomial of degree
-              // six, fitted to the published table.
+    Turbo,    // rainbow with even steps, for distances; after the table published by A. Mikhailov, 2019
+    Viridis,  // dark to bright, also in grey and to colour-blind eyes, for amplitudes; after the table
+              // published by N. Smith and S. van der Walt, 2015
     Grey,
     BlueWhiteRed,  // signed errors, white at the middle
 };

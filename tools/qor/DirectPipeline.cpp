@@ -130,10 +130,12 @@ DirectPipeline::DirectPipeline(const simulation::Calibration& calibration, const
 DirectPipeline::~DirectPipeline() = default;
 
 std::optional<PipelineFrame> DirectPipeline::process(const simulation::RawImage& image) {
+    if (image.phaseData.size() != simulation::rawImageBytes) {
+        throw PipelineError("A raw image has 58128 bytes.");
+    }
     Records::KeptImage& kept = records_->images[records_->nextImage];
     records_->nextImage = (records_->nextImage + 1) % keptImages;
     kept.data = image.phaseData;
-    kept.data.resize(kRawPhaseBytes);
     QorRawdataPhaseInfo& info = kept.phase.info;
     info.timestamp = image.timestamp;
     info.sequenceCounter = image.sequenceCounter;

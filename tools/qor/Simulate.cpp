@@ -4,12 +4,17 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
+#include <charconv>
 #include <filesystem>
+#include <functional>
+#include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <stdexcept>
 #include <string>
+#include <system_error>
+#include <utility>
 #include <vector>
 
 #include "qor/Accuracy.h"
@@ -61,6 +66,22 @@ std::optional<Range> readRange(const std::string& text) {
 
 std::string checkRange(const std::string& text) {
     return readRange(text) ? "" : "\"" + text + "\" is no range; write MIN:MAX, for example 0.5:2.5";
+}
+
+std::string checkSeed(const std::string& text) {
+    std::uint64_t seed = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seed);
+    return error == std::errc{} && end == text.data() + text.size()
+               ? ""
+               : "\"" + text + "\" is no whole number from 0 to 18446744073709551615";
+}
+
+std::function<std::string(const std::string&)> numberFrom(double least, double most) {
+    return [least, most](const std::string& text) {
+        double value = 0.0;
+        const bool good = CLI::detail::lexical_cast(text, value) && value >= least && value <= most;
+        return good ? "" : fmt::format("\"{}\" is no number from {:g} to {:g}", text, least, most);
+    };
 }
 
 std::string joined(const std::vector<std::string>& texts, const char* separator) {
@@ -310,16 +331,17 @@ void addSimulate(CLI::App& app, int& exitCode) {
         ->type_name("F1[,F2]")
         ->default_str("60MHz");
     command->add_option("--seed", options->seed, "Selects the specimen of the camera and its noise")
+        ->check(checkSeed)
         ->type_name("N")
         ->capture_default_str();
     command->add_option("--ambient", options->ambient, "Ambient light in kilolux, 0 to 1000")
-        ->check(CLI::Range(0.0, 1000.0))
+        ->check(numberFrom(0.0, 1000.0))
         ->type_name("KLX")
         ->capture_default_str();
     command
         ->add_option("--temperature", options->temperature,
-                     "Temperature of the illumination in degrees Celsius")
-        ->check(CLI::Range(-100.0, 200.0))
+                     "Temperature of the illumination in degrees Celsius, -100 to 200")
+        ->check(numberFrom(-100.0, 200.0))
         ->type_name("C")
         ->capture_default_str();
     command->add_flag("--no-noise", options->noNoise,
@@ -332,7 +354,7 @@ void addSimulate(CLI::App& app, int& exitCode) {
     command
         ->add_option("--min-amplitude", options->pipeline.minAmplitude,
                      "Raw counts below which a pixel is invalid")
-        ->check(CLI::NonNegativeNumber)
+        ->check(numberFrom(0.0, 1.0e6))
         ->type_name("COUNTS")
         ->capture_default_str();
     command->add_option("-o,--out", options->folder, "Folder of the pictures; made if it is not there")
@@ -352,7 +374,7 @@ void addSimulate(CLI::App& app, int& exitCode) {
     command
         ->add_option("--error-range", options->errorRange,
                      "Scale of error.png: plus and minus so much; by default 20, without noise 2")
-        ->check(CLI::PositiveNumber)
+        ->check(numberFrom(0.001, 1.0e6))
         ->type_name("MM");
     command->add_option("--enlarge", options->enlargement, "Size of a pixel in the colour pictures, 1 to 32")
         ->check(CLI::Range(1, 32))

@@ -1,0 +1,151 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "qor/Accuracy.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <stdexcept>
+
+#include "simulation/Image.h"
+
+namespace qor {
+namespace {
+
+using simulation::pixelCount;
+
+// One metre everywhere, 1000 counts in the only exposure, 2 mm of predicted noise.
+simulation::Truth evenTruth(std::size_t exposureCount = 1) {
+    simulation::Truth truth;
+    truth.distance.assign(pixelCount, 1.0);
+    truth.edge.assign(pixelCount, 0);
+    truth.badPixel.assign(pixelCount, 0);
+    simulation::FrequencyTruth frequency;
+    frequency.wraps.assign(pixelCount, 0);
+    for (std::size_t k = 0; k < exposureCount; ++k) {
+        frequency.exposures.push_back(
+            {std::vector<double>(pixelCount, 1000.0), std::vector<double>(pixelCount, 0.002)});
+    }
+    truth.frequencies.push_back(frequency);
+    return truth;
+}
+
+std::vector<float> measured(float metres) {
+    return std::vector<float>(pixelCount, metres);
+}
+std::vector<std::uint8_t> confidence(std::uint8_t value) {
+    return std::vector<std::uint8_t>(pixelCount, value);
+}
+
+TEST(Accuracy, MedianAndPercentileAreThoseOfTheAbsoluteError) {
+    std::vector<float> distance = measured(1.001F);
+    for (std::size_t i = 0; i < pixelCount / 50; ++i) {
+        distance[i] = 0.9F;  // two percent
+    }
+    Accuracy accuracy({60.0e6});
+    accuracy.add(evenTruth(), distance, confidence(0x10));
+    const AccuracySummary summary = accuracy.summary();
+    EXPECT_EQ(summary.validShare(), 1.0);
+    EXPECT_EQ(summary.judgedPixels, pixelCount);
+    EXPECT_NEAR(summary.medianError, 0.001, 1e-6);
+    EXPECT_NEAR(summary.percentile99Error, 0.1, 1e-6);
+}
+
+TEST(Accuracy, EdgesCountInTheMedianButNotInThePercentile) {
+    simulation::Truth truth = evenTruth();
+    std::vector<float> distance = measured(1.001F);
+    for (std::size_t i = 0; i < 1000; ++i) {
+        truth.edge[i] = 1;
+        distance[i] = 0.5F;
+    }
+    Accuracy accuracy({60.0e6});
+    accuracy.add(truth, distance, confidence(0x10));
+    EXPECT_EQ(accuracy.summary().judgedPixels, pixelCount);
+    EXPECT_EQ(accuracy.summary().judgedPixelsOffEdges, pixelCount - 1000);
+    EXPECT_NEAR(accuracy.summary().percentile99Error, 0.001, 1e-6);
+}
+
+TEST(Accuracy, InvalidDefectiveAndWeakPixelsAreNotJudged) {
+    simulation::Truth truth = evenTruth();
+    std::vector<std::uint8_t> bits = confidence(0x10);
+    bits[0] = 0x11;
+    truth.badPixel[1] = 1;
+    truth.frequencies[0].exposures[0].rawAmplitude[2] = 299.9;
+    truth.frequencies[0].exposures[0].rawAmplitude[3] = 300.0;
+    Accuracy accuracy({60.0e6});
+    accuracy.add(truth, measured(1.0F), bits);
+    EXPECT_EQ(accuracy.summary().validPixels, pixelCount - 1);
+    EXPECT_EQ(accuracy.summary().judgedPixels, pixelCount - 3);
+}
+
+// Without the bit of the last exposure the pixel comes from the first, whose amplitude is too low here.
+TEST(Accuracy, TheAmplitudeIsThatOfTheExposureThePixelCameFrom) {
+    simulation::Truth truth = evenTruth(2);
+    truth.frequencies[0].exposures[0].rawAmplitude.assign(pixelCount, 200.0);
+    std::vector<std::uint8_t> bits = confidence(0x10);
+    bits[7] = 0x00;
+    Accuracy accuracy({60.0e6});
+    accuracy.add(truth, measured(1.0F), bits);
+    EXPECT_EQ(accuracy.summary().judgedPixels, pixelCount - 1);
+}
+
+TEST(Accuracy, OneFrequencyIsJudgedModuloItsUniqueRangeAndTwoAreNot) {
+    const double range = simulation::uniqueRange(60.0e6);
+    EXPECT_NEAR(Accuracy({60.0e6}).errorOf(1.001, 1.0 + 2.0 * range), 0.001, 1e-9);
+    EXPECT_NEAR(Accuracy({60.0e6}).errorOf(range - 0.001, 0.001), -0.002, 1e-9);
+    EXPECT_NEAR(Accuracy({60.0e6, 80.0e6}).errorOf(1.001, 1.0 + range), 0.001 - range, 1e-9);
+}
+
+TEST(Accuracy, PixelsBeyondTheUniqueRangeAreCounted) {
+    simulation::Truth truth = evenTruth();
+    truth.frequencies[0].wraps[4] = 1;
+    truth.frequencies[0].wraps[5] = 2;
+    Accuracy accuracy({60.0e6});
+    accuracy.add(truth, measured(1.0F), confidence(0x10));
+    EXPECT_EQ(accuracy.summary().pixelsBeyondUniqueRange, 2U);
+}
+
+// Errors of plus and minus 4 mm around 1 mm: deviation 4 mm against the predicted 2 mm.
+TEST(Accuracy, BinsCompareTheDeviationAroundTheMeanWithThePrediction) {
+    std::vector<float> distance = measured(1.005F);
+    for (std::size_t i = 0; i < pixelCount; i += 2) {
+        distance[i] = 0.997F;
+    }
+    Accuracy accuracy({60.0e6});
+    accuracy.add(evenTruth(), distance, confidence(0x10));
+    const AccuracySummary summary = accuracy.summary();
+    ASSERT_EQ(summary.bins.size(), 1U);
+    EXPECT_LE(summary.bins[0].from, 1000.0);
+    EXPECT_GT(summary.bins[0].to, 1000.0);
+    EXPECT_EQ(summary.bins[0].pixels, pixelCount);
+    EXPECT_NEAR(summary.bins[0].measured, 0.004, 1e-6);
+    EXPECT_NEAR(summary.bins[0].predicted, 0.002, 1e-9);
+    EXPECT_NEAR(summary.bins[0].ratio(), 2.0, 1e-3);
+    EXPECT_NEAR(summary.meanError, 0.001, 1e-6);
+}
+
+TEST(Accuracy, FramesAddUp) {
+    Accuracy accuracy({60.0e6});
+    accuracy.add(evenTruth(), measured(1.0F), confidence(0x10));
+    accuracy.add(evenTruth(), measured(1.0F), confidence(0x11));
+    EXPECT_EQ(accuracy.summary().frames, 2U);
+    EXPECT_EQ(accuracy.summary().validShare(), 0.5);
+}
+
+TEST(Accuracy, OfNothingIsZero) {
+    const AccuracySummary summary = Accuracy({60.0e6}).summary();
+    EXPECT_EQ(summary.validShare(), 0.0);
+    EXPECT_EQ(summary.medianError, 0.0);
+    EXPECT_EQ(summary.percentile99Error, 0.0);
+    EXPECT_TRUE(summary.bins.empty());
+}
+
+TEST(Accuracy, RefusesWhatIsNoImage) {
+    Accuracy accuracy({60.0e6});
+    EXPECT_THROW(accuracy.add(evenTruth(), std::vector<float>(5), confidence(0)), std::invalid_argument);
+    EXPECT_THROW(accuracy.add(evenTruth(), measured(1.0F), std::vector<std::uint8_t>(5)),
+                 std::invalid_argument);
+}
+
+}  // namespace
+}  // namespace qor
