@@ -1,0 +1,635 @@
+// SPDX-License-Identifier: Apache-2.0
+// Type nodes, and data definitions as the bytes that describe them.
+#include "zelta_parse.h"
+
+#include <zlib.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "zelta_error.h"
+#include "zelta_saturate.h"
+
+namespace zelta {
+namespace {
+
+constexpr const char* kSourceFile = "core/app-specific/zelta_parse";
+
+[[noreturn]] void parseError(const char* message = "", int line = __builtin_LINE()) {
+    throw ParseError(kSourceFile, line, message);
+}
+
+[[noreturn]] void interpretError(InterpretError::InterpretErrorTag tag, const std::string& message = "",
+                                 int line = __builtin_LINE()) {
+    throw InterpretError(kSourceFile, line, tag, message);
+}
+
+}  // namespace
+
+// --- Nodes ---
+
+IType::IType(const std::string& name_, const std::vector<unsigned int>& dimensions_, int offset_,
+             unsigned int size_, TypeEndianess endianess_)
+    : name(name_), dimensions(dimensions_), offset(offset_), size(size_), endianess(endianess_) {}
+
+IType::~IType() = default;
+
+unsigned int IType::count() const {
+    std::uint32_t product = 1;
+    bool isEmpty = false;
+    for (const unsigned int dimension : dimensions) {
+        isEmpty = isEmpty || dimension == 0;
+        product = saturatingMultiply(product, dimension);
+    }
+    return isEmpty ? 0 : product;
+}
+
+std::vector<unsigned int> IType::startIterate() const {
+    return std::vector<unsigned int>(dimensions.size(), 0);
+}
+
+bool IType::valid(const std::vector<unsigned int>& index, bool exact) const {
+    if (index.size() > dimensions.size()) {
+        return false;
+    }
+    bool answer = index.size() == dimensions.size() || !exact;
+    for (std::size_t i = 0; i < index.size(); ++i) {
+        answer = answer && index[i] < dimensions[i];
+    }
+    return answer;
+}
+
+void IType::incIndex(std::vector<unsigned int>& index) const {
+    if (index.empty()) {
+        index.push_back(0xFFFFFFFFU);
+        return;
+    }
+    ++index.back();
+    if (dimensions.empty() || index.back() <= dimensions.back()) {
+        return;
+    }
+    // An entry that has run past its dimension falls back to 0, and so do those before it that have run past
+    // theirs.
+    auto entry = index.rbegin();
+    auto dimension = dimensions.rbegin();
+    do {
+        *entry = 0;
+        ++entry;
+        ++dimension;
+    } while (entry != index.rend() && dimension != dimensions.rend() && *entry > *dimension);
+}
+
+unsigned int IType::index2lin(const std::vector<unsigned int>& index) const {
+    if (index.size() > dimensions.size()) {
+        interpretError(InterpretError::TagSizeMismatch,
+                       "index has more dimensions (" + std::to_string(index.size()) +
+                           ") than the actual data type (" + std::to_string(dimensions.size()) + ")");
+    }
+    std::uint32_t linear = 0;
+    std::uint32_t weight = 1;
+    for (std::size_t i = dimensions.size(); i-- > 0;) {
+        if (i < index.size()) {
+            linear = saturatingAdd(linear, saturatingMultiply(index[i], weight));
+        }
+        weight = saturatingMultiply(weight, dimensions[i]);
+    }
+    return linear;
+}
+
+ElementaryType::ElementaryType(const std::string& name_, const std::vector<unsigned int>& dimensions_,
+                               int offset_, unsigned int size_, TypeEndianess endianess_,
+                               TypeIdentifier identifier)
+    : IType(name_, dimensions_, offset_, size_, endianess_), m_identifier(identifier) {}
+
+TypeIdentifier ElementaryType::typeIdentifier() const {
+    return m_identifier;
+}
+
+std::vector<TypeRef> ElementaryType::children() const {
+    return {};
+}
+
+StructType::StructType(const std::string& name_, const std::vector<unsigned int>& dimensions_, int offset_,
+                       unsigned int size_, TypeEndianess endianess_, const std::vector<TypeRef>& children)
+    : IType(name_, dimensions_, offset_, size_, endianess_), m_children(children) {}
+
+TypeIdentifier StructType::typeIdentifier() const {
+    return TypeStruct;
+}
+
+std::vector<TypeRef> StructType::children() const {
+    return m_children;
+}
+
+unsigned int typeSize(const TypeRef& type) {
+    return saturatingMultiply(type->size, type->count());
+}
+
+bool typeRefCompByName(const TypeRef& a, const TypeRef& b) {
+    if (!a) {
+        return true;
+    }
+    if (!b) {
+        return false;
+    }
+    return a->name < b->name;
+}
+
+// --- Copies of trees ---
+
+namespace {
+
+TypeRef makeStruct(const IType& model, int offset, unsigned int size, const std::vector<TypeRef>& children) {
+    return TypeRef(new StructType(model.name, model.dimensions, offset, size, model.endianess, children));
+}
+
+/// Where the next member of a packed struct begins.
+class PackedOffset {
+ public:
+    explicit PackedOffset(int start) : m_start(start) {}
+    int next() const { return saturateToInt(static_cast<std::uint32_t>(m_start) + std::uint64_t{m_size}); }
+    unsigned int size() const { return m_size; }
+    void add(const TypeRef& member) { m_size = saturatingAdd(m_size, typeSize(member)); }
+
+ private:
+    int m_start;
+    std::uint32_t m_size = 0;
+};
+
+std::string joinPath(const std::string& prefix, const std::string& name) {
+    return prefix.empty() ? name : prefix + "." + name;
+}
+
+}  // namespace
+
+TypeRef rec_CopyType(const TypeRef& type, int offset) {
+    if (!type) {
+        interpretError(InterpretError::TagNullPointer);
+    }
+    if (type->typeIdentifier() != TypeStruct) {
+        return TypeRef(new ElementaryType(type->name, type->dimensions, offset, type->size, type->endianess,
+                                          type->typeIdentifier()));
+    }
+    PackedOffset packed(offset);
+    std::vector<TypeRef> members;
+    for (const TypeRef& child : type->children()) {
+        members.push_back(rec_CopyType(child, packed.next()));
+        packed.add(members.back());
+    }
+    return makeStruct(*type, offset, packed.size(), members);
+}
+
+TypeRef rec_Croptype(const TypeRef& type, const std::vector<std::string>& expressions,
+                     const std::string& prefix, int offset) {
+    if (!type) {
+        return TypeRef();
+    }
+    const std::string path = joinPath(prefix, type->name);
+    if (std::find(expressions.begin(), expressions.end(), path) != expressions.end()) {
+        return rec_CopyType(type, offset);
+    }
+    PackedOffset packed(offset);
+    std::vector<TypeRef> members;
+    for (const TypeRef& child : type->children()) {
+        const TypeRef member = rec_Croptype(child, expressions, path, packed.next());
+        if (member) {
+            members.push_back(member);
+            packed.add(member);
+        }
+    }
+    return members.empty() ? TypeRef() : makeStruct(*type, offset, packed.size(), members);
+}
+
+TypeRef cropDatadefinition(const TypeRef& type, const std::vector<std::string>& expressions) {
+    TypeRef cropped = rec_Croptype(type, expressions, "", 0);
+    if (!cropped) {
+        interpretError(InterpretError::TagNullPointer);
+    }
+    return cropped;
+}
+
+// --- Type records ---
+
+namespace {
+
+enum ItemTag : unsigned char {
+    TagName = 'd',
+    TagDimensions = 'e',
+    TagOffset = 'f',
+    TagSize = 'g',
+    TagEndianess = 'h',
+    TagType = 0x96
+};
+
+enum ItemType : unsigned int {
+    ItemSigned = 1,
+    ItemUnsigned = 2,
+    ItemFloat = 3,
+    ItemStructBegin = 0xFE,
+    ItemStructEnd = 0xFF
+};
+
+constexpr unsigned int kLittleEndian = 200;
+constexpr unsigned int kBigEndian = 201;
+constexpr unsigned int kUnsetOffset = 0xFFFFFFFFU;
+constexpr unsigned int kMaxDimensions = 255;
+
+/// What the items of one type record have said so far.
+struct TypeItems {
+    std::string name;
+    std::vector<unsigned int> dimensions;
+    bool dimensionsSeen = false;
+    unsigned int offset = kUnsetOffset;
+    unsigned int size = 0;
+    TypeEndianess endianess = EndianUnset;
+
+    bool complete() const {
+        return !name.empty() && offset != kUnsetOffset && dimensionsSeen && endianess != EndianUnset &&
+               size != 0;
+    }
+};
+
+std::string consumeName(const unsigned char*& data, unsigned int& size) {
+    const unsigned int length = consume_uint32(data, size);
+    if (length > size) {
+        parseError("dataSize < string length");
+    }
+    std::string name(reinterpret_cast<const char*>(data), length);
+    data += length;
+    size -= length;
+    return name;
+}
+
+std::vector<unsigned int> consumeDimensions(const unsigned char*& data, unsigned int& size) {
+    const unsigned int count = consume_uint32(data, size);
+    if (count > kMaxDimensions) {
+        parseError("dataSize < 4");  // Readers of old count in 8 bits and never come to an end here.
+    }
+    std::vector<unsigned int> dimensions;
+    for (unsigned int i = 0; i < count; ++i) {
+        dimensions.push_back(consume_uint32(data, size));
+    }
+    return dimensions;
+}
+
+TypeEndianess consumeEndianess(const unsigned char*& data, unsigned int& size) {
+    switch (consume_uint32(data, size) & 0xFFU) {
+        case kLittleEndian:
+            return EndianLittle;
+        case kBigEndian:
+            return EndianBig;
+        default:
+            parseError("unknown endianess");
+    }
+}
+
+/// Reads one item other than the type item into `items`.
+void consumeItem(unsigned char tag, const unsigned char*& data, unsigned int& size, TypeItems& items) {
+    switch (tag) {
+        case TagName:
+            if (!items.name.empty()) {
+                parseError("name is empty");  // A second name; readers of error texts know it by these words.
+            }
+            items.name = consumeName(data, size);
+            return;
+        case TagDimensions:
+            if (!items.dimensions.empty()) {
+                parseError("dimension set more than once");
+            }
+            items.dimensions = consumeDimensions(data, size);
+            items.dimensionsSeen = true;
+            return;
+        case TagOffset:
+            if (items.offset != kUnsetOffset) {
+                parseError("offset set more than once");
+            }
+            items.offset = consume_uint32(data, size);
+            return;
+        case TagSize:
+            if (items.size != 0) {
+                parseError("size set more than once");
+            }
+            items.size = consume_uint32(data, size);
+            return;
+        case TagEndianess:
+            if (items.endianess != EndianUnset) {
+                parseError("endianess set more than once");
+            }
+            items.endianess = consumeEndianess(data, size);
+            return;
+        default:
+            parseError();
+    }
+}
+
+/// Reads the children of a struct up to and with the item that ends it.
+std::vector<TypeRef> consumeChildren(const unsigned char*& data, unsigned int& size, unsigned int depth,
+                                     TypeEndianess endianess) {
+    if (depth >= kMaxStructDepth) {
+        parseError();
+    }
+    std::vector<TypeRef> children;
+    for (;;) {
+        const unsigned char* const childData = data;
+        const unsigned int childSize = size;
+        const unsigned char tag = consume_uint8(data, size);
+        const unsigned int value = consume_uint32(data, size);
+        if (tag == TagType && value == ItemStructEnd) {
+            return children;
+        }
+        data = childData;
+        size = childSize;
+        children.push_back(recParse_v_1_0(data, size, depth + 1, endianess));
+    }
+}
+
+/// Reads the value of a type item, and the children of a struct, into a node.
+TypeRef consumeType(const unsigned char*& data, unsigned int& size, unsigned int depth,
+                    const TypeItems& items) {
+    if (!items.complete()) {
+        parseError();
+    }
+    const int offset = static_cast<int>(items.offset);
+    const auto elementary = [&](TypeIdentifier identifier) {
+        return TypeRef(new ElementaryType(items.name, items.dimensions, offset, items.size, items.endianess,
+                                          identifier));
+    };
+    switch (consume_uint32(data, size)) {
+        case ItemSigned:
+            return elementary(TypeSigned);
+        case ItemUnsigned:
+            return elementary(TypeUnsigned);
+        case ItemFloat:
+            return elementary(TypeFloat);
+        case ItemStructBegin:
+            return TypeRef(new StructType(items.name, items.dimensions, offset, items.size, items.endianess,
+                                          consumeChildren(data, size, depth, items.endianess)));
+        default:
+            parseError();
+    }
+}
+
+}  // namespace
+
+unsigned char consume_uint8(const unsigned char*& data, unsigned int& size) {
+    if (size == 0) {
+        parseError("dataSize = 0");
+    }
+    --size;
+    return *data++;
+}
+
+unsigned int consume_uint32(const unsigned char*& data, unsigned int& size) {
+    if (size < 4) {
+        parseError("dataSize < 4");
+    }
+    const unsigned int value = static_cast<unsigned int>(data[0]) << 24U |
+                               static_cast<unsigned int>(data[1]) << 16U |
+                               static_cast<unsigned int>(data[2]) << 8U | static_cast<unsigned int>(data[3]);
+    data += 4;
+    size -= 4;
+    return value;
+}
+
+TypeRef recParse_v_1_0(const unsigned char*& data, unsigned int& size, unsigned int depth,
+                       TypeEndianess endianess) {
+    TypeItems items;
+    items.endianess = endianess;
+    while (size > 0) {
+        const unsigned char tag = consume_uint8(data, size);
+        if (tag != TagType) {
+            consumeItem(tag, data, size, items);
+            continue;
+        }
+        TypeRef type = consumeType(data, size, depth, items);
+        if (depth == 0 && size > 0) {
+            parseError();
+        }
+        return type;
+    }
+    return TypeRef();
+}
+
+std::string encodeUint32(unsigned int value) {
+    return {static_cast<char>(value >> 24U), static_cast<char>(value >> 16U & 0xFFU),
+            static_cast<char>(value >> 8U & 0xFFU), static_cast<char>(value & 0xFFU)};
+}
+
+namespace {
+
+void generateItem(std::string& out, ItemTag tag, unsigned int value) {
+    out += static_cast<char>(tag);
+    out += encodeUint32(value);
+}
+
+}  // namespace
+
+void recGenerate_v_1_0(std::string& out, const TypeRef& type, bool topLevel) {
+    if (!type) {
+        parseError("type is NULL");
+    }
+    generateItem(out, TagName, static_cast<unsigned int>(type->name.size()));
+    out += type->name;
+    generateItem(out, TagDimensions, static_cast<unsigned int>(type->dimensions.size()));
+    for (const unsigned int dimension : type->dimensions) {
+        out += encodeUint32(dimension);
+    }
+    generateItem(out, TagOffset, static_cast<unsigned int>(type->offset));
+    generateItem(out, TagSize, type->size);
+    if (topLevel) {
+        generateItem(out, TagEndianess, kLittleEndian);
+    }
+    switch (type->typeIdentifier()) {
+        case TypeSigned:
+            generateItem(out, TagType, ItemSigned);
+            return;
+        case TypeUnsigned:
+            generateItem(out, TagType, ItemUnsigned);
+            return;
+        case TypeFloat:
+            generateItem(out, TagType, ItemFloat);
+            return;
+        case TypeStruct:
+            generateItem(out, TagType, ItemStructBegin);
+            for (const TypeRef& child : type->children()) {
+                recGenerate_v_1_0(out, child, false);
+            }
+            generateItem(out, TagType, ItemStructEnd);
+            return;
+    }
+    parseError();
+}
+
+// --- Definitions ---
+
+namespace {
+
+constexpr unsigned char kMagic[] = {0xDA, 0xDE};
+constexpr unsigned int kMagicAndVersionBytes = 4;
+constexpr unsigned int kHeaderBytes1 = 8;
+constexpr unsigned int kHeaderBytes2 = 9;
+constexpr unsigned int kHeaderBytes3 = 13;
+constexpr unsigned char kCompressed = 1;
+
+// No zlib stream holds more: its longest match, 258 bytes, takes at least two bits.
+constexpr std::uint64_t kMaxInflation = 1032;
+
+Decipher g_decipher = nullptr;
+
+/// The header of a definition, whatever its version. Positions are in bytes from its start.
+struct Header {
+    bool compressed = true;
+    unsigned int cipherMethod = 0;
+    unsigned int keyId = 0;
+    unsigned int uncompressedSize = 0;
+    unsigned int payloadAt = 0;
+    unsigned int storedSize = 0;
+
+    bool enciphered() const { return cipherMethod != 0 && keyId != 0; }
+};
+
+unsigned int bigEndian32At(const unsigned char* bytes) {
+    unsigned int size = 4;
+    return consume_uint32(bytes, size);
+}
+
+void requireHeader(unsigned int size, unsigned int headerBytes, int line = __builtin_LINE()) {
+    if (size < headerBytes) {
+        parseError("dataSize < header length", line);
+    }
+}
+
+Header readHeader1(const unsigned char* bytes, unsigned int size) {
+    requireHeader(size, kHeaderBytes1);
+    Header header;
+    header.uncompressedSize = bigEndian32At(bytes + 4);
+    header.payloadAt = kHeaderBytes1;
+    header.storedSize = size - kHeaderBytes1;
+    return header;
+}
+
+/// Writers of this version count the stream one byte too long, into the padding if there is some.
+Header readHeader2(const unsigned char* bytes, unsigned int size) {
+    requireHeader(size, kHeaderBytes2);
+    const unsigned int padding = bytes[8];
+    requireHeader(size, kHeaderBytes2 + padding);
+    Header header;
+    header.uncompressedSize = bigEndian32At(bytes + 4);
+    header.payloadAt = kHeaderBytes2;
+    header.storedSize = std::min(size - padding - kHeaderBytes1, size - kHeaderBytes2);
+    return header;
+}
+
+Header readHeader3(const unsigned char* bytes, unsigned int size) {
+    requireHeader(size, kHeaderBytes3);
+    const unsigned int padding = bytes[12];
+    requireHeader(size, kHeaderBytes3 + padding);
+    Header header;
+    header.compressed = bytes[4] == kCompressed;
+    header.cipherMethod = bytes[5];
+    header.keyId = static_cast<unsigned int>(bytes[6]) << 8U | bytes[7];
+    header.uncompressedSize = bigEndian32At(bytes + 8);
+    header.payloadAt = kHeaderBytes3;
+    header.storedSize = size - kHeaderBytes3 - padding;
+    return header;
+}
+
+Header readHeader(const unsigned char* bytes, unsigned int size) {
+    if (bytes == nullptr || size < sizeof(kMagic) || std::memcmp(bytes, kMagic, sizeof(kMagic)) != 0) {
+        parseError("magic number at the beginning (0xdade) missing");
+    }
+    requireHeader(size, kMagicAndVersionBytes);
+    switch (static_cast<unsigned int>(bytes[2]) << 8U | bytes[3]) {
+        case 0x0100:
+            return readHeader1(bytes, size);
+        case 0x0200:
+            return readHeader2(bytes, size);
+        case 0x0300:
+            return readHeader3(bytes, size);
+        default:
+            parseError("unknown zelta version");
+    }
+}
+
+using Buffer = shared_ptr<unsigned char>;
+
+Buffer makeBuffer(std::size_t size) {
+    return Buffer(static_cast<unsigned char*>(::operator new(std::max<std::size_t>(size, 1))));
+}
+
+void decipher(const Header& header, unsigned char* payload) {
+    if (g_decipher == nullptr) {
+        throw CryptError(kSourceFile, __LINE__, "no decipher function is installed");
+    }
+    g_decipher(header.cipherMethod, header.keyId, payload, header.storedSize);
+}
+
+TypeRef parsePayload(const unsigned char* payload, unsigned int size) {
+    return recParse_v_1_0(payload, size, 0, EndianUnset);
+}
+
+TypeRef parseCompressed(const Header& header, const unsigned char* stored) {
+    if (header.uncompressedSize > header.storedSize * kMaxInflation) {
+        parseError("uncompress failed");
+    }
+    const Buffer payload = makeBuffer(header.uncompressedSize);
+    uLongf payloadSize = header.uncompressedSize;
+    if (uncompress(payload.get(), &payloadSize, stored, header.storedSize) != Z_OK) {
+        parseError("uncompress failed");
+    }
+    return parsePayload(payload.get(), static_cast<unsigned int>(payloadSize));
+}
+
+TypeRef parseEnciphered(const Header& header, const unsigned char* stored) {
+    const Buffer deciphered = makeBuffer(header.storedSize);
+    std::memcpy(deciphered.get(), stored, header.storedSize);
+    decipher(header, deciphered.get());
+    return parseCompressed(header, deciphered.get());
+}
+
+}  // namespace
+
+Decipher setDecipher(Decipher decipherFunction) noexcept {
+    const Decipher before = g_decipher;
+    g_decipher = decipherFunction;
+    return before;
+}
+
+TypeRef parseDatadefinition(const void* data, unsigned int size) {
+    const auto* const bytes = static_cast<const unsigned char*>(data);
+    const Header header = readHeader(bytes, size);
+    const unsigned char* const stored = bytes + header.payloadAt;
+    if (header.compressed) {
+        return header.enciphered() ? parseEnciphered(header, stored) : parseCompressed(header, stored);
+    }
+    if (header.uncompressedSize > size - header.payloadAt) {
+        parseError("dataSize < uncompressed size");
+    }
+    return parsePayload(stored, header.uncompressedSize);
+}
+
+std::string createDatadefinition(const TypeRef& type) {
+    std::string payload;
+    recGenerate_v_1_0(payload, type, true);
+
+    uLongf compressedSize = compressBound(static_cast<uLong>(payload.size()));
+    const Buffer compressed = makeBuffer(compressedSize);
+    const auto* const source = reinterpret_cast<const Bytef*>(payload.data());
+    if (compress2(compressed.get(), &compressedSize, source, static_cast<uLong>(payload.size()),
+                  Z_BEST_COMPRESSION) != Z_OK) {
+        parseError("compress failed");
+    }
+
+    const auto padding = static_cast<unsigned char>(~compressedSize & 3U);
+    std::string definition{'\xDA', '\xDE', '\x03', '\x00', static_cast<char>(kCompressed), '\0', '\0', '\0'};
+    definition += encodeUint32(static_cast<unsigned int>(payload.size()));
+    definition += static_cast<char>(padding);
+    definition.append(reinterpret_cast<const char*>(compressed.get()), compressedSize);
+    definition.append(padding, '\0');
+
+    // What nobody could read is not handed out.
+    parseDatadefinition(definition.data(), static_cast<unsigned int>(definition.size()));
+    return definition;
+}
+
+}  // namespace zelta

@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: Apache-2.0
+// Data definitions: type trees as bytes, as they travel beside the records that they describe.
+#pragma once
+
+#include <string>
+
+#include "zelta_type.h"
+
+namespace zelta {
+
+/// How many structs may be nested in a definition that is read.
+inline constexpr unsigned int kMaxStructDepth = 1024;
+
+/// Reads a definition of version 0x0100, 0x0200 or 0x0300. Returns the root, or a null pointer for a valid
+/// definition with an empty payload. Throws ParseError, or CryptError for an enciphered payload. Only the
+/// `size` bytes at `data` are read, and nothing is allocated that they could not fill.
+TypeRef parseDatadefinition(const void* data, unsigned int size);
+
+/// Writes a definition of version 0x0300: compressed, padded to a multiple of 4 bytes. The definition says
+/// little-endian whatever the nodes say. Throws ParseError if `type` is null, or is not a tree that could be
+/// read.
+std::string createDatadefinition(const TypeRef& type);
+
+/// Deciphers `size` bytes of a stored payload in place; reports failure as CryptError.
+using Decipher = void (*)(unsigned int cipherMethod, unsigned int keyId, unsigned char* data,
+                          unsigned int size);
+
+/// Installs the function that deciphers payloads and returns the one before it. Null, as at the start, means
+/// that there is none: enciphered definitions then end in CryptError.
+Decipher setDecipher(Decipher decipher) noexcept;
+
+// The parts of the format. Each consumes what it reads from `data` and `size`, or throws ParseError.
+
+unsigned char consume_uint8(const unsigned char*& data, unsigned int& size);
+unsigned int consume_uint32(const unsigned char*& data, unsigned int& size);  ///< big-endian
+
+/// One type record with all that is nested in it; null if the bytes end before a type item. `depth` is the
+/// number of structs around it, `endianess` what the outermost record said.
+TypeRef recParse_v_1_0(const unsigned char*& data, unsigned int& size, unsigned int depth,
+                       TypeEndianess endianess);
+
+std::string encodeUint32(unsigned int value);  ///< four bytes, big-endian
+
+/// Appends one type record with all that is nested in it; only the outermost one (`topLevel`) names a byte
+/// order.
+void recGenerate_v_1_0(std::string& out, const TypeRef& type, bool topLevel);
+
+}  // namespace zelta
