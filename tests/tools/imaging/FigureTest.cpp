@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <stdexcept>
 
 namespace imaging {
@@ -77,7 +78,8 @@ TEST(Figure, RefusesWhatDoesNotFit) {
                  std::invalid_argument);
     EXPECT_THROW(drawFigure({}, values, valid, 2, 2, {ColorMap::Grey, std::nan(""), 1.0, ""}, 1),
                  std::invalid_argument);
-    EXPECT_THROW(drawFigure({}, values, valid, 2, 2, {ColorMap::Grey, 0.0, INFINITY, ""}, 1),
+    EXPECT_THROW(drawFigure({}, values, valid, 2, 2,
+                            {ColorMap::Grey, 0.0, std::numeric_limits<double>::infinity(), ""}, 1),
                  std::invalid_argument);
 }
 
