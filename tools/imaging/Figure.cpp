@@ -82,6 +82,7 @@ std::vector<std::string> markLabels(const std::vector<double>& marks) {
     const double step = marks.size() > 1 ? marks[1] - marks[0] : 1.0;
     const int decimals = std::clamp(static_cast<int>(-std::floor(std::log10(step) + 1e-9)), 0, 9);
     std::vector<std::string> labels;
+    labels.reserve(marks.size());
     for (const double mark : marks) {
         labels.push_back(fmt::format("{:.{}f}", mark == 0.0 ? 0.0 : mark, decimals));
     }
@@ -164,6 +165,7 @@ Canvas drawFigure(const FigureText& text, std::span<const std::uint8_t> category
                   int height, const std::vector<Category>& categories, int enlargement) {
     checkSizes(categoryOfPixel.size(), width, height, enlargement);
     std::vector<std::string> names;
+    names.reserve(categories.size());
     for (const Category& category : categories) {
         names.push_back(category.name);
     }

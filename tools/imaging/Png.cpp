@@ -62,9 +62,10 @@ bool encode(png_structp png, png_infop info, const Picture& picture, std::vector
     return true;
 }
 
-std::vector<std::uint8_t> encoded(const Picture& picture, PngTexts texts) {
+std::vector<std::uint8_t> encoded(const Picture& picture, const PngTexts& texts) {
+    PngTexts own = texts;  // libpng asks for memory that may change
     std::vector<png_text> chunks;
-    for (auto& [keyword, text] : texts) {
+    for (auto& [keyword, text] : own) {
         png_text chunk{};
         chunk.compression = PNG_TEXT_COMPRESSION_NONE;
         chunk.key = keyword.data();

@@ -94,6 +94,7 @@ std::string joined(const std::vector<std::string>& texts, const char* separator)
 
 std::string frequencyText(const std::vector<double>& frequencies) {
     std::vector<std::string> texts;
+    texts.reserve(frequencies.size());
     for (const double frequency : frequencies) {
         texts.push_back(fmt::format("{:g} MHz", frequency / 1.0e6));
     }
@@ -102,6 +103,7 @@ std::string frequencyText(const std::vector<double>& frequencies) {
 
 std::string exposureText(const std::vector<std::int32_t>& exposures) {
     std::vector<std::string> texts;
+    texts.reserve(exposures.size());
     for (const std::int32_t exposure : exposures) {
         texts.push_back(fmt::format("{} us", exposure));
     }
