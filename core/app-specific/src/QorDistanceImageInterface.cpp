@@ -29,7 +29,6 @@ constexpr float32_t kRangesBeforeRemainder =
 constexpr float32_t kThreeFreqMax2FLineDistPercentage = 42.0F;
 constexpr float32_t kOneDivPixelCount = 2.5955149e-05F;
 constexpr int32_t kDefaultMaxSumExposureTime = 1300;
-constexpr int32_t kStraylightPyramidLevel = 3;
 
 /** Points farther away than this, on any axis, are marked invalid. Metres. */
 constexpr ClippingCuboid kClipping = {-1000.0F, 1000.0F, -1000.0F, 1000.0F, -1000.0F, 1000.0F};
