@@ -31,11 +31,8 @@ class shared_ptr_ref_counter {
         return m_count;
     }
 
-    /// Returns once nobody is inside the lock any more.
-    void waitUntilUnused() noexcept {
-        m_mutex.lock();
-        m_mutex.unlock();
-    }
+    /// Ends a counter that has reached 0, once nobody is inside its lock any more.
+    static void end(shared_ptr_ref_counter* counter) noexcept;
 
  private:
     std::uint32_t m_count = 1;
@@ -116,8 +113,7 @@ class shared_ptr {
         if (m_counter->count() != 0) {
             return;
         }
-        m_counter->waitUntilUnused();
-        delete m_counter;
+        shared_ptr_ref_counter::end(m_counter);
         if (m_object != nullptr) {
             assert(m_destroyer != 0);  // NOLINT(modernize-use-nullptr)
             m_destroyer(untyped(m_object));
