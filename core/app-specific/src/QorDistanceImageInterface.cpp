@@ -11,6 +11,7 @@
 #include "ALErrorHandling.h"
 #include "ALUtil.h"
 #include "QorData.h"
+#include "QorDescriptors.h"
 #include "QorDistanceImageKernels.h"
 
 extern "C" {
@@ -211,7 +212,7 @@ void book(Call& call, ALProfilingItem& item) noexcept {
     al_profile(&item, call.data.services.ifServices.fctGetTime, &call.startTime);
 }
 
-/** A channel is offered together with its descriptor; one that has none is passed over. */
+/** A channel is offered together with its descriptor. */
 void offerChannel(Call& call, uint32_t channelID, const void* record, uint32_t size,
                   FctZeltaGet descriptor) noexcept {
     al_packZeltaBuffer(call.measBuffers, &call.nextMeasBuffer, channelID, record, size, descriptor);
@@ -231,13 +232,13 @@ int32_t updateTimeMapping(QorStaticData& data) noexcept {
 void offerDebugChannels(Call& call) noexcept {
     QorStaticData& data = call.data;
     std::fill_n(call.measBuffers, call.measBufferCount, AlgoMeasBuffer{});
-    offerChannel(call, 3208, &data.ifInput, sizeof data.ifInput, nullptr);
-    offerChannel(call, 3214, &data.state, sizeof data.state, nullptr);
-    offerChannel(call, 3216, &data.input, sizeof data.input, nullptr);
-    offerChannel(call, 3218, &data.output, sizeof data.output, nullptr);
-    offerChannel(call, 3220, &data.debug, sizeof data.debug, nullptr);
-    offerChannel(call, 3222, &data.profiling, sizeof data.profiling, nullptr);
-    offerChannel(call, 3200, call.rawData.phaseData, kRawPhaseBytes, nullptr);
+    offerChannel(call, 3208, &data.ifInput, sizeof data.ifInput, zeltaGet_QorDistanceImageIFInput);
+    offerChannel(call, 3214, &data.state, sizeof data.state, zeltaGet_QorDistanceImageState);
+    offerChannel(call, 3216, &data.input, sizeof data.input, zeltaGet_QorDistanceImageInput);
+    offerChannel(call, 3218, &data.output, sizeof data.output, zeltaGet_QorDistanceImageOutput);
+    offerChannel(call, 3220, &data.debug, sizeof data.debug, zeltaGet_QorDistanceImageDebug);
+    offerChannel(call, 3222, &data.profiling, sizeof data.profiling, zeltaGet_QorDistanceImageProfiling);
+    offerChannel(call, 3200, call.rawData.phaseData, kRawPhaseBytes, zeltaGet_QorRawPhaseData);
 }
 
 /** The working set changes with the first image after a finished phase group. */
@@ -500,7 +501,7 @@ int32_t deliverFrame(Call& call) noexcept {
     DistanceImage_NarrowConfidence(call.matrices().confidence, call.result.confidence);
     call.result.outputInvalid = 0;
     state.lastIntensityPhaseValid = 0;
-    offerChannel(call, 3210, &call.result, sizeof call.result, nullptr);
+    offerChannel(call, 3210, &call.result, sizeof call.result, zeltaGet_QorDistanceImageIFOutput);
     call.result.frameCounter = state.frameCounter;
     ++state.frameCounter;
     return deliverExposureProposal(call);

@@ -6,12 +6,6 @@
 
 #include "QorRecords.h"
 
-#if defined(_WIN32)
-#define QOR_EXPORT __declspec(dllexport)
-#else
-#define QOR_EXPORT __attribute__((visibility("default")))
-#endif
-
 extern "C" {
 
 /** Name of the algorithm. The version numbers that count are those of QorDistanceImage_QueryVersion. */

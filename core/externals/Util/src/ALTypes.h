@@ -8,6 +8,13 @@
 
 #include "ALDescribe.h"
 
+/** Marks what the shared library shows; everything else is hidden. */
+#if defined(_WIN32)
+#define QOR_EXPORT __declspec(dllexport)
+#else
+#define QOR_EXPORT __attribute__((visibility("default")))
+#endif
+
 // Scalar types of the interface records, and the same types under the names that the stages use.
 using alif_int16_t = std::int16_t;
 using alif_int32_t = std::int32_t;

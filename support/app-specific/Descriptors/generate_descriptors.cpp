@@ -1,0 +1,124 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Turns the descriptions of the records that leave the process into their data definitions: writes a source
+// file with a constant array and a getter for each. Runs at build time; the layout is the same on every
+// target.
+#include <fstream>
+#include <iostream>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "QorDICIRecords.h"
+#include "QorData.h"
+#include "zelta_parse.h"
+
+namespace {
+
+template <class T>
+inline constexpr bool isReference = std::is_pointer_v<T>;
+#if UINTPTR_MAX != UINT32_MAX
+template <class T>
+inline constexpr bool isReference<Ref<T>> = true;
+#endif
+
+/** Kind of a number on the wire. Texts are signed bytes on every target, enumerations signed numbers. */
+template <class T>
+constexpr zelta::TypeIdentifier kindOf() {
+    if constexpr (std::is_floating_point_v<T>) {
+        return zelta::TypeFloat;
+    } else if constexpr (std::is_same_v<T, char>) {
+        return zelta::TypeSigned;
+    } else if constexpr (std::is_enum_v<T>) {
+        return kindOf<std::underlying_type_t<T>>();
+    } else {
+        return std::is_signed_v<T> ? zelta::TypeSigned : zelta::TypeUnsigned;
+    }
+}
+
+/** Lengths of an array, the outermost first; empty for anything else. */
+template <class T>
+void appendDimensions(std::vector<unsigned int>& dimensions) {
+    if constexpr (std::is_array_v<T>) {
+        dimensions.push_back(static_cast<unsigned int>(std::extent_v<T>));
+        appendDimensions<std::remove_extent_t<T>>(dimensions);
+    }
+}
+
+template <class Record>
+std::vector<zelta::TypeRef> membersOf(std::size_t offset);
+
+/** The node of a member of type T that lies at `offset` of the outermost record. */
+template <class T>
+zelta::TypeRef nodeOf(std::string_view name, std::size_t offset) {
+    using Element = std::remove_all_extents_t<T>;
+    std::vector<unsigned int> dimensions;
+    appendDimensions<T>(dimensions);
+    const auto position = static_cast<int>(offset);
+    constexpr auto size = static_cast<unsigned int>(sizeof(Element));
+    if constexpr (describe::Described<Element>) {
+        return zelta::TypeRef(new zelta::StructType(std::string(name), dimensions, position, size,
+                                                    zelta::EndianLittle, membersOf<Element>(offset)));
+    } else {
+        return zelta::TypeRef(new zelta::ElementaryType(std::string(name), dimensions, position, size,
+                                                        zelta::EndianLittle, kindOf<Element>()));
+    }
+}
+
+/** The members' nodes; references have none, as an address means nothing outside. */
+template <class Record>
+std::vector<zelta::TypeRef> membersOf(std::size_t offset) {
+    std::vector<zelta::TypeRef> nodes;
+    describe::forEachMember<Record>([&]<class Member>(const Member& member) {
+        using T = typename Member::Type;
+        if constexpr (!isReference<std::remove_all_extents_t<T>>) {
+            nodes.push_back(nodeOf<T>(member.name, offset + member.offset));
+        }
+    });
+    return nodes;
+}
+
+template <class Record>
+void writeDescriptor(std::ostream& out) {
+    const std::string name(describe::kName<Record>);
+    const std::string definition = zelta::createDatadefinition(nodeOf<Record>(name, 0));
+    out << "\nextern const unsigned char g_desc_" << name << "[];\nextern const zelta_size_t g_size_" << name
+        << ";\nalignas(4) const unsigned char g_desc_" << name << "[] = {";
+    for (std::size_t i = 0; i < definition.size(); ++i) {
+        out << (i % 20 == 0 ? "\n    " : " ") << static_cast<int>(static_cast<unsigned char>(definition[i]))
+            << ",";
+    }
+    out << "\n};\nconst zelta_size_t g_size_" << name << " = " << definition.size() << ";\nvoid zeltaGet_"
+        << name
+        << "(const void** dataDescriptionBuffer, zelta_size_t* bufferSize) {\n    *dataDescriptionBuffer = "
+           "g_desc_"
+        << name << ";\n    *bufferSize = g_size_" << name << ";\n}\n";
+}
+
+template <class... Records>
+void writeDescriptors(std::ostream& out) {
+    out << "// Made by generate_descriptors from the descriptions of the records; changes belong there.\n"
+           "#include \"QorDescriptors.h\"\n";
+    (writeDescriptor<Records>(out), ...);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 2) {
+        std::cerr << "usage: generate_descriptors FILE\n";
+        return 2;
+    }
+    std::ofstream out(argv[1]);
+    writeDescriptors<QorDistanceImageProfiling, QorDistanceImageCalib, QorDistanceImageState,
+                     QorDistanceImageOutput, QorDistanceImageParam, QorDistanceImageInput,
+                     QorDistanceImageInOut, QorDistanceImageDebug, QorDistanceImageIFInput,
+                     QorDistanceImageIFCalib, QorDistanceImageCustomization, QorDistanceImageIFOutput,
+                     QorRawPhaseData, QorDICIError, QorDICIAuxiliaryParam>(out);
+    out.close();
+    if (!out) {
+        std::cerr << "generate_descriptors: cannot write " << argv[1] << "\n";
+        return 1;
+    }
+    return 0;
+}

@@ -1,0 +1,126 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "QorDICalibInterpreter.h"
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+
+#include "PacketZelta.h"
+#include "QorDescriptors.h"
+
+namespace DICI_Qor {
+namespace {
+
+constexpr char kExceptionPrefix[] = "CalibInterpreter_Apply Exception: ";
+constexpr char kUnknownException[] = "Unknown Exception during CalibInterpreter_Apply occured";
+
+/** A private copy of one part of a received chunk. */
+using Bytes = std::unique_ptr<unsigned char[]>;
+
+std::string g_lastError;
+Bytes origCalibDescr;
+Bytes origCalibPayload;
+Bytes origAuxDescr;
+Bytes origAuxPayload;
+QorDICIError diciError;
+
+/** Which chunks the packet has; -1 where the search did not get so far. */
+struct ChunkIndices {
+    int calibration = -1;
+    int auxiliary = -1;
+};
+
+void assignRecords(const Packet& packet, QorDistanceImageIFCalib& calibration, QorDICIAuxiliaryParam& auxInfo,
+                   ChunkIndices& indices) {
+    indices.calibration = findChannelInPacket(packet, kCalibrationChannel);
+    PacketAssign(packet, kCalibrationChannel, zeltaGet_QorDistanceImageIFCalib, "QorDistanceImageIFCalib",
+                 &calibration, sizeof calibration, "QorDistanceImageIFCalib", false);
+    indices.auxiliary = findChannelInPacket(packet, kAuxiliaryChannel);
+    PacketAssign(packet, kAuxiliaryChannel, zeltaGet_QorDICIAuxiliaryParam, "QorDICIAuxiliaryParam", &auxInfo,
+                 sizeof auxInfo, "QorDICIAuxiliaryParam", false);
+}
+
+/** The text goes into the record as far as it fits; `errorOccured` stays 0, callers learn of it from the
+ * result. */
+void recordError(const char* what) {
+    g_lastError = std::string(kExceptionPrefix) + what;
+    std::copy_n(g_lastError.data(), std::min(g_lastError.size(), sizeof diciError.ErrorMsg),
+                diciError.ErrorMsg);
+}
+
+Bytes copyOf(const void* data, int size) {
+    Bytes copy(new unsigned char[static_cast<std::size_t>(size)]);
+    std::memcpy(copy.get(), data, static_cast<std::size_t>(size));
+    return copy;
+}
+
+/** Two entries: a copy of the chunk's data, and one of its definition on the next channel. */
+AlgoMeasBuffer* offerChunk(const ZeltaChunk& chunk, Bytes& payload, Bytes& description,
+                           AlgoMeasBuffer* slot) {
+    payload = copyOf(chunk.data, chunk.dataSize);
+    description = copyOf(chunk.description, chunk.descSize);
+    slot[0] = {payload.get(), static_cast<alif_uint32_t>(chunk.dataSize), 0, chunk.channelID};
+    slot[1] = {description.get(), static_cast<alif_uint32_t>(chunk.descSize), 0, chunk.channelID + 1};
+    return slot + 2;
+}
+
+void fillAnswer(const Packet& packet, const ChunkIndices& indices, AlgoMeasBuffer* measBuffer,
+                alif_uint32_t measBuffersArraySize) {
+    if (measBuffer == nullptr) {
+        throw std::runtime_error("Meas Buffer pointer is NULL");
+    }
+    if (measBuffersArraySize != kMeasBuffers) {
+        throw std::runtime_error("Unexpected number of measurement buffers");
+    }
+    std::fill_n(measBuffer, measBuffersArraySize, AlgoMeasBuffer{});
+    measBuffer[0] = {&diciError, sizeof diciError, 0, kErrorChannel};
+    zeltaGet_QorDICIError(&measBuffer[1].buffer, &measBuffer[1].sizeTotal);
+    measBuffer[1].channelID = kErrorChannel + 1;
+    AlgoMeasBuffer* slot = measBuffer + 2;
+    if (indices.auxiliary >= 0) {
+        slot = offerChunk(packet[static_cast<std::size_t>(indices.auxiliary)], origAuxPayload, origAuxDescr,
+                          slot);
+    }
+    if (indices.calibration >= 0) {
+        offerChunk(packet[static_cast<std::size_t>(indices.calibration)], origCalibPayload, origCalibDescr,
+                   slot);
+    }
+}
+
+}  // namespace
+
+alif_int32_t CalibInterpreter_Apply(const Packet& packet, QorDistanceImageIFCalib& calibration,
+                                    QorDICIAuxiliaryParam& auxInfo, AlgoMeasBuffer* measBuffer,
+                                    alif_uint32_t measBuffersArraySize) {
+    alif_int32_t retVal = 0;
+    diciError = {};
+    std::memset(&calibration, 0, sizeof calibration);
+    auxInfo = {};
+    ChunkIndices indices;
+    try {
+        assignRecords(packet, calibration, auxInfo, indices);
+    } catch (const std::exception& e) {
+        recordError(e.what());
+        retVal = 1;
+    } catch (...) {
+        g_lastError = kUnknownException;
+        return 1;
+    }
+    try {
+        fillAnswer(packet, indices, measBuffer, measBuffersArraySize);
+    } catch (const std::exception& e) {
+        g_lastError = std::string(kExceptionPrefix) + e.what();
+        return 1;
+    } catch (...) {
+        g_lastError = kUnknownException;
+        return 1;
+    }
+    return retVal;
+}
+
+const std::string& GetLastErrorString() {
+    return g_lastError;
+}
+
+}  // namespace DICI_Qor

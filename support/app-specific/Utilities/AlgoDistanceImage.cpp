@@ -1,0 +1,161 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "AlgoDistanceImage.h"
+
+#include "ALUtil.h"
+#include "PacketZelta.h"
+#include "QorDICalibInterpreter.h"
+#include "QorDescriptors.h"
+#include "QorDistanceImageInterface.h"
+#include "UtilCommon.h"
+
+namespace {
+
+constexpr int kRawDataChannel = 3200;
+constexpr int kInputChannel = 3208;
+constexpr int kResultChannel = 3210;
+constexpr int kDebugChannel = 3220;
+constexpr int kProfilingChannel = 3222;
+constexpr int kCustomizationChannel = 3228;
+
+constexpr int kCalibrationBuffers = static_cast<int>(DICI_Qor::kMeasBuffers);
+
+std::string pipelineError() {
+    alif_char_t text[200] = {};
+    QorDistanceImage_GetErrorString(text, sizeof text);
+    return text;
+}
+
+/** Exposure limits that a sender leaves open or out of range. */
+void completeParameters(QorDistanceImageIFParam& param) {
+    if (param.maxExposureTime == 0) {
+        param.maxExposureTime = 1000;
+    }
+    if (param.maxSumExposureTime == 0) {
+        param.maxSumExposureTime = param.maxExposureTime;
+    }
+    if (param.maxSumExposureTime > 30000) {
+        param.maxSumExposureTime = 2000;
+    }
+}
+
+}  // namespace
+
+AlgoDistanceImage::AlgoDistanceImage()
+    : TamAlgoSimInterface(kCalibrationBuffers + kMeasBufferCount, "Qor Distance Image") {
+    for (int i = 0; i < kRawImages; ++i) {
+        m_QorRawPhases[i].phaseData = m_QorRawData[i].phaseData;
+    }
+    m_pilChannels = {kInputChannel, kResultChannel, kProfilingChannel, kDebugChannel};
+    m_pilOnceChannels = {DICI_Qor::kCalibrationChannel};
+}
+
+void AlgoDistanceImage::getAlgoVersion(AlgoVersion& version) {
+    AlgoVersion algoVersion = {};
+    QorDistanceImage_QueryVersion(&algoVersion);
+    version = algoVersion;
+}
+
+void AlgoDistanceImage::interpretCalibration() {
+    if (DICI_Qor::CalibInterpreter_Apply(m_receivedChunks, m_DistanceImageCalib, m_DICIaux,
+                                         m_measBuffers.get(), DICI_Qor::kMeasBuffers) != 0) {
+        throw AlgoException(DICI_Qor::GetLastErrorString());
+    }
+    m_CalibrationInterpreted = true;
+}
+
+bool AlgoDistanceImage::collectRawdata(const Packet& chunks) {
+    try {
+        QorRawPhaseData& slot = m_QorRawData[m_phaseCounter];
+        PacketAssign(chunks, kRawDataChannel, zeltaGet_QorRawPhaseData, "QorRawPhaseData", &slot, sizeof slot,
+                     "QorRawPhaseData", false);
+    } catch (const std::runtime_error&) {
+        return false;
+    }
+    return true;
+}
+
+void AlgoDistanceImage::assignInput() {
+    PacketAssign(m_receivedChunks, kInputChannel, zeltaGet_QorDistanceImageIFInput, "QorDistanceImageIFInput",
+                 &m_DistanceImageInput, sizeof m_DistanceImageInput, "QorDistanceImageIFInput", false);
+    m_haveDIIFInput = true;
+    completeParameters(m_DistanceImageInput.param);
+    if (al_memcmp(&m_DistanceImageInput.param, &m_lastParams, sizeof m_lastParams) == 0) {
+        m_AlgoInitialized = false;
+        m_lastParams = m_DistanceImageInput.param;
+    }
+}
+
+void AlgoDistanceImage::assignReceivedChunks(bool fromCustomPin) {
+    if (fromCustomPin) {
+        PacketAssign(m_receivedChunks, kCustomizationChannel, zeltaGet_QorDistanceImageCustomization,
+                     "QorDistanceImageCustomization", &m_DistanceImageCustom, sizeof m_DistanceImageCustom,
+                     "QorDistanceImageCustomization", false);
+        m_prioCustom = true;
+    }
+    if (!m_CalibrationInterpreted && receivedChunksContain(DICI_Qor::kCalibrationChannel)) {
+        interpretCalibration();
+    }
+    if (collectRawdata(m_receivedChunks) && receivedChunksContain(kInputChannel)) {
+        m_haveRawData = true;
+    }
+    if (receivedChunksContain(kInputChannel)) {
+        try {
+            assignInput();
+        } catch (...) {
+            // A record that cannot be read leaves the former one in force; the packet's image waits for the
+            // next.
+        }
+    }
+    if (m_prioCustom) {
+        m_DistanceImageInput.customization = m_DistanceImageCustom;
+    }
+}
+
+bool AlgoDistanceImage::initialise() {
+    if (!m_haveDIIFInput || m_DistanceImageInput.phaseInfo.sequenceCounter != 0 ||
+        !m_CalibrationInterpreted) {
+        return false;
+    }
+    const QorDistanceImageServices services = {getTimeFct, getSystemTimeFct};
+    if (QorDistanceImage_Init(&m_DistanceImageCalib, &m_DistanceImageInput.freqHoppingTable,
+                              &m_DistanceImageInput.param, &m_DistanceImageCustom.extrinsicCalibrationCamera,
+                              &services, &m_DIResult.distToCartesian) != 0) {
+        throw AlgoException("QorDistanceImage_Init() error in " + pipelineError());
+    }
+    m_lastMessage = "QorDistanceImage_Init() called successfully";
+    m_AlgoInitialized = true;
+    return true;
+}
+
+void AlgoDistanceImage::applyImage() {
+    QorRawdataPhase& image = m_QorRawPhases[m_phaseCounter];
+    image.info = m_DistanceImageInput.phaseInfo;
+    const alif_int32_t failed =
+        QorDistanceImage_Apply(&image, &m_DistanceImageInput.customization, &m_DIResult,
+                               m_measBuffers.get() + kCalibrationBuffers, kMeasBufferCount);
+    ++m_phaseCounter;
+    m_haveRawData = false;
+    m_haveDIIFInput = false;
+    if (m_DIResult.outputInvalid == 0 || m_phaseCounter >= kRawImages) {
+        m_phaseCounter = 0;
+    }
+    if (failed != 0) {
+        m_phaseCounter = 0;
+        m_AlgoInitialized = false;
+        throw AlgoException("QorDistanceImage_Apply error in " + pipelineError());
+    }
+}
+
+bool AlgoDistanceImage::processAlgo() {
+    bool initialisedNow = false;
+    if (!m_AlgoInitialized) {
+        if (!initialise()) {
+            return false;
+        }
+        initialisedNow = true;
+    }
+    if (m_haveDIIFInput && m_haveRawData) {
+        applyImage();
+    }
+    return initialisedNow;
+}

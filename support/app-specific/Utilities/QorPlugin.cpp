@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The exported functions: one algorithm, and no exception out of processZelta.
+#include "QorPlugin.h"
+
+#include <memory>
+#include <string>
+
+#include "AlgoDistanceImage.h"
+
+namespace {
+
+std::unique_ptr<AlgoDistanceImage> g_algoInstance;
+std::string g_lastExceptionMessage;
+
+}  // namespace
+
+void createAlgo() {
+    g_algoInstance = std::make_unique<AlgoDistanceImage>();
+}
+
+void clearAlgo() {
+    g_algoInstance.reset();
+}
+
+int32_t processZelta(const void* dataPacket, int32_t dataPacketBytes, int32_t fromCustomPin,
+                     int32_t* exceptionOccured) {
+    *exceptionOccured = 0;
+    if (g_algoInstance == nullptr) {
+        return 0;
+    }
+    try {
+        return g_algoInstance->processZelta(dataPacket, dataPacketBytes, fromCustomPin == 1) ? 1 : 0;
+    } catch (const std::exception& e) {
+        g_lastExceptionMessage = e.what();
+    } catch (...) {
+        g_lastExceptionMessage = "Unknown exception";
+    }
+    *exceptionOccured = 1;
+    return 0;
+}
+
+int32_t getRequiredOutputSize(int32_t isPIL) {
+    return g_algoInstance != nullptr ? g_algoInstance->getRequiredOutputSize(isPIL == 1) : 0;
+}
+
+int32_t packResult(void* dataPacket, int dataPacketSize) {
+    return g_algoInstance != nullptr ? g_algoInstance->packResult(dataPacket, dataPacketSize) : 0;
+}
+
+void getAlgoVersion(AlgoVersion* version) {
+    if (g_algoInstance != nullptr) {
+        g_algoInstance->getAlgoVersion(*version);
+    }
+}
+
+const char* lastMessage() {
+    return g_algoInstance != nullptr ? g_algoInstance->lastMessage().c_str() : "";
+}
+
+const char* prettyName() {
+    return g_algoInstance != nullptr ? g_algoInstance->prettyName().c_str() : "";
+}
+
+const char* lastExceptionMessage() {
+    return g_lastExceptionMessage.c_str();
+}
