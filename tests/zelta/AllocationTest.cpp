@@ -24,10 +24,17 @@ void* allocate(std::size_t size) {
 void* operator new(std::size_t size) {
     return allocate(size);
 }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    ++g_allocations;
+    return std::malloc(size == 0 ? 1 : size);
+}
 void* operator new[](std::size_t size) {
     return allocate(size);
 }
 void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, const std::nothrow_t&) noexcept {
     std::free(memory);
 }
 void operator delete[](void* memory) noexcept {

@@ -251,7 +251,7 @@ class ExpressionLister {
 
  private:
     // Every text that the walk makes counts, with what a string takes beside its characters.
-    static constexpr std::size_t kMaxBytes = std::size_t{1} << 26U;
+    static constexpr std::size_t kMaxBytes = std::size_t{1} << 25U;
     static constexpr std::size_t kStringBytes = 64;
 
     void append(std::string expression) { m_out.push_back(std::move(expression)); }

@@ -49,7 +49,7 @@ void subExpressionType(const TypeRef& type, const std::string& expression, Zelta
                        std::vector<unsigned int>& dimensions);
 
 /// All expressions down to the leaves. Arrays of numbers appear once, arrays of structs element by element.
-/// Throws InterpretError for a definition that unrolls to more than 64 MiB of text.
+/// Throws InterpretError for a definition that unrolls to more than 32 MiB of text.
 std::vector<std::string> validExpressions(const TypeRef& type);
 
 /// Appends the expressions below `type`, whose own expression is `prefix` (with a trailing "." if the name is

@@ -324,7 +324,7 @@ TEST_F(PacketHelpers, InterpretReadsWithAnInterpreterOrATypeGiven) {
 }
 
 TEST_F(PacketHelpers, InterpretReadsEveryNumberType) {
-    const auto readsBack = [this]<typename T>(T value, TypeIdentifier identifier) {
+    const auto readsBack = []<typename T>(T value, TypeIdentifier identifier) {
         const std::string definition =
             createDatadefinition(record("N", sizeof(T), 0, {number("v", identifier, sizeof(T), 0)}));
         Bytes data(sizeof(T));
