@@ -244,7 +244,8 @@ class ExpressionLister {
     }
 
     void listElement(const std::string& array, unsigned int entry) {
-        std::string element = array + "[" + std::to_string(entry) + "]";
+        std::string element = array;
+        appendIndex(element, entry);
         charge(element);
         append(std::move(element));
     }
@@ -253,6 +254,12 @@ class ExpressionLister {
     // Every text that the walk makes counts, with what a string takes beside its characters.
     static constexpr std::size_t kMaxBytes = std::size_t{1} << 25U;
     static constexpr std::size_t kStringBytes = 64;
+
+    static void appendIndex(std::string& element, unsigned int entry) {
+        element += '[';
+        element += std::to_string(entry);
+        element += ']';
+    }
 
     void append(std::string expression) { m_out.push_back(std::move(expression)); }
 
@@ -271,7 +278,7 @@ class ExpressionLister {
             std::string element = prefix;
             if (!elementIsFixed) {
                 for (const unsigned int entry : index) {
-                    element += "[" + std::to_string(entry) + "]";
+                    appendIndex(element, entry);
                 }
             }
             charge(element);
@@ -359,7 +366,8 @@ std::uint32_t decimalNumber(std::string_view digits) {
 
 std::string compressSegment(const std::string& segment) {
     std::size_t open = segment.find('[');
-    std::string compressed = "." + encodeNumber(nameChecksum(std::string_view(segment).substr(0, open)));
+    std::string compressed = ".";
+    compressed += encodeNumber(nameChecksum(std::string_view(segment).substr(0, open)));
     while (open != std::string::npos) {
         const std::size_t close = segment.find(']', open);
         if (close == std::string::npos) {
@@ -875,8 +883,16 @@ void storeElements(unsigned char* elements, const float* values, unsigned int co
 }
 
 std::string textOf(signed char value) {
-    const std::string character = value == 0 ? "\\0" : std::string(1, static_cast<char>(value));
-    return "'" + character + "'(" + std::to_string(value) + ")";
+    std::string text = "'";
+    if (value == 0) {
+        text += "\\0";
+    } else {
+        text += static_cast<char>(value);
+    }
+    text += "'(";
+    text += std::to_string(value);
+    text += ')';
+    return text;
 }
 
 std::string textOf(double value) {
