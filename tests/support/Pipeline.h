@@ -34,13 +34,15 @@ class PipelineHost : public ::testing::Test {
         imager.frequencies[0] = 60e6F;
         imager.frequencies[1] = 80e6F;
         imager.numberOfFrequencies = 2;
+        for (int32_t pixel = 0; pixel < kPixelCount; ++pixel) {
+            calib_->unitVectors[3 * pixel + 2] = 1.0F;  // every pixel looks along the optical axis
+        }
         calib_->intrinsicCalibration.fx = 200.0F;
         calib_->intrinsicCalibration.fy = 200.0F;
         calib_->intrinsicCalibration.mx = 112.0F;
         calib_->intrinsicCalibration.my = 86.0F;
         hopping_.frequencyHoppingTable[0] = {0, 1, 1};
         hopping_.frequencyHoppingTable[1] = {1, 0, 1};
-        hopping_.frequencyHoppingTableLength = 2;
         param_.numExposures = 1;
         param_.numFrequencies = 1;
         param_.maxUniqueRange = -1.0F;
@@ -54,6 +56,7 @@ class PipelineHost : public ::testing::Test {
     }
 
     int32_t init() {
+        hopping_.frequencyHoppingTableLength = param_.numFrequencies == 1 ? 1 : 2;
         return QorDistanceImage_Init(calib_.get(), &hopping_, &param_, &userCalibration_, &services_,
                                      distToCartesian_.get());
     }

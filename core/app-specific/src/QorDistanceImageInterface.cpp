@@ -66,13 +66,20 @@ int32_t initRawToDist(QorStaticData& data) noexcept {
     return 0;
 }
 
+int32_t buildWigglingTables(QorStaticData& data) noexcept {
+    if (Wiggling_Init(&data.calib.wiggling, &data.state.wigglingState, &data.scratch.wiggling) != 0) {
+        return reportFailure(kSourceFile);
+    }
+    return 0;
+}
+
 int32_t initWiggling(QorStaticData& data) noexcept {
     WigglingCalib& calib = data.calib.wiggling;
     calib.binningEnabled = 0;
     calib.freqDepCalib = data.ifCalib.imagerCalib.freqDependent;
     calib.numFreqs = static_cast<uint32_t>(data.ifCalib.imagerCalib.numberOfFrequencies);
     calib.referenceFunc = ReferenceFunc_UnitSquare;
-    return 0;
+    return buildWigglingTables(data);
 }
 
 int32_t initStraylight(QorStaticData& data) noexcept {
@@ -87,6 +94,9 @@ int32_t initSuspectPixels(QorStaticData& data) noexcept {
     calib.badPixelMatrix = nullptr;
     calib.badPixelIdx = data.ifCalib.imagerCalib.freqIndependent.badPixelIdx;
     calib.numBadPixel = data.ifCalib.imagerCalib.freqIndependent.numBadPixel;
+    if (SuspectPixelTreatment_Init(&calib, &data.state.suspectPT) != 0) {
+        return reportFailure(kSourceFile);
+    }
     return 0;
 }
 
@@ -121,6 +131,13 @@ int32_t initAutoExposure(QorStaticData& data) noexcept {
     return 0;
 }
 
+int32_t initIntensityImage(QorStaticData& data) noexcept {
+    if (IntensityImgInit(&data.state.intImg, &data.ifCalib.imagerCalib.freqIndependent) != 0) {
+        return reportFailure(kSourceFile);
+    }
+    return 0;
+}
+
 int32_t initMultiFreq(QorStaticData& data) noexcept {
     MultiFreqCalib& calib = data.calib.multiFreq;
     calib.frequencies = data.ifCalib.imagerCalib.frequencies;
@@ -143,6 +160,9 @@ int32_t initMultiFreq(QorStaticData& data) noexcept {
     param.halfLineDist = -1.0F;  // from the spacing of the lines
     param.verticalAssignment = data.ifInput.param.verticalAssignment;
     data.services.multiFreq = {};
+    if (MultiFreq_Init(&data.state.multiFreq, &param, &calib) != 0) {
+        return reportFailure(kSourceFile);
+    }
     return 0;
 }
 
@@ -163,6 +183,10 @@ int32_t initCamToWorld(QorStaticData& data, const AlgoExtrinsicCalibration& user
     calib.unitVectors = data.ifCalib.unitVectors;
     data.services.camToWorld = {};
     data.param.camToWorld.extrinsicCalib = userCalibration;
+    if (CamToWorld_Init(&data.state.camToWorld, &calib, &data.param.camToWorld, &data.output.camToWorld) !=
+        0) {
+        return reportFailure(kSourceFile);
+    }
     return 0;
 }
 
@@ -179,9 +203,12 @@ int32_t initStages(QorStaticData& data, const AlgoExtrinsicCalibration& userCali
                    QorDistToCartesian& distToCartesian) noexcept {
     data.state.rawToDistActualBuffer = -1;
     data.state.frameCounter = 0;
+    // The wiggling tables are built once more behind the straylight correction; the repetition changes
+    // nothing and stays.
     if (initRawToDist(data) != 0 || initWiggling(data) != 0 || initStraylight(data) != 0 ||
-        initSuspectPixels(data) != 0 || initAutoExposure(data) != 0 || initMultiFreq(data) != 0 ||
-        initImageFilter(data) != 0 || initCamToWorld(data, userCalibration) != 0) {
+        buildWigglingTables(data) != 0 || initSuspectPixels(data) != 0 || initAutoExposure(data) != 0 ||
+        initIntensityImage(data) != 0 || initMultiFreq(data) != 0 || initImageFilter(data) != 0 ||
+        initCamToWorld(data, userCalibration) != 0) {
         return 1;
     }
     distToCartesian.cameraCalibration = data.state.camToWorld.currentCalib;
@@ -266,13 +293,18 @@ int32_t chooseWorkingSet(Call& call) noexcept {
     return 0;
 }
 
-void takeIntensityImage(Call& call) noexcept {
+int32_t takeIntensityImage(Call& call) noexcept {
     if (call.info().intensityMeasurement == 0) {
-        return;
+        return 0;
     }
-    call.data.input.intImg.intensityPhase = call.rawData.phaseData + kRawRowBytes;
-    call.data.state.lastIntensityPhaseValid = 1;
-    call.data.state.lastIntensityPhaseExpTime = static_cast<uint32_t>(call.info().exposureTime);
+    QorStaticData& data = call.data;
+    data.input.intImg.intensityPhase = call.rawData.phaseData + kRawRowBytes;
+    if (IntensityImgApply(&data.state.intImg, &data.input.intImg, &data.output.intImg) != 0) {
+        return reportFailure(kSourceFile);
+    }
+    data.state.lastIntensityPhaseValid = 1;
+    data.state.lastIntensityPhaseExpTime = static_cast<uint32_t>(call.info().exposureTime);
+    return 0;
 }
 
 int32_t rawToDist(Call& call) noexcept {
@@ -301,6 +333,56 @@ int32_t rawToDist(Call& call) noexcept {
     }
     book(call, data.profiling.rawToDist);
     return 0;
+}
+
+int32_t wigglingBackward(Call& call) noexcept {
+    QorStaticData& data = call.data;
+    WigglingBackwardInput& input = data.input.wigglingBackward;
+    input.nPixel = kPixelCount;
+    input.freqIdx = static_cast<uint32_t>(call.info().freqIdx);
+    input.phi = call.rawToDistOut().distance;
+    input.ampl = call.rawToDistOut().normalizedAmplitude;
+    data.inout.wigglingBackward.xyReal = call.matrices().xyReal;
+    data.inout.wigglingBackward.xyImag = call.matrices().xyImag;
+    if (Wiggling_Backward(&input, &data.state.wigglingState, &data.calib.wiggling,
+                          &data.inout.wigglingBackward) != 0) {
+        return reportFailure(kSourceFile);
+    }
+    book(call, data.profiling.wigglingBackward);
+    return 0;
+}
+
+int32_t wigglingForward(Call& call) noexcept {
+    QorStaticData& data = call.data;
+    WigglingForwardInput& input = data.input.wigglingForward;
+    input.xyReal = call.matrices().xyReal;
+    input.xyImag = call.matrices().xyImag;
+    input.expSource = nullptr;
+    input.nPixel = kPixelCount;
+    input.freqIdx = static_cast<uint32_t>(call.info().freqIdx);
+    input.expTimes = nullptr;
+    input.numExpTimes = 0;
+    input.applyFPPN = 0;
+    data.inout.wigglingForward.phi = call.matrices().phaseAfterSLC;
+    data.inout.wigglingForward.ampl = call.matrices().amplAfterSLC;
+    if (Wiggling_Forward(&input, &data.state.wigglingState, &data.calib.wiggling,
+                         &data.inout.wigglingForward) != 0) {
+        return reportFailure(kSourceFile);
+    }
+    book(call, data.profiling.wigglingForward);
+    return 0;
+}
+
+/** The straylight correction works on the raw phasor; the wiggling pair leads there and back. */
+int32_t correctPhase(Call& call) noexcept {
+    const bool correctStraylight = call.customization.enableStraylightCorrection != 0;
+    if (!correctStraylight && call.customization.enableNoiseEstimation == 0) {
+        return 0;
+    }
+    if (wigglingBackward(call) != 0) {
+        return 1;
+    }
+    return correctStraylight ? wigglingForward(call) : 0;
 }
 
 /**
@@ -337,20 +419,26 @@ int32_t rawToDistRemaining(Call& call, const float32_t* phaseAfterSLC,
     return 0;
 }
 
-void prepareSuspectPixels(Call& call) noexcept {
-    SuspectPixelTreatmentInOut& inout = call.data.inout.suspectPT;
+int32_t repairSuspectPixels(Call& call) noexcept {
+    QorStaticData& data = call.data;
+    SuspectPixelTreatmentInOut& inout = data.inout.suspectPT;
     inout.width = kImageWidth;
     inout.height = kImageHeight;
     inout.confidence = call.rawToDistOut().confidence;
     inout.distance = call.rawToDistOut().distance;
     inout.normalizedAmplitude = call.rawToDistOut().normalizedAmplitude;
     inout.amplitude = nullptr;
-    call.data.input.suspectPT.applyTreatement = 1;
+    data.input.suspectPT.applyTreatement = 1;
+    if (SuspectPixelTreatment_Apply(&data.input.suspectPT, &data.state.suspectPT, &inout) != 0) {
+        return reportFailure(kSourceFile);
+    }
+    book(call, data.profiling.suspectPT);
+    return 0;
 }
 
-/** One frequency is a finished frame as it is; several wait for their assignment. */
-void prepareMultiFreq(Call& call) noexcept {
-    MultiFreqInput& input = call.data.input.multiFreq;
+int32_t multiFreq(Call& call) noexcept {
+    QorStaticData& data = call.data;
+    MultiFreqInput& input = data.input.multiFreq;
     input.currentFreqIdx = call.info().freqIdx;
     input.width = kImageWidth;
     input.height = kImageHeight;
@@ -361,24 +449,28 @@ void prepareMultiFreq(Call& call) noexcept {
     input.twoFreqMaxLineDistPercentage = call.customization.twoFreqMaxLineDistPercentage;
     input.threeFreqMax2FLineDistPercentage = kThreeFreqMax2FLineDistPercentage;
     input.filterAssignment = call.customization.filter2FreqAssignment;
-    MultiFreqOutput& output = call.data.output.multiFreq;
-    output.distance = call.result.distance;
-    output.confidence = call.matrices().confidence;
-    output.width = input.width;
-    output.height = input.height;
-    output.outputComplete = call.data.calib.multiFreq.frequencyMode == MultiFreq_FModeSingleFreq ? 1 : 0;
-}
-
-int32_t finishPhaseGroup(Call& call) noexcept {
-    if (rawToDistRemaining(call, nullptr, nullptr) != 0) {
-        return 1;
+    data.output.multiFreq.distance = call.result.distance;
+    data.output.multiFreq.confidence = call.matrices().confidence;
+    if (MultiFreq_Apply(&data.state.multiFreq, &data.scratch.multiFreq, &data.calib.multiFreq, &input,
+                        &data.param.multiFreq, &data.output.multiFreq, &data.services.multiFreq) != 0) {
+        return reportFailure(kSourceFile);
     }
-    prepareSuspectPixels(call);
-    prepareMultiFreq(call);
+    book(call, data.profiling.multiFreq);
     return 0;
 }
 
-int32_t prepareDistanceNoise(Call& call) noexcept {
+int32_t finishPhaseGroup(Call& call) noexcept {
+    const bool corrected = call.customization.enableStraylightCorrection != 0;
+    const float32_t* const phaseAfterSLC = corrected ? call.matrices().phaseAfterSLC : nullptr;
+    const float32_t* const amplAfterSLC = corrected ? call.matrices().amplAfterSLC : nullptr;
+    if (correctPhase(call) != 0 || rawToDistRemaining(call, phaseAfterSLC, amplAfterSLC) != 0 ||
+        repairSuspectPixels(call) != 0 || multiFreq(call) != 0) {
+        return 1;
+    }
+    return 0;
+}
+
+int32_t deliverNoiseAndIntensity(Call& call) noexcept {
     QorStaticData& data = call.data;
     if (data.ifInput.customization.enableNoiseEstimation == 0) {
         return 0;
@@ -411,6 +503,10 @@ int32_t prepareDistanceNoise(Call& call) noexcept {
     inout.noise = call.result.distanceNoise;
     inout.distance = call.result.distance;
     inout.confidence = call.matrices().confidence;
+    if (al_memcpy(call.result.intensity, data.output.intImg.intensity, sizeof call.result.intensity) != 0) {
+        return reportFailure(kSourceFile);
+    }
+    call.result.intensityInvalid = 0;
     return 0;
 }
 
@@ -453,7 +549,17 @@ void prepareImageFilter(Call& call) noexcept {
     input.settings = call.data.ifInput.customization.filterSet;
 }
 
-void prepareCamToWorld(Call& call) noexcept {
+/** The pose always; the rays only after a change, as they are large. */
+int32_t copyDistToCart(Call& call) noexcept {
+    QorStaticData& data = call.data;
+    call.result.distToCartesian.cameraCalibration = data.state.camToWorld.currentCalib;
+    if (data.output.camToWorld.changeCounter == data.state.lastUVChangeCounter) {
+        return 0;
+    }
+    return copyUnitVectors(data, call.result.distToCartesian);
+}
+
+int32_t camToWorld(Call& call) noexcept {
     QorStaticData& data = call.data;
     data.inout.camToWorld.conf = call.matrices().confidence;
     data.inout.camToWorld.distance = call.result.distance;
@@ -468,16 +574,17 @@ void prepareCamToWorld(Call& call) noexcept {
     data.output.camToWorld.X = call.result.X;
     data.output.camToWorld.Y = call.result.Y;
     data.output.camToWorld.Z = call.result.Z;
-}
-
-/** The pose always; the rays only after a change, as they are large. */
-int32_t copyDistToCart(Call& call) noexcept {
-    QorStaticData& data = call.data;
-    call.result.distToCartesian.cameraCalibration = data.state.camToWorld.currentCalib;
-    if (data.output.camToWorld.changeCounter == data.state.lastUVChangeCounter) {
-        return 0;
+    if (CamToWorld_Apply(&data.state.camToWorld, &input, &data.inout.camToWorld, &data.output.camToWorld,
+                         &data.services.camToWorld) != 0) {
+        return reportFailure(kSourceFile);
     }
-    return copyUnitVectors(data, call.result.distToCartesian);
+    call.result.unitVectorChangeCounter = data.output.camToWorld.changeCounter;
+    call.result.coord3Dinvalid = input.disableCalcCartesian;
+    if (copyDistToCart(call) != 0) {
+        return 1;
+    }
+    book(call, data.profiling.camToWorld);
+    return 0;
 }
 
 int32_t deliverExposureProposal(Call& call) noexcept {
@@ -508,15 +615,13 @@ int32_t deliverFrame(Call& call) noexcept {
 }
 
 int32_t finishFrame(Call& call) noexcept {
-    if (prepareDistanceNoise(call) != 0) {
+    if (deliverNoiseAndIntensity(call) != 0) {
         return 1;
     }
     prepareAutoExposure(call);
     applyVignetting(call);
     prepareImageFilter(call);
-    prepareCamToWorld(call);
-    call.result.unitVectorChangeCounter = call.data.output.camToWorld.changeCounter;
-    if (copyDistToCart(call) != 0) {
+    if (camToWorld(call) != 0) {
         return 1;
     }
     return deliverFrame(call);
@@ -605,8 +710,7 @@ int32_t processImage(Call& call, bool& frameFinished) noexcept {
     if (chooseWorkingSet(call) != 0) {
         return 1;
     }
-    takeIntensityImage(call);
-    if (rawToDist(call) != 0) {
+    if (takeIntensityImage(call) != 0 || rawToDist(call) != 0) {
         return 1;
     }
     if (call.rawToDistOut().outputComplete == 0) {

@@ -15,6 +15,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 #if UINTPTR_MAX == UINT32_MAX
 
@@ -53,6 +54,11 @@ class Ref {
  public:
     Ref() noexcept = default;
     Ref(T* pointer) noexcept : handle_(refwindows::encode(pointer)) {}
+
+    /** Converts as its pointer does, for example to a pointer to constant data. */
+    template <class U>
+    requires std::is_convertible_v<U*, T*> Ref(const Ref<U>& other)
+    noexcept : Ref(other.get()) {}
 
     T* get() const noexcept { return reinterpret_cast<T*>(refwindows::decode(handle_)); }
 

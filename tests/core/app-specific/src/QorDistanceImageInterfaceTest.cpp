@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
 #include <string>
 
@@ -356,6 +357,87 @@ TEST_F(Interface, TwoExposuresOfOneFrequencyFinishAFrame) {
     EXPECT_EQ(result_->outputInvalid, 0);
     EXPECT_EQ(result_->shortAutoExpTime, 100U);
     EXPECT_EQ(result_->longAutoExpTime, 400U);
+}
+
+TEST_F(Interface, TheSecondOfTwoFrequenciesFinishesAFrame) {
+    param_.numFrequencies = 2;
+    customization_.twoFreqMaxLineDistPercentage = 100.0F;
+    EXPECT_EQ(init(), 0);
+    // 4.0 m: 1.5025 m within the 2.4975 m of 60 MHz, 0.2538 m within the 1.8732 m of 80 MHz.
+    const auto fill = [](PhaseGroup& group, double metres, double frequency) {
+        const double phase = 2.0 * 3.14159265358979 * metres * frequency / 149852320.0;
+        const int x = static_cast<int>(std::lround(900.0 * std::cos(phase)));
+        const int y = static_cast<int>(std::lround(900.0 * std::sin(phase)));
+        group.fill(2048 + x, 2048 + y, 2048 - x, 2048 - y);
+    };
+    PhaseGroup second;
+    second.follow(group_);
+    second.setFrequency(1);
+    for (QorRawdataPhase& phase : second) {
+        phase.info.illuTemperature = 40.0F;
+    }
+    fill(group_, 4.0, 60e6);
+    fill(second, 4.0, 80e6);
+    EXPECT_EQ(applyGroup(group_), 0);
+    EXPECT_EQ(result_->outputInvalid, 1);
+    EXPECT_EQ(applyGroup(second), 0) << errorString();
+    EXPECT_EQ(result_->outputInvalid, 0);
+    EXPECT_NEAR(result_->distance[20000], 4.0, 0.003);
+    EXPECT_EQ(result_->confidence[20000], 0x10);
+}
+
+TEST_F(Interface, AFinishedFrameHasItsPointsInSpace) {
+    EXPECT_EQ(init(), 0);
+    group_.fill(2048, 3048, 2048, 1048);
+    EXPECT_EQ(applyGroup(group_), 0);
+    EXPECT_EQ(result_->coord3Dinvalid, 0);
+    EXPECT_NEAR(result_->X[1000], 0.0, 1e-4);
+    EXPECT_NEAR(result_->Z[1000], result_->distance[1000], 1e-4);
+}
+
+TEST_F(Interface, WithoutCartesianThePointsAreInvalid) {
+    customization_.disableCalcCartesian = 1;
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(applyGroup(group_), 0);
+    EXPECT_EQ(result_->coord3Dinvalid, 1);
+}
+
+TEST_F(Interface, TheRaysAreDeliveredWithTheInitialisationAndAfterAChangeOfPose) {
+    EXPECT_EQ(init(), 0);
+    EXPECT_NEAR(distToCartesian_->unitVector[2], 1.0, 1e-4);
+    result_->distToCartesian.unitVector[2] = 7.0F;
+    EXPECT_EQ(applyGroup(group_), 0);
+    const uint8_t counter = result_->unitVectorChangeCounter;
+    EXPECT_EQ(applyGroup(group_), 0);
+    EXPECT_EQ(result_->unitVectorChangeCounter, counter);
+    customization_.extrinsicCalibrationCamera.transX = 1.0F;
+    EXPECT_EQ(applyGroup(group_), 0);
+    EXPECT_NE(result_->unitVectorChangeCounter, counter);
+    EXPECT_NEAR(result_->distToCartesian.unitVector[2], 1.0, 1e-4);
+}
+
+TEST_F(Interface, KnownBadPixelsTakeTheMeanOfTheirNeighbours) {
+    calib_->imagerCalib.freqIndependent.badPixelIdx[0] = 5000;
+    calib_->imagerCalib.freqIndependent.numBadPixel = 1;
+    EXPECT_EQ(init(), 0);
+    group_.fill(2048, 3048, 2048, 1048);
+    group_.set(5000, 4095, 0, 4095, 0);
+    EXPECT_EQ(applyGroup(group_), 0);
+    EXPECT_NEAR(result_->distance[5000], result_->distance[5001], 1e-6);
+}
+
+TEST_F(Interface, TheIntensityImageIsDeliveredWithNoiseEstimationOn) {
+    EXPECT_EQ(init(), 0);
+    customization_.enableNoiseEstimation = 1;
+    PhaseGroup ambient;
+    ambient.fill(3000, 3000, 3000, 3000);
+    ambient[0].info.intensityMeasurement = 1;
+    EXPECT_EQ(apply(ambient[0]), 0);
+    EXPECT_EQ(applyGroup(group_), 0) << errorString();
+    EXPECT_EQ(result_->intensityInvalid, 0);
+    EXPECT_EQ(
+        std::memcmp(result_->intensity, QorData_Get()->output.intImg.intensity, sizeof result_->intensity),
+        0);
 }
 
 TEST_F(Interface, WithOneExposureTheShortProposalIsLeft) {

@@ -120,6 +120,13 @@ TEST(Ref, IsACondition) {
     EXPECT_TRUE(!null);
 }
 
+TEST(Ref, ConvertsToAReferenceToConstantData) {
+    int value = 5;
+    const Ref<int> ref = &value;
+    const Ref<const int> constant = ref;
+    EXPECT_EQ(constant, &value);
+}
+
 TEST(Ref, PointsToConstantData) {
     const std::array<float, 2> numbers = {1.5F, 2.5F};
     const Ref<const float> ref = numbers.data();
