@@ -1,68 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "QorRawToDistKernels.h"
 
-#include <algorithm>
-
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "QorRawToDistKernels.cpp"
 #include <hwy/foreach_target.h>  // IWYU pragma: keep
 //
 #include "ALSimd-inl.h"
+#include "RawUnpack-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace rawtodist {
 namespace HWY_NAMESPACE {
 namespace {
 namespace hn = hwy::HWY_NAMESPACE;
-
-/**
- * Unpacks 12-bit samples, two of them in three bytes, one per 16-bit lane. A vector of L lanes takes the 3 L
- * / 2 bytes that end at `end`; it is loaded whole, so it reads L / 2 bytes before them. The imager's line
- * without image data makes that lawful for the first pixels.
- */
-template <class D16>
-class SampleUnpacker {
- public:
-    explicit SampleUnpacker(D16 d16)
-        : d16_(d16), groupsOfBlocks_(makeWordTable()), bytesOfPixels_(makeByteTable()) {}
-
-    HWY_INLINE hn::Vec<D16> operator()(const uint8_t* end) const {
-        const auto bytes = hn::LoadU(D8(), end - hn::Lanes(D8()));
-        const auto groups = hn::TableLookupLanes(hn::BitCast(D32(), bytes), groupsOfBlocks_);
-        // Per pixel its upper eight bits above the byte that holds both lower nibbles of its group.
-        const auto pixels =
-            hn::BitCast(d16_, hn::TableLookupBytes(hn::BitCast(D8(), groups), bytesOfPixels_));
-        const auto odd = hn::ShiftRight<4>(pixels);
-        const auto even = hn::Or(hn::And(odd, hn::Set(d16_, 0x0FF0)), hn::And(pixels, hn::Set(d16_, 0x000F)));
-        return hn::OddEven(odd, even);
-    }
-
- private:
-    using D8 = hn::Repartition<uint8_t, D16>;
-    using D32 = hn::Repartition<uint32_t, D16>;
-    using WordTable = decltype(hn::SetTableIndices(D32(), static_cast<const int32_t*>(nullptr)));
-
-    /** Puts four groups, three words, at the start of each 128-bit block. */
-    static HWY_INLINE WordTable makeWordTable() {
-        HWY_ALIGN int32_t words[HWY_MAX_BYTES / 4] = {};
-        const auto lanes = static_cast<int32_t>(hn::Lanes(D32()));
-        const int32_t blocks = lanes / 4;
-        for (int32_t i = 0; i < lanes; ++i) {
-            words[i] = blocks + 3 * (i / 4) + std::min(i % 4, 2);
-        }
-        return hn::SetTableIndices(D32(), words);
-    }
-
-    /** Within a block, byte pairs (nibbles, upper bits) of eight pixels. */
-    static HWY_INLINE hn::Vec<D8> makeByteTable() {
-        HWY_ALIGN static constexpr uint8_t kPairs[16] = {2, 0, 2, 1, 5, 3, 5, 4, 8, 6, 8, 7, 11, 9, 11, 10};
-        return hn::LoadDup128(D8(), kPairs);
-    }
-
-    const D16 d16_;
-    const WordTable groupsOfBlocks_;
-    const hn::Vec<D8> bytesOfPixels_;
-};
 
 /** Adds a row's pixels to the histogram; `levels` are at most 2048. The order of the weights is that of the
  * header. */
@@ -80,7 +30,8 @@ HWY_INLINE void rawToXYS(QorRawToDistState* state, int16_t minDiff, int16_t maxD
                          uint16_t confidenceMask, const uint8_t* roi, uint32_t* histogram) {
     const hn::ScalableTag<uint16_t> du;
     const hn::RebindToSigned<decltype(du)> di;
-    const SampleUnpacker<decltype(du)> unpack(du);
+    // The imager's line without image data allows to read before the first pixels.
+    const rawunpack::HWY_NAMESPACE::SampleUnpacker<decltype(du)> samples(du);
     const auto step = static_cast<int32_t>(hn::Lanes(du));
     const auto lowerLimit = hn::Set(di, minDiff);
     const auto upperLimit = hn::Set(di, maxDiff);
@@ -103,10 +54,10 @@ HWY_INLINE void rawToXYS(QorRawToDistState* state, int16_t minDiff, int16_t maxD
         for (int32_t column = 0; column < kImageWidth; column += step) {
             const int32_t pixel = row + column;
             const int32_t end = (pixel + step) * 3 / 2;
-            const auto a = hn::BitCast(di, unpack(phases[0] + end));
-            const auto b = hn::BitCast(di, unpack(phases[1] + end));
-            const auto c = hn::BitCast(di, unpack(phases[2] + end));
-            const auto d = hn::BitCast(di, unpack(phases[3] + end));
+            const auto a = hn::BitCast(di, samples.endingAt(phases[0] + end));
+            const auto b = hn::BitCast(di, samples.endingAt(phases[1] + end));
+            const auto c = hn::BitCast(di, samples.endingAt(phases[2] + end));
+            const auto d = hn::BitCast(di, samples.endingAt(phases[3] + end));
             hn::StoreU(hn::Sub(a, c), di, outX + pixel);
             hn::StoreU(hn::Sub(b, d), di, outY + pixel);
             hn::StoreU(hn::Sub(hn::Add(a, c), hn::Add(b, d)), di, outS + pixel);

@@ -78,3 +78,26 @@ struct WigglingBackwardInout {
     Ref<float32_t> xyImag;
 };
 AL_DESCRIBE(WigglingBackwardInout, xyReal, xyImag)
+
+/**
+ * Builds the tables of `calib->numFreqs` frequencies (0 to 4; with 0 nothing is written and nothing else
+ * read) from their amplitude wiggling and fixed pattern. Binned fixed patterns fill the first 112 x 86 values
+ * and leave the others. May be repeated. Fails where no tables can be built: a correlation function of zeros
+ * or without numbers, a calibrated phase more than a period off, an unknown reference function. The tables of
+ * earlier frequencies then stay valid. Returns 0, or 1 with a report. `scratch` must not be null.
+ */
+int32_t Wiggling_Init(const WigglingCalib* calib, WigglingState* state, WigglingScratch* scratch) noexcept;
+
+/**
+ * From raw X and Y to true phase (0 to 2 pi) and amplitude, `nPixel` values each, through the tables of
+ * frequency slot `freqIdx` (0 to 3). Returns 0; or 1 with a report, no pixel is written then.
+ */
+int32_t Wiggling_Forward(const WigglingForwardInput* input, const WigglingState* state,
+                         const WigglingCalib* calib, WigglingForwardInout* inout) noexcept;
+
+/**
+ * From true phase (radians, above -2 pi) and amplitude to raw X and Y, `nPixel` values each, through the
+ * tables of frequency slot `freqIdx` (0 to 3). Returns 0; or 1 with a report, no pixel is written then.
+ */
+int32_t Wiggling_Backward(const WigglingBackwardInput* input, const WigglingState* state,
+                          const WigglingCalib* calib, WigglingBackwardInout* inout) noexcept;

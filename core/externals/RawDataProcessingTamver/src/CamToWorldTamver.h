@@ -94,3 +94,65 @@ struct CamToWorldState {
 };
 AL_DESCRIBE(CamToWorldState, unit_vectors, bouget_vectors, currentCalib, lastExtIFCalib, distortionApplied,
             changeCounter, calibVariants, useBouguet)
+
+/** What all slices of a call share. */
+struct CamToWorldApplyArgs {
+    CamToWorldState* state;
+    CamToWorldInput* input;
+    CamToWorldOutput* output;
+    CamToWorldInOut* inout;
+    int32_t numThreads;  ///< number of slices, 1 to 10
+};
+
+/** One slice of a call. */
+struct CamToWorldThreadData {
+    CamToWorldApplyArgs* applyArg;
+    int threadIdx;  ///< 0 to 9
+};
+
+// All functions return 0, or 1 after a reported failure.
+
+/**
+ * Prepares the rays: from `unitVectors` where they are given, else from the camera model with distortion; and
+ * rotates them into the world of `param`. Fails for a null argument or `intrinsicCalib`, a size beyond 1 x 1
+ * to 224 x 172 or odd with binning, an internal pose beyond 0.3 m or ten degrees, or an intrinsic value out
+ * of its range. Afterwards the state's `changeCounter` is 1 and that of the output 0.
+ */
+int32_t CamToWorld_Init(CamToWorldState* state, const CamToWorldCalib* calib, const CamToWorldParam* param,
+                        CamToWorldOutput* output) noexcept;
+
+/**
+ * Points of an image of distances. The rays are rebuilt only if `applyDistortion` or the extrinsic
+ * calibration changed, and each rebuild advances `changeCounter`. A pixel whose point lies outside the
+ * cuboid, its faces excluded, gets confidence 0x0401 unless its distance is 0; an invalid pixel leaves with
+ * distance, X, Y and Z of 0. With `disableCalcCartesian` no image is touched.
+ *
+ * `numThreads` 0 computes on the caller's thread, 1 to 10 start that many workers through `services`, which
+ * may otherwise be null. An image, and with workers each slice of it, must have a multiple of 4 pixels.
+ *
+ * Fails for a null argument, a cuboid with a lower bound above its upper one, a size other than at the start,
+ * a change of distortion where rays were given from outside, more than 10 threads, and where a worker fails.
+ * Not reentrant.
+ */
+int32_t CamToWorld_Apply(CamToWorldState* state, CamToWorldInput* input, CamToWorldInOut* inout,
+                         CamToWorldOutput* output, CamToWorldServices* services) noexcept;
+
+/**
+ * Fills `bouget_vectors` from the camera model, with distortion or as a pinhole. Fails for a null state or an
+ * intrinsic value out of its range; `distortionApplied` holds the new value even then, and the rays are the
+ * old ones.
+ */
+int32_t create_bouguet_vectors(int applyDistortion, CamToWorldState* state) noexcept;
+
+/**
+ * The pose of the optical system in the world: `world2ref`, then `ref2optsys`. `world2optsys` may be one of
+ * them.
+ */
+int32_t merge_calibrations(AlgoExtrinsicCalibration* world2optsys, const AlgoExtrinsicCalibration* world2ref,
+                           const AlgoExtrinsicCalibration* ref2optsys) noexcept;
+
+/** The pixels of one slice. */
+int32_t CamToWorld_ApplyMultiThread(CamToWorldThreadData* arg) noexcept;
+
+/** Body of a worker; `arg` is its CamToWorldThreadData. A failure shows in the error history alone. */
+void* Call_CamToWorld_Apply(void* arg) noexcept;

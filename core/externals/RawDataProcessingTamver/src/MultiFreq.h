@@ -111,3 +111,80 @@ struct MultiFreqServices {
     FctCreateThread fctCreateThread;
     FctJoinThread fctJoinThread;
 };
+
+/** How a neighbour votes on the line of a pixel. */
+enum MultiFreq_LineChange : int32_t {
+    MFLC_Stay = 0,     ///< it lies on the same line
+    MFLC_OneUp = 1,    ///< on the next line
+    MFLC_OneDown = 2,  ///< on the line before
+};
+
+/** What every worker of one call reads. */
+struct MultiFreqApplyArgs {
+    MultiFreqState* state;
+    const MultiFreqParam* param;
+    const MultiFreqCalib* calib;
+    const MultiFreqInput* input;
+    MultiFreqOutput* output;
+    int32_t numThreads;  ///< stripes that the image is divided into, at least 1
+    MultiFreqScratch* scratch;
+};
+
+/** The share of one worker. */
+struct MultiFreqThreadData {
+    MultiFreqApplyArgs* applyArg;
+    int32_t threadIdx;  ///< number of its stripe
+};
+
+/**
+ * Checks the hopping table against the frequency mode, builds the lookup tables of all pairs of frequencies
+ * that can follow one another, and empties the history. Fails on a frequency id that is not below `freqCount`
+ * or not one of the four slots, and on frequencies that give no table. One frequency needs no table.
+ */
+int32_t MultiFreq_Init(MultiFreqState* state, MultiFreqParam* param, const MultiFreqCalib* calib) noexcept;
+
+/**
+ * Takes the image of one frequency. As soon as it has its predecessors, the result goes to the output's
+ * images, width x height pixels row by row, and `outputComplete` is 1; else these images are left as they are
+ * and it is 0. One frequency is complete at once, its images are not written here.
+ *
+ * A distance that is 0 in either image stays 0. A pixel that lies too far from all lines of the pair, or
+ * beyond the range, gets distance 0 and confidence bits 0x0021; with three frequencies 0x0401 where the two
+ * pairs disagree. All other bits are those of both images.
+ *
+ * With `numThreads` of 1 to 10 the rows are divided among that many workers of `services`, which run until
+ * the call returns; at 0 and below the caller's thread does all. Results are the same, but for the votes of
+ * `filterAssignment` in the first and last row of a stripe: they may see the neighbouring stripe's lines of
+ * before this call. A worker that fails is known by the per-frame error history. Not reentrant.
+ *
+ * Fails on a frequency id outside 0 to 3, a size outside 1 to 224 x 1 to 172, a missing image, a pair of
+ * frequencies without table, a negative acceptance, and on a difference of distances outside the table: the
+ * pixels before it, row by row, then have their result.
+ */
+int32_t MultiFreq_Apply(MultiFreqState* state, MultiFreqScratch* scratch, const MultiFreqCalib* calib,
+                        const MultiFreqInput* input, const MultiFreqParam* param, MultiFreqOutput* output,
+                        MultiFreqServices* services) noexcept;
+
+// The steps of MultiFreq_Apply. `startLine` up to but not including `endLine` is the stripe of rows.
+
+/** Thread entry: `arg` is a MultiFreqThreadData. Always null; a failure is in the error history. */
+void* Call_MultiFreq_Apply(void* arg) noexcept;
+
+/** Computes one stripe. */
+int32_t MultiFreq_ApplyMultiThread(const MultiFreqThreadData* threadData) noexcept;
+
+/** The pair of current and preceding frequency, if there is one, into the output. */
+int32_t ApplyTwoFreq(MultiFreqState* state, const MultiFreqCalib* calib, MultiFreqScratch* scratch,
+                     const MultiFreqParam* param, const MultiFreqInput* input, MultiFreqOutput* output,
+                     int32_t startLine, int32_t endLine) noexcept;
+
+/** The pair into `inter0`, and the pixels where it agrees with the pair before, `inter1`, into the output. */
+int32_t ApplyThreeFreq(MultiFreqState* state, const MultiFreqCalib* calib, MultiFreqScratch* scratch,
+                       const MultiFreqParam* param, const MultiFreqInput* input, MultiFreqOutput* output,
+                       int32_t startLine, int32_t endLine) noexcept;
+
+/** One distance from current and preceding image; `lineDistPercentage` is the acceptance of a pixel. */
+int32_t assign2QDistance(const MultiFreqState* state, const MultiFreqInput* input, MultiFreqScratch* scratch,
+                         float32_t lineDistPercentage, float32_t* distOutput, uint16_t* confOutput,
+                         int32_t startLine, int32_t endLine, const MultiFreqCalib* calib,
+                         const MultiFreqParam* param) noexcept;

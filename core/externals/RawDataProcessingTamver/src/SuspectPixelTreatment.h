@@ -45,3 +45,21 @@ struct SuspectPixelTreatmentState {
 };
 AL_DESCRIBE(SuspectPixelTreatmentState, badPixelIdx, numBadPixel, luIdx, muIdx, ruIdx, leIdx, riIdx, lbIdx,
             mbIdx, rbIdx)
+
+/**
+ * Takes the suspect pixels from the matrix, or else from the list of indices, and finds their neighbours. A
+ * pixel outside the image has none. Fails for a null argument, a size below 1, more than 15 pixels, or
+ * neither matrix nor list; the state then holds no pixel. Returns 0, or 1 after a reported failure.
+ */
+int32_t SuspectPixelTreatment_Init(const SuspectPixelTreatmentCalib* calib,
+                                   SuspectPixelTreatmentState* state) noexcept;
+
+/**
+ * Each suspect pixel gets the mean of its valid neighbours in all images that are there, or 0 if it has none,
+ * and becomes valid unless its distance is 0. Pixels and neighbours outside the images are passed over. Fails
+ * for a null argument or image (only the amplitudes may be missing) or a size below 1. Returns 0, or 1 after
+ * a reported failure.
+ */
+int32_t SuspectPixelTreatment_Apply(const SuspectPixelTreatmentInput* input,
+                                    SuspectPixelTreatmentState* state,
+                                    SuspectPixelTreatmentInOut* inout) noexcept;

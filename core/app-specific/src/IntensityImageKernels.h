@@ -1,0 +1,12 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Per-pixel loop of the intensity image.
+#pragma once
+
+#include "ALTypes.h"
+
+/**
+ * Lowers `fpn` to the samples that lie below it and gives what the samples exceed it by. `samples` are the
+ * 57792 packed bytes of the 38528 pixels; none before or behind them is read.
+ */
+void IntensityImg_SubtractDarkLevel(const uint8_t* samples, uint16_t* fpn, uint16_t* intensity) noexcept;

@@ -1,0 +1,387 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "MultiFreqKernels.h"
+
+#include <algorithm>
+#include <cstring>
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "MultiFreqKernels.cpp"
+#include <hwy/foreach_target.h>  // IWYU pragma: keep
+//
+#include <hwy/highway.h>
+
+HWY_BEFORE_NAMESPACE();
+namespace multifreq {
+namespace HWY_NAMESPACE {
+namespace {
+namespace hn = hwy::HWY_NAMESPACE;
+
+// Reading a table is no vector operation on most machines. So the pixels run in blocks and passes: vectors
+// find the bins, plain loads fetch what stands in them, vectors compute the results. What one pass leaves for
+// the next stays in the first cache.
+constexpr int32_t kBlock = kImageWidth;
+
+template <class DF>
+using OneLane = hn::CappedTag<hn::TFromD<DF>, 1>;
+
+/** Confidence bits `bits` where `mask` holds, beside those of `confidence`. */
+template <class DF, class M>
+HWY_INLINE hn::Vec<hn::Rebind<uint16_t, DF>> markWhere(DF, M mask, uint32_t bits,
+                                                       hn::Vec<hn::Rebind<uint16_t, DF>> confidence) {
+    const hn::RebindToUnsigned<DF> du32;
+    const hn::RebindToSigned<DF> di32;
+    const hn::Rebind<uint16_t, DF> du16;
+    const auto marks = hn::IfThenElseZero(hn::RebindMask(du32, mask), hn::Set(du32, bits));
+    return hn::Or(confidence, hn::DemoteTo(du16, hn::BitCast(di32, marks)));
+}
+
+/** Both distances of a vector of pixels. */
+template <class DF>
+struct Measurement {
+    hn::Vec<DF> current;
+    hn::Vec<DF> previous;
+    hn::Vec<DF> difference;
+    hn::Mask<DF> missing;  ///< one of them is 0
+};
+
+template <class DF>
+HWY_INLINE Measurement<DF> loadMeasurement(DF df, const LinePixels& pixels, int32_t pixel) {
+    const auto zero = hn::Zero(df);
+    const auto current = hn::LoadU(df, pixels.currentDistance + pixel);
+    const auto previous = hn::LoadU(df, pixels.previousDistance + pixel);
+    return {current, previous, hn::Sub(current, previous),
+            hn::Or(hn::Eq(current, zero), hn::Eq(previous, zero))};
+}
+
+template <class DF>
+HWY_INLINE hn::Vec<hn::Rebind<uint16_t, DF>> mergedConfidence(DF, const LinePixels& pixels, int32_t pixel) {
+    const hn::Rebind<uint16_t, DF> du16;
+    return hn::Or(hn::LoadU(du16, pixels.previousConfidence + pixel),
+                  hn::LoadU(du16, pixels.currentConfidence + pixel));
+}
+
+/** Bins of `count` pixels, whole vectors. False if one lies outside the table; NaN lies outside. */
+template <class DF>
+HWY_INLINE bool findBins(DF df, const LineTable& table, const LinePixels& pixels, int32_t first,
+                         int32_t count, int32_t* bins) {
+    const hn::RebindToSigned<DF> di32;
+    const auto step = static_cast<int32_t>(hn::Lanes(df));
+    const auto half = hn::Set(df, 0.5F);
+    const auto lutOffset = hn::Set(df, table.lutOffset);
+    const auto invResolution = hn::Set(df, table.invResolution);
+    const auto below = hn::Set(df, -1.0F);
+    const auto beyond = hn::Set(df, static_cast<float32_t>(kTwoFreqBins));
+    auto outside = hn::MaskFromVec(hn::Zero(df));
+    for (int32_t i = 0; i < count; i += step) {
+        const auto m = loadMeasurement(df, pixels, first + i);
+        const auto position = hn::IfThenZeroElse(
+            m.missing, hn::Add(half, hn::Mul(hn::Add(m.difference, lutOffset), invResolution)));
+        const auto inside = hn::And(hn::Gt(position, below), hn::Lt(position, beyond));
+        outside = hn::Or(outside, hn::Not(inside));
+        hn::StoreU(hn::ConvertTo(di32, position), di32, bins + i);
+    }
+    return hn::AllFalse(df, outside);
+}
+
+/** Fetches the bins, abscissa and value in turn. */
+HWY_INLINE void fetchBins(const LineTable& table, const int32_t* bins, int32_t count, float32_t* fetched) {
+    static_assert(sizeof(LineBin) == 2 * sizeof(float32_t));
+    for (int32_t i = 0; i < count; ++i) {
+        std::memcpy(fetched + 2 * i, &table.bins[bins[i]], sizeof(LineBin));
+    }
+}
+
+/** Distance on the line: the current measurement, or the mean of both, each shifted onto the line. */
+template <class DF>
+HWY_INLINE hn::Vec<DF> distanceOnLine(DF df, const LineTable& table, const Measurement<DF>& m,
+                                      hn::Vec<DF> abscissa) {
+    if (table.currentOnly) {
+        return m.current;
+    }
+    return hn::Mul(hn::Add(hn::Add(m.current, m.previous), abscissa), hn::Set(df, 0.5F));
+}
+
+/** A distance of the pair, and whether it lies within the pair's range. */
+template <class DF>
+struct RangedDistance {
+    hn::Vec<DF> value;
+    hn::Mask<DF> outside;
+};
+
+template <class DF>
+HWY_INLINE RangedDistance<DF> intoRange(DF df, const LineTable& table, hn::Vec<DF> value) {
+    const auto zero = hn::Zero(df);
+    const auto range = hn::Set(df, table.uniqueRange);
+    if (!table.autoMaxRange) {
+        return {value, hn::Or(hn::Lt(value, zero), hn::Gt(value, range))};
+    }
+    const auto raised = hn::IfThenElse(hn::Lt(value, zero), hn::Add(value, range), value);
+    return {hn::IfThenElse(hn::Gt(raised, range), hn::Sub(raised, range), raised), hn::MaskFromVec(zero)};
+}
+
+/** Results of `count` pixels from their bins: unwrapped distances, or the first pass of the vote. */
+template <bool kForVote, class DF>
+HWY_INLINE void assignBlock(DF df, const LineTable& table, const LinePixels& pixels, int32_t* lineIndices,
+                            int32_t first, int32_t count, const float32_t* fetched) {
+    const hn::RebindToSigned<DF> di32;
+    const hn::Rebind<uint16_t, DF> du16;
+    const auto step = static_cast<int32_t>(hn::Lanes(df));
+    const auto maxLineDist = hn::Set(df, table.maxLineDist);
+    for (int32_t i = 0; i < count; i += step) {
+        const int32_t pixel = first + i;
+        const auto m = loadMeasurement(df, pixels, pixel);
+        hn::Vec<DF> abscissa;
+        hn::Vec<DF> lineValue;
+        hn::LoadInterleaved2(df, fetched + 2 * i, abscissa, lineValue);
+        auto refused = hn::Not(hn::Gt(maxLineDist, hn::Abs(hn::Sub(m.difference, abscissa))));
+        auto distance = distanceOnLine(df, table, m, abscissa);
+        if constexpr (!kForVote) {
+            const auto ranged = intoRange(df, table, hn::Add(distance, lineValue));
+            refused = hn::Or(refused, ranged.outside);
+            distance = ranged.value;
+        }
+        const auto empty = hn::Or(m.missing, refused);
+        hn::StoreU(hn::IfThenZeroElse(empty, distance), df, pixels.distance + pixel);
+        hn::StoreU(
+            markWhere(df, hn::AndNot(m.missing, refused), 0x0021U, mergedConfidence(df, pixels, pixel)), du16,
+            pixels.confidence + pixel);
+        if constexpr (kForVote) {
+            const auto line =
+                hn::IfThenElse(empty, hn::Set(df, static_cast<float32_t>(kNoLineIndex)), lineValue);
+            hn::StoreU(hn::ConvertTo(di32, line), di32, lineIndices + pixel);
+        }
+    }
+}
+
+/** Whole vectors of pixels. False if a bin of theirs lies outside the table: nothing is stored then. */
+template <bool kForVote, class DF>
+HWY_INLINE bool tryBlock(DF df, const LineTable& table, const LinePixels& pixels, int32_t* lineIndices,
+                         int32_t first, int32_t count) {
+    HWY_ALIGN int32_t bins[kBlock];
+    HWY_ALIGN float32_t fetched[2 * kBlock];
+    if (!findBins(df, table, pixels, first, count, bins)) {
+        return false;
+    }
+    fetchBins(table, bins, count, fetched);
+    assignBlock<kForVote>(df, table, pixels, lineIndices, first, count, fetched);
+    return true;
+}
+
+/** A pixel whose bin lies outside the table keeps its distance. */
+HWY_INLINE void stopAt(const LinePixels& pixels, int32_t* lineIndices, int32_t pixel) {
+    pixels.confidence[pixel] =
+        static_cast<uint16_t>(pixels.previousConfidence[pixel] | pixels.currentConfidence[pixel]);
+    if (lineIndices != nullptr) {
+        lineIndices[pixel] = kNoLineIndex;
+    }
+}
+
+template <bool kForVote>
+HWY_INLINE int32_t assignPixels(const LineTable& table, const LinePixels& pixels, int32_t* lineIndices,
+                                int32_t first, int32_t last) {
+    const hn::ScalableTag<float32_t> df;
+    const OneLane<decltype(df)> oneLane;
+    const auto step = static_cast<int32_t>(hn::Lanes(df));
+    int32_t pixel = first;
+    while (pixel < last) {
+        const int32_t count = std::min(kBlock, last - pixel) / step * step;
+        if (count == 0 || !tryBlock<kForVote>(df, table, pixels, lineIndices, pixel, count)) {
+            break;
+        }
+        pixel += count;
+    }
+    // What is less than a vector, or the block in which a pixel fails.
+    for (; pixel < last; ++pixel) {
+        if (!tryBlock<kForVote>(oneLane, table, pixels, lineIndices, pixel, 1)) {
+            stopAt(pixels, lineIndices, pixel);
+            return 1;
+        }
+    }
+    return 0;
+}
+
+int32_t AssignDistances(const LineTable& table, const LinePixels& pixels, int32_t first, int32_t last) {
+    return assignPixels<false>(table, pixels, nullptr, first, last);
+}
+
+int32_t AssignLines(const LineTable& table, const LinePixels& pixels, int32_t* lineIndices, int32_t first,
+                    int32_t last) {
+    return assignPixels<true>(table, pixels, lineIndices, first, last);
+}
+
+/** Votes of a vector of pixels, counted downward from 0: a comparison that holds is -1. */
+template <class DI>
+struct Votes {
+    hn::Vec<DI> stay;
+    hn::Vec<DI> oneUp;
+    hn::Vec<DI> oneDown;
+};
+
+template <class DI>
+HWY_INLINE void compareNeighborLine(DI di, hn::Vec<DI> line, const int32_t* neighbor, Votes<DI>& votes) {
+    const auto change = hn::Sub(hn::LoadU(di, neighbor), line);
+    votes.stay = hn::Add(votes.stay, hn::VecFromMask(di, hn::Eq(change, hn::Zero(di))));
+    votes.oneUp = hn::Add(votes.oneUp, hn::VecFromMask(di, hn::Eq(change, hn::Set(di, 1))));
+    votes.oneDown = hn::Add(votes.oneDown, hn::VecFromMask(di, hn::Eq(change, hn::Set(di, -1))));
+}
+
+/** Lines of a vector of pixels after the vote. Staying wins every tie, up wins over down. */
+template <class DI>
+HWY_INLINE hn::Vec<DI> votedLines(DI di, const int32_t* lineIndices, int32_t width) {
+    const auto line = hn::LoadU(di, lineIndices);
+    Votes<DI> votes = {hn::Zero(di), hn::Zero(di), hn::Zero(di)};
+    compareNeighborLine(di, line, lineIndices - width - 1, votes);
+    compareNeighborLine(di, line, lineIndices - width, votes);
+    compareNeighborLine(di, line, lineIndices - width + 1, votes);
+    compareNeighborLine(di, line, lineIndices - 1, votes);
+    compareNeighborLine(di, line, lineIndices + 1, votes);
+    compareNeighborLine(di, line, lineIndices + width - 1, votes);
+    compareNeighborLine(di, line, lineIndices + width, votes);
+    compareNeighborLine(di, line, lineIndices + width + 1, votes);
+    // More votes are the smaller number here.
+    const auto winner = hn::Min(votes.stay, votes.oneUp);
+    const auto up = hn::VecFromMask(di, hn::Lt(votes.oneUp, votes.stay));
+    const auto down = hn::Lt(votes.oneDown, winner);
+    return hn::Sub(line, hn::IfThenElse(down, hn::Set(di, 1), up));
+}
+
+template <class DI>
+HWY_INLINE int32_t voteOnColumns(DI di, const int32_t* row, int32_t width, int32_t column, int32_t* lines) {
+    const auto step = static_cast<int32_t>(hn::Lanes(di));
+    for (; column + step < width; column += step) {
+        hn::StoreU(votedLines(di, row + column, width), di, lines + column);
+    }
+    return column;
+}
+
+/** Lines of a row after the vote. */
+HWY_INLINE void voteOnRow(const LineVote& vote, int32_t y, int32_t* lines) {
+    const hn::ScalableTag<int32_t> di;
+    const OneLane<decltype(di)> oneLane;
+    const int32_t* const row = vote.lineIndices + y * vote.width;
+    if (y == 0 || y == vote.height - 1) {
+        std::copy_n(row, vote.width, lines);
+        return;
+    }
+    const int32_t column = voteOnColumns(di, row, vote.width, 1, lines);
+    voteOnColumns(oneLane, row, vote.width, column, lines);
+    lines[0] = row[0];
+    lines[vote.width - 1] = row[vote.width - 1];
+}
+
+template <class DF>
+HWY_INLINE int32_t addLines(DF df, const LineTable& table, const float32_t* addends, int32_t column,
+                            int32_t width, float32_t* distance, uint16_t* confidence) {
+    const hn::RebindToUnsigned<DF> du32;
+    const hn::Rebind<uint16_t, DF> du16;
+    const auto step = static_cast<int32_t>(hn::Lanes(df));
+    const auto invalidBit = hn::Set(du32, uint32_t{kConfidenceInvalid});
+    for (; column + step <= width; column += step) {
+        const auto withinLine = hn::LoadU(df, distance + column);
+        const auto merged = hn::LoadU(du16, confidence + column);
+        const auto bits = hn::PromoteTo(du32, merged);
+        const auto invalid = hn::RebindMask(df, hn::Eq(hn::And(bits, invalidBit), invalidBit));
+        const auto ranged = intoRange(df, table, hn::Add(withinLine, hn::LoadU(df, addends + column)));
+        const auto assigned = hn::IfThenZeroElse(ranged.outside, ranged.value);
+        hn::StoreU(hn::IfThenElse(invalid, withinLine, assigned), df, distance + column);
+        hn::StoreU(markWhere(df, hn::AndNot(invalid, ranged.outside), 0x0021U, merged), du16,
+                   confidence + column);
+    }
+    return column;
+}
+
+void VoteOnLines(const LineTable& table, const float32_t* offsetOfLine, const LineVote& vote,
+                 int32_t startLine, int32_t endLine) {
+    const hn::ScalableTag<float32_t> df;
+    const OneLane<decltype(df)> oneLane;
+    float32_t addendOfLine[kTwoFreqBins + 1];
+    std::copy_n(offsetOfLine, kTwoFreqBins, addendOfLine);
+    addendOfLine[kTwoFreqBins] = -0.0F;  // the value that changes no other, 0 included
+    for (int32_t y = startLine; y < endLine; ++y) {
+        HWY_ALIGN int32_t lines[kImageWidth];
+        HWY_ALIGN float32_t addends[kImageWidth];
+        voteOnRow(vote, y, lines);
+        for (int32_t x = 0; x < vote.width; ++x) {
+            addends[x] = addendOfLine[std::min(static_cast<uint32_t>(lines[x]), uint32_t{kTwoFreqBins})];
+        }
+        float32_t* const distance = vote.distance + y * vote.width;
+        uint16_t* const confidence = vote.confidence + y * vote.width;
+        const int32_t column = addLines(df, table, addends, 0, vote.width, distance, confidence);
+        addLines(oneLane, table, addends, column, vote.width, distance, confidence);
+    }
+}
+
+template <class DF>
+HWY_INLINE int32_t combinePairs(DF df, const PairResults& pairs, float32_t* distance, uint16_t* confidence,
+                                int32_t pixel, int32_t last) {
+    const hn::Rebind<uint16_t, DF> du16;
+    const auto step = static_cast<int32_t>(hn::Lanes(df));
+    const auto zero = hn::Zero(df);
+    const auto range = hn::Set(df, pairs.range);
+    const auto maxDiff = hn::Set(df, pairs.maxDiff);
+    for (; pixel + step <= last; pixel += step) {
+        const auto d0 = hn::LoadU(df, pairs.distance0 + pixel);
+        const auto d1 = hn::LoadU(df, pairs.distance1 + pixel);
+        const auto empty = hn::Or(hn::Eq(d0, zero), hn::Eq(d1, zero));
+        const auto inRange = hn::And(hn::Le(d0, range), hn::Le(d1, range));
+        const auto close = hn::Gt(maxDiff, hn::Abs(hn::Sub(d0, d1)));
+        const auto agree = hn::AndNot(empty, hn::And(inRange, close));
+        const auto merged =
+            hn::Or(hn::LoadU(du16, pairs.confidence0 + pixel), hn::LoadU(du16, pairs.confidence1 + pixel));
+        hn::StoreU(hn::IfThenElseZero(agree, d0), df, distance + pixel);
+        hn::StoreU(markWhere(df, hn::Not(agree), 0x0401U, merged), du16, confidence + pixel);
+    }
+    return pixel;
+}
+
+void CombinePairs(const PairResults& pairs, float32_t* distance, uint16_t* confidence, int32_t first,
+                  int32_t last) {
+    const hn::ScalableTag<float32_t> df;
+    const OneLane<decltype(df)> oneLane;
+    const int32_t pixel = combinePairs(df, pairs, distance, confidence, first, last);
+    combinePairs(oneLane, pairs, distance, confidence, pixel, last);
+}
+
+}  // namespace
+}  // namespace HWY_NAMESPACE
+}  // namespace multifreq
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+
+namespace multifreq {
+namespace {
+
+HWY_EXPORT(AssignDistances);
+HWY_EXPORT(AssignLines);
+HWY_EXPORT(VoteOnLines);
+HWY_EXPORT(CombinePairs);
+
+}  // namespace
+}  // namespace multifreq
+
+int32_t MultiFreq_AssignDistances(const LineTable& table, const LinePixels& pixels, int32_t first,
+                                  int32_t last) noexcept {
+    using namespace multifreq;
+    return HWY_DYNAMIC_DISPATCH(AssignDistances)(table, pixels, first, last);
+}
+
+int32_t MultiFreq_AssignLines(const LineTable& table, const LinePixels& pixels, int32_t* lineIndices,
+                              int32_t first, int32_t last) noexcept {
+    using namespace multifreq;
+    return HWY_DYNAMIC_DISPATCH(AssignLines)(table, pixels, lineIndices, first, last);
+}
+
+void MultiFreq_VoteOnLines(const LineTable& table, const float32_t* offsetOfLine, const LineVote& vote,
+                           int32_t startLine, int32_t endLine) noexcept {
+    using namespace multifreq;
+    HWY_DYNAMIC_DISPATCH(VoteOnLines)(table, offsetOfLine, vote, startLine, endLine);
+}
+
+void MultiFreq_CombinePairs(const PairResults& pairs, float32_t* distance, uint16_t* confidence,
+                            int32_t first, int32_t last) noexcept {
+    using namespace multifreq;
+    HWY_DYNAMIC_DISPATCH(CombinePairs)(pairs, distance, confidence, first, last);
+}
+
+#endif  // HWY_ONCE
