@@ -42,8 +42,8 @@ std::vector<float> aroundEverySample(int samplesPerPeriod) {
     for (int x = 0; x <= samplesPerPeriod; ++x) {
         const float phase = static_cast<float>(x) * kTwoPi / static_cast<float>(samplesPerPeriod);
         phases.push_back(phase);
-        phases.push_back(std::nextafter(phase, kInfinity));
-        phases.push_back(std::nextafter(phase, -kInfinity));
+        phases.push_back(x == 0 ? 1e-9F : std::nextafter(phase, kInfinity));
+        phases.push_back(x == 0 ? -1e-9F : std::nextafter(phase, -kInfinity));
         phases.push_back(phase + 0.01F);
     }
     return phases;
