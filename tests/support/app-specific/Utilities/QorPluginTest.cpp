@@ -1,0 +1,270 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The exported functions, called as a host calls them: through dlopen.
+#include "QorPlugin.h"
+
+#include <cxxabi.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+#include <set>
+
+#include "Allocator.h"
+#include "ElfSymbols.h"
+#include "HostInC.h"
+#include "Plugin.h"
+
+namespace {
+
+using host_testing::Bytes;
+using host_testing::Camera;
+using host_testing::channelsOf;
+using host_testing::Plugin;
+
+const Plugin::Answer kNothing = {0, false};
+const Plugin::Answer kInitialised = {1, false};
+const Plugin::Answer kFailed = {0, true};
+
+class QorPlugin : public ::testing::Test {
+ protected:
+    QorPlugin() { plugin_.createAlgo(); }
+
+    /** Calibration and the first image of a frame. */
+    void start() {
+        EXPECT_EQ(plugin_.process(camera_.calibrationPacket()), kNothing);
+        EXPECT_EQ(plugin_.process(camera_.imagePacket()), kInitialised) << plugin_.lastExceptionMessage();
+    }
+
+    std::string exceptionMessage() const { return plugin_.lastExceptionMessage(); }
+
+    Plugin plugin_;
+    Camera camera_;
+};
+
+TEST_F(QorPlugin, ANewAlgorithmHasANameAndNothingToSay) {
+    EXPECT_STREQ(plugin_.prettyName(), "Qor Distance Image");
+    EXPECT_STREQ(plugin_.lastMessage(), "");
+    EXPECT_EQ(plugin_.getRequiredOutputSize(0), 0);
+}
+
+TEST_F(QorPlugin, TheVersionIs036) {
+    AlgoVersion version = {9, 9, 9};
+    plugin_.getAlgoVersion(&version);
+    EXPECT_EQ(version.major, 0U);
+    EXPECT_EQ(version.minor, 3U);
+    EXPECT_EQ(version.patch, 6U);
+}
+
+TEST_F(QorPlugin, AHostInCFindsItsFunctions) {
+    uint32_t version[3] = {9, 9, 9};
+    ASSERT_EQ(versionFromC(QOR_PLUGIN_FILE, version), 0);
+    EXPECT_EQ(version[0], 0U);
+    EXPECT_EQ(version[1], 3U);
+    EXPECT_EQ(version[2], 6U);
+}
+
+TEST_F(QorPlugin, TheInitialisationIsTheLastMessage) {
+    start();
+    EXPECT_STREQ(plugin_.lastMessage(), "QorDistanceImage_Init() called successfully");
+}
+
+TEST_F(QorPlugin, CustomPin1Counts) {
+    EXPECT_EQ(plugin_.process(camera_.calibrationPacket(), 1), kFailed);
+    EXPECT_EQ(exceptionMessage(), "Unable to find requested channel 3228 in ZeltaChunk vector");
+}
+
+TEST_F(QorPlugin, CustomPin2CountsAsFalse) {
+    EXPECT_EQ(plugin_.process(camera_.calibrationPacket(), 2), kNothing);
+    EXPECT_EQ(plugin_.process(camera_.calibrationPacket(), -1), kNothing);
+    EXPECT_EQ(plugin_.process(camera_.customizationPacket(), 2), kNothing);
+    camera_.input.customization.minAmplitude = 77.0F;
+    EXPECT_EQ(plugin_.process(camera_.imagePacket()), kInitialised);
+    const auto input = host_testing::recordOn<QorDistanceImageIFInput>(plugin_.result(), 3208);
+    ASSERT_TRUE(input);
+    EXPECT_EQ(input->customization.minAmplitude, 77.0F);
+}
+
+TEST_F(QorPlugin, Pil2CountsAsFalse) {
+    start();
+    EXPECT_EQ(plugin_.getRequiredOutputSize(2), plugin_.getRequiredOutputSize(0));
+    EXPECT_EQ(plugin_.getRequiredOutputSize(-1), plugin_.getRequiredOutputSize(0));
+    EXPECT_LT(plugin_.getRequiredOutputSize(1), plugin_.getRequiredOutputSize(0));
+}
+
+TEST_F(QorPlugin, ASecondCreateReplacesTheAlgorithm) {
+    start();
+    plugin_.createAlgo();
+    EXPECT_STREQ(plugin_.lastMessage(), "");
+    EXPECT_EQ(plugin_.getRequiredOutputSize(0), 0);
+    camera_.restartFrame();
+    EXPECT_EQ(plugin_.process(camera_.imagePacket()), kNothing) << "the calibration went with the old one";
+    EXPECT_EQ(plugin_.process(camera_.calibrationPacket()), kInitialised);
+}
+
+TEST_F(QorPlugin, ClearWithoutAnAlgorithmDoesNothing) {
+    plugin_.clearAlgo();
+    plugin_.clearAlgo();
+    plugin_.createAlgo();
+    start();
+}
+
+/** Not asked of anyone, but a host's mistake must not take its process down. */
+TEST_F(QorPlugin, WithoutAnAlgorithmTheFunctionsAnswerNothing) {
+    plugin_.clearAlgo();
+    EXPECT_EQ(plugin_.process(camera_.calibrationPacket()), kNothing);
+    EXPECT_EQ(plugin_.getRequiredOutputSize(0), 0);
+    EXPECT_STREQ(plugin_.lastMessage(), "");
+    EXPECT_STREQ(plugin_.prettyName(), "");
+    AlgoVersion version = {9, 9, 9};
+    plugin_.getAlgoVersion(&version);
+    EXPECT_EQ(version.major, 9U);
+}
+
+TEST_F(QorPlugin, BetweenFramesTheResultHasTheDebugChannels) {
+    start();
+    EXPECT_EQ(channelsOf(plugin_.result()), (std::vector<int>{3208, 3214, 3216, 3218, 3220, 3222, 3200}));
+}
+
+TEST_F(QorPlugin, AFinishedFrameAddsTheResult) {
+    start();
+    for (int image = 1; image < 4; ++image) {
+        EXPECT_EQ(plugin_.process(camera_.imagePacket()), kNothing);
+    }
+    EXPECT_EQ(channelsOf(plugin_.result()),
+              (std::vector<int>{3208, 3214, 3216, 3218, 3220, 3222, 3200, 3210}));
+    EXPECT_EQ(channelsOf(plugin_.result(true)), (std::vector<int>{3208, 3220, 3222, 3210}));
+}
+
+TEST_F(QorPlugin, ACallWithoutAnImageHasNoResult) {
+    start();
+    ASSERT_GT(plugin_.getRequiredOutputSize(0), 0);
+    EXPECT_EQ(plugin_.process(camera_.inputPacket()), kNothing);
+    EXPECT_EQ(plugin_.getRequiredOutputSize(0), 0);
+    EXPECT_EQ(plugin_.getRequiredOutputSize(1), 0);
+}
+
+TEST_F(QorPlugin, TheCalibrationGoesBackInFull) {
+    EXPECT_EQ(plugin_.process(camera_.calibrationPacket()), kNothing);
+    const Bytes result = plugin_.result();
+    EXPECT_EQ(channelsOf(result), (std::vector<int>{3224, 3226, 3212}));
+    const host_testing::OwnedChunk sent = camera_.calibrationChunk();
+    const auto returned = host_testing::chunkOn(host_testing::parsed(result), 3212);
+    ASSERT_TRUE(returned);
+    ASSERT_EQ(static_cast<std::size_t>(returned->dataSize), sent.data.size());
+    EXPECT_EQ(std::memcmp(returned->data, sent.data.data(), sent.data.size()), 0);
+    ASSERT_EQ(static_cast<std::size_t>(returned->descSize), sent.description.size());
+    EXPECT_EQ(std::memcmp(returned->description, sent.description.data(), sent.description.size()), 0);
+}
+
+TEST_F(QorPlugin, InTheShortFormTheCalibrationGoesOutOnce) {
+    EXPECT_EQ(plugin_.process(camera_.calibrationPacket()), kNothing);
+    EXPECT_EQ(channelsOf(plugin_.result(true)), (std::vector<int>{3212}));
+    EXPECT_EQ(plugin_.getRequiredOutputSize(1), 0);
+    EXPECT_EQ(channelsOf(plugin_.result()), (std::vector<int>{3224, 3226, 3212}));
+}
+
+TEST_F(QorPlugin, AResultOfAWrongSizeThrowsOnToTheHost) {
+    start();
+    const int required = plugin_.getRequiredOutputSize(1);
+    Bytes packet(static_cast<std::size_t>(required) + 1);
+    try {
+        plugin_.packResult(packet.data(), required + 1);
+        FAIL() << "nothing was thrown";
+    } catch (const std::runtime_error& e) {
+        EXPECT_EQ(std::string(e.what()), "Unexpected payload size (got: " + std::to_string(required + 1) +
+                                             " expected: " + std::to_string(required));
+    }
+}
+
+TEST_F(QorPlugin, WhatIsNoPacketIsAnException) {
+    EXPECT_EQ(plugin_.process({1, 2, 3}), kFailed);
+    EXPECT_EQ(exceptionMessage(), "Unable to parse zelta packet");
+    EXPECT_EQ(plugin_.getRequiredOutputSize(0), 0);
+}
+
+TEST_F(QorPlugin, TheLastExceptionOutlivesSuccesses) {
+    EXPECT_EQ(plugin_.process({1, 2, 3}), kFailed);
+    start();
+    EXPECT_EQ(exceptionMessage(), "Unable to parse zelta packet");
+}
+
+TEST_F(QorPlugin, TheExceptionOfTheAlgorithmIsItsText) {
+    EXPECT_EQ(plugin_.process(host_testing::packetOf({camera_.calibrationChunk()})), kFailed);
+    EXPECT_EQ(exceptionMessage(),
+              "CalibInterpreter_Apply Exception: Unable to find requested channel 3226 in ZeltaChunk vector");
+}
+
+TEST_F(QorPlugin, AnExceptionOfAnUnknownTypeIsUnknown) {
+    const Bytes packet = camera_.calibrationPacket();
+    int32_t exceptionOccured = 0;
+    host_testing::g_nextAllocationThrowsANumber = true;
+    const int32_t result =
+        plugin_.processZelta(packet.data(), static_cast<int32_t>(packet.size()), 0, &exceptionOccured);
+    ASSERT_FALSE(host_testing::g_nextAllocationThrowsANumber) << "the plug-in allocates elsewhere";
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(exceptionOccured, 1);
+    EXPECT_EQ(exceptionMessage(), "Unknown exception");
+    start();
+}
+
+TEST_F(QorPlugin, ADeclaredSizeOf4GiBIsRefusedAndAllocatesNothingOfThatSize) {
+    host_testing::OwnedChunk calibration = camera_.calibrationChunk();
+    std::fill_n(calibration.description.begin() + 8, 4, std::uint8_t{0xFF});
+    EXPECT_EQ(plugin_.process(host_testing::packetOf({calibration, camera_.auxiliaryChunk()})), kFailed);
+    EXPECT_NE(exceptionMessage().find("uncompress failed"), std::string::npos) << exceptionMessage();
+}
+
+TEST_F(QorPlugin, ATruncatedPacketIsRefusedWhereverItIsCut) {
+    const Bytes packet = host_testing::packetOf({camera_.auxiliaryChunk()});
+    for (std::size_t size = 0; size < packet.size(); ++size) {
+        const Bytes cut(packet.begin(), packet.begin() + static_cast<std::ptrdiff_t>(size));
+        EXPECT_EQ(plugin_.process(cut), kFailed) << size;
+    }
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// The dynamic symbol table
+
+std::string readable(const std::string& symbol) {
+    int status = 0;
+    const std::unique_ptr<char, void (*)(void*)> name(
+        abi::__cxa_demangle(symbol.c_str(), nullptr, nullptr, &status), &std::free);
+    return status == 0 ? name.get() : symbol;
+}
+
+TEST(ExportedSymbols, AreTheInterfaceAndNothingElse) {
+    std::set<std::string> expected = {
+        "createAlgo", "clearAlgo", "processZelta", "getRequiredOutputSize", "packResult", "getAlgoVersion",
+        "lastMessage", "prettyName", "lastExceptionMessage",
+        // The pipeline.
+        "QorDistanceImage_Init", "QorDistanceImage_Apply", "QorDistanceImage_GetErrorString",
+        "QorDistanceImage_QueryVersion", "g_vStr",
+        // The calibration interpreter, in C++.
+        "DICI_Qor::CalibInterpreter_Apply", "DICI_Qor::GetLastErrorString"};
+    for (const char* record :
+         {"QorDistanceImageProfiling", "QorDistanceImageCalib", "QorDistanceImageState",
+          "QorDistanceImageOutput", "QorDistanceImageParam", "QorDistanceImageInput", "QorDistanceImageInOut",
+          "QorDistanceImageDebug", "QorDistanceImageIFInput", "QorDistanceImageIFCalib",
+          "QorDistanceImageCustomization", "QorDistanceImageIFOutput", "QorRawPhaseData", "QorDICIError",
+          "QorDICIAuxiliaryParam"}) {
+        expected.insert(std::string("zeltaGet_") + record);
+    }
+    std::set<std::string> names;
+    for (const std::string& symbol : host_testing::exportedSymbols(QOR_PLUGIN_FILE)) {
+        const std::string name = readable(symbol);
+        // Without the arguments and without the mark of the string's ABI.
+        EXPECT_TRUE(names.insert(name.substr(0, name.find_first_of("[("))).second) << symbol;
+    }
+    EXPECT_EQ(names, expected);
+}
+
+TEST(ExportedSymbols, TheNameOfTheAlgorithmIsText) {
+    const Plugin plugin;
+    const auto* const text = static_cast<const char* const*>(plugin.symbol("g_vStr"));
+    ASSERT_NE(text, nullptr);
+    EXPECT_STREQ(*text, "Qor Version AL_VERSION_MAJOR.AL_VERSION_MINOR.AL_VERSION_PATCH");
+}
+
+}  // namespace
