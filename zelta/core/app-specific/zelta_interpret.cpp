@@ -1037,6 +1037,7 @@ void modify(const typename InterpreterRef<T>::Type& interpreter, const T* values
     interpreter->modify(values, count, data, dataSize);
 }
 
+// NOLINTBEGIN(bugprone-macro-parentheses): types do not stand in parentheses.
 #define ZELTA_INSTANTIATE_READER(T)                                                      \
     template class Interpreter<T>;                                                       \
     template bool validate_type_conversion<T>(unsigned int, TypeIdentifier);             \
@@ -1046,6 +1047,7 @@ void modify(const typename InterpreterRef<T>::Type& interpreter, const T* values
 #define ZELTA_INSTANTIATE(T)     \
     ZELTA_INSTANTIATE_READER(T); \
     template void modify<T>(const InterpreterRef<T>::Type&, const T*, unsigned int, void*, unsigned int)
+// NOLINTEND(bugprone-macro-parentheses)
 
 ZELTA_INSTANTIATE(signed char);
 ZELTA_INSTANTIATE(short);

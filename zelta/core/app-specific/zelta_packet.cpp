@@ -315,8 +315,8 @@ bool seekBy(FILE* stream, std::int64_t distance) {
 }  // namespace
 
 int packet_size(FILE* stream) {
-    constexpr std::int64_t kNumbersBytes = 3 * kWordBytes;
-    constexpr std::int64_t kMarksBytes = 3 * kWordBytes;
+    constexpr std::int64_t kNumbersBytes = std::int64_t{3} * kWordBytes;
+    constexpr std::int64_t kMarksBytes = std::int64_t{3} * kWordBytes;
     const int count = readNumber(stream);
     std::int64_t total = kWordBytes;
     for (int i = 0; i < count; ++i) {

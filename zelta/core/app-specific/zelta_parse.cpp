@@ -197,7 +197,10 @@ TypeRef rec_Croptype(const TypeRef& type, const std::vector<std::string>& expres
             packed.add(member);
         }
     }
-    return members.empty() ? TypeRef() : makeStruct(*type, offset, packed.size(), members);
+    if (members.empty()) {
+        return TypeRef();
+    }
+    return makeStruct(*type, offset, packed.size(), members);
 }
 
 TypeRef cropDatadefinition(const TypeRef& type, const std::vector<std::string>& expressions) {
@@ -599,8 +602,11 @@ TypeRef parseDatadefinition(const void* data, unsigned int size) {
     const auto* const bytes = static_cast<const unsigned char*>(data);
     const Header header = readHeader(bytes, size);
     const unsigned char* const stored = bytes + header.payloadAt;
+    if (header.compressed && header.enciphered()) {
+        return parseEnciphered(header, stored);
+    }
     if (header.compressed) {
-        return header.enciphered() ? parseEnciphered(header, stored) : parseCompressed(header, stored);
+        return parseCompressed(header, stored);
     }
     if (header.uncompressedSize > size - header.payloadAt) {
         parseError("dataSize < uncompressed size");
