@@ -71,16 +71,15 @@ HWY_INLINE bool findBins(DF df, const LineTable& table, const LinePixels& pixels
     const auto invResolution = hn::Set(df, table.invResolution);
     const auto below = hn::Set(df, -1.0F);
     const auto beyond = hn::Set(df, static_cast<float32_t>(kTwoFreqBins));
-    auto outside = hn::MaskFromVec(hn::Zero(df));
+    auto inside = hn::Lt(below, beyond);
     for (int32_t i = 0; i < count; i += step) {
         const auto m = loadMeasurement(df, pixels, first + i);
         const auto position = hn::IfThenZeroElse(
             m.missing, hn::Add(half, hn::Mul(hn::Add(m.difference, lutOffset), invResolution)));
-        const auto inside = hn::And(hn::Gt(position, below), hn::Lt(position, beyond));
-        outside = hn::Or(outside, hn::Not(inside));
+        inside = hn::And(inside, hn::And(hn::Gt(position, below), hn::Lt(position, beyond)));
         hn::StoreU(hn::ConvertTo(di32, position), di32, bins + i);
     }
-    return hn::AllFalse(df, outside);
+    return hn::AllTrue(df, inside);
 }
 
 /** Fetches the bins, abscissa and value in turn. */
@@ -209,64 +208,87 @@ int32_t AssignLines(const LineTable& table, const LinePixels& pixels, int32_t* l
     return assignPixels<true>(table, pixels, lineIndices, first, last);
 }
 
-/** Votes of a vector of pixels, counted downward from 0: a comparison that holds is -1. */
-template <class DI>
-struct Votes {
-    hn::Vec<DI> stay;
-    hn::Vec<DI> oneUp;
-    hn::Vec<DI> oneDown;
+// The vote runs on bytes. A line number beyond their limits becomes the limit, which no line of the table, 0
+// to 99, has for a neighbour: neither the votes nor the lines that add a distance change.
+constexpr int32_t kMargin = 64;  // at least a vector of bytes
+
+/** Line numbers of a row; what stands in the margins does not count. */
+class LineRow {
+ public:
+    int8_t* columns() { return lines_ + kMargin; }
+    const int8_t* columns() const { return lines_ + kMargin; }
+
+ private:
+    HWY_ALIGN int8_t lines_[kMargin + kImageWidth + kMargin] = {};
 };
 
 template <class DI>
-HWY_INLINE void compareNeighborLine(DI di, hn::Vec<DI> line, const int32_t* neighbor, Votes<DI>& votes) {
-    const auto change = hn::Sub(hn::LoadU(di, neighbor), line);
-    votes.stay = hn::Add(votes.stay, hn::VecFromMask(di, hn::Eq(change, hn::Zero(di))));
-    votes.oneUp = hn::Add(votes.oneUp, hn::VecFromMask(di, hn::Eq(change, hn::Set(di, 1))));
-    votes.oneDown = hn::Add(votes.oneDown, hn::VecFromMask(di, hn::Eq(change, hn::Set(di, -1))));
-}
-
-/** Lines of a vector of pixels after the vote. Staying wins every tie, up wins over down. */
-template <class DI>
-HWY_INLINE hn::Vec<DI> votedLines(DI di, const int32_t* lineIndices, int32_t width) {
-    const auto line = hn::LoadU(di, lineIndices);
-    Votes<DI> votes = {hn::Zero(di), hn::Zero(di), hn::Zero(di)};
-    compareNeighborLine(di, line, lineIndices - width - 1, votes);
-    compareNeighborLine(di, line, lineIndices - width, votes);
-    compareNeighborLine(di, line, lineIndices - width + 1, votes);
-    compareNeighborLine(di, line, lineIndices - 1, votes);
-    compareNeighborLine(di, line, lineIndices + 1, votes);
-    compareNeighborLine(di, line, lineIndices + width - 1, votes);
-    compareNeighborLine(di, line, lineIndices + width, votes);
-    compareNeighborLine(di, line, lineIndices + width + 1, votes);
-    // More votes are the smaller number here.
-    const auto winner = hn::Min(votes.stay, votes.oneUp);
-    const auto up = hn::VecFromMask(di, hn::Lt(votes.oneUp, votes.stay));
-    const auto down = hn::Lt(votes.oneDown, winner);
-    return hn::Sub(line, hn::IfThenElse(down, hn::Set(di, 1), up));
-}
-
-template <class DI>
-HWY_INLINE int32_t voteOnColumns(DI di, const int32_t* row, int32_t width, int32_t column, int32_t* lines) {
+HWY_INLINE int32_t narrowColumns(DI di, const int32_t* lineIndices, int32_t column, int32_t width,
+                                 int8_t* lines) {
+    const hn::Rebind<int8_t, DI> d8;
     const auto step = static_cast<int32_t>(hn::Lanes(di));
-    for (; column + step < width; column += step) {
-        hn::StoreU(votedLines(di, row + column, width), di, lines + column);
+    for (; column + step <= width; column += step) {
+        hn::StoreU(hn::DemoteTo(d8, hn::LoadU(di, lineIndices + column)), d8, lines + column);
     }
     return column;
 }
 
-/** Lines of a row after the vote. */
-HWY_INLINE void voteOnRow(const LineVote& vote, int32_t y, int32_t* lines) {
+HWY_INLINE void narrowRow(const LineVote& vote, int32_t y, LineRow& row) {
     const hn::ScalableTag<int32_t> di;
-    const OneLane<decltype(di)> oneLane;
-    const int32_t* const row = vote.lineIndices + y * vote.width;
-    if (y == 0 || y == vote.height - 1) {
-        std::copy_n(row, vote.width, lines);
-        return;
+    const hn::CappedTag<int32_t, 1> oneLane;
+    const int32_t* const lineIndices = vote.lineIndices + y * vote.width;
+    const int32_t column = narrowColumns(di, lineIndices, 0, vote.width, row.columns());
+    narrowColumns(oneLane, lineIndices, column, vote.width, row.columns());
+}
+
+/** Votes of a vector of pixels, counted downward from 0: a comparison that holds is -1. */
+template <class D8>
+struct Votes {
+    hn::Vec<D8> stay;
+    hn::Vec<D8> oneUp;
+    hn::Vec<D8> oneDown;
+};
+
+template <class D8>
+HWY_INLINE void compareNeighborLine(D8 d8, hn::Vec<D8> line, const int8_t* neighbor, Votes<D8>& votes) {
+    const auto change = hn::Sub(hn::LoadU(d8, neighbor), line);
+    votes.stay = hn::Add(votes.stay, hn::VecFromMask(d8, hn::Eq(change, hn::Zero(d8))));
+    votes.oneUp = hn::Add(votes.oneUp, hn::VecFromMask(d8, hn::Eq(change, hn::Set(d8, int8_t{1}))));
+    votes.oneDown = hn::Add(votes.oneDown, hn::VecFromMask(d8, hn::Eq(change, hn::Set(d8, int8_t{-1}))));
+}
+
+/** Lines of a vector of pixels after the vote. Staying wins every tie, up wins over down. */
+template <class D8>
+HWY_INLINE hn::Vec<D8> votedLines(D8 d8, const int8_t* above, const int8_t* row, const int8_t* below) {
+    const auto line = hn::LoadU(d8, row);
+    Votes<D8> votes = {hn::Zero(d8), hn::Zero(d8), hn::Zero(d8)};
+    compareNeighborLine(d8, line, above - 1, votes);
+    compareNeighborLine(d8, line, above, votes);
+    compareNeighborLine(d8, line, above + 1, votes);
+    compareNeighborLine(d8, line, row - 1, votes);
+    compareNeighborLine(d8, line, row + 1, votes);
+    compareNeighborLine(d8, line, below - 1, votes);
+    compareNeighborLine(d8, line, below, votes);
+    compareNeighborLine(d8, line, below + 1, votes);
+    // More votes are the smaller number here.
+    const auto winner = hn::Min(votes.stay, votes.oneUp);
+    const auto up = hn::VecFromMask(d8, hn::Lt(votes.oneUp, votes.stay));
+    const auto down = hn::Lt(votes.oneDown, winner);
+    return hn::Sub(line, hn::IfThenElse(down, hn::Set(d8, int8_t{1}), up));
+}
+
+/** Lines of a row after the vote, but for its first and last column, which keep theirs. */
+HWY_INLINE void voteOnRow(const LineRow& above, const LineRow& row, const LineRow& below, int32_t width,
+                          LineRow& voted) {
+    const hn::ScalableTag<int8_t> d8;
+    static_assert(hn::MaxLanes(d8) <= kMargin);
+    const auto step = static_cast<int32_t>(hn::Lanes(d8));
+    for (int32_t column = 0; column < width; column += step) {
+        hn::StoreU(votedLines(d8, above.columns() + column, row.columns() + column, below.columns() + column),
+                   d8, voted.columns() + column);
     }
-    const int32_t column = voteOnColumns(di, row, vote.width, 1, lines);
-    voteOnColumns(oneLane, row, vote.width, column, lines);
-    lines[0] = row[0];
-    lines[vote.width - 1] = row[vote.width - 1];
+    voted.columns()[0] = row.columns()[0];
+    voted.columns()[width - 1] = row.columns()[width - 1];
 }
 
 template <class DF>
@@ -294,15 +316,27 @@ void VoteOnLines(const LineTable& table, const float32_t* offsetOfLine, const Li
                  int32_t startLine, int32_t endLine) {
     const hn::ScalableTag<float32_t> df;
     const OneLane<decltype(df)> oneLane;
-    float32_t addendOfLine[kTwoFreqBins + 1];
+    float32_t addendOfLine[256];
+    std::fill_n(addendOfLine, 256, -0.0F);  // the value that changes no other, 0 included
     std::copy_n(offsetOfLine, kTwoFreqBins, addendOfLine);
-    addendOfLine[kTwoFreqBins] = -0.0F;  // the value that changes no other, 0 included
+    LineRow rows[3];  // row y is number y % 3
+    if (startLine < endLine) {
+        narrowRow(vote, std::max(startLine - 1, 0), rows[(startLine + 2) % 3]);
+        narrowRow(vote, startLine, rows[startLine % 3]);
+    }
     for (int32_t y = startLine; y < endLine; ++y) {
-        HWY_ALIGN int32_t lines[kImageWidth];
+        const LineRow* lines = &rows[y % 3];
+        LineRow voted;
+        if (y + 1 < vote.height) {
+            narrowRow(vote, y + 1, rows[(y + 1) % 3]);
+            if (y > 0) {
+                voteOnRow(rows[(y + 2) % 3], rows[y % 3], rows[(y + 1) % 3], vote.width, voted);
+                lines = &voted;
+            }
+        }
         HWY_ALIGN float32_t addends[kImageWidth];
-        voteOnRow(vote, y, lines);
         for (int32_t x = 0; x < vote.width; ++x) {
-            addends[x] = addendOfLine[std::min(static_cast<uint32_t>(lines[x]), uint32_t{kTwoFreqBins})];
+            addends[x] = addendOfLine[static_cast<uint8_t>(lines->columns()[x])];
         }
         float32_t* const distance = vote.distance + y * vote.width;
         uint16_t* const confidence = vote.confidence + y * vote.width;

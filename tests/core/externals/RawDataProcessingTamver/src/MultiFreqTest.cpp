@@ -622,11 +622,15 @@ TEST_F(ThreeFreq, WithOverlapEveryImageFromTheThirdOnCompletesAResult) {
 TEST_F(ThreeFreq, TwoBuffersTakeTurns) {
     ASSERT_EQ(stage_.init(), 0);
     ASSERT_EQ(show(0, 3.3), 0);
-    EXPECT_EQ(stage_.state->inter0.get(), &stage_.state->intermediateResults[0]);
-    EXPECT_EQ(stage_.state->inter1.get(), &stage_.state->intermediateResults[1]);
+    EXPECT_EQ(static_cast<const IntermediateRes3Freq*>(stage_.state->inter0),
+              &stage_.state->intermediateResults[0]);
+    EXPECT_EQ(static_cast<const IntermediateRes3Freq*>(stage_.state->inter1),
+              &stage_.state->intermediateResults[1]);
     ASSERT_EQ(show(1, 3.3), 0);
-    EXPECT_EQ(stage_.state->inter0.get(), &stage_.state->intermediateResults[1]);
-    EXPECT_EQ(stage_.state->inter1.get(), &stage_.state->intermediateResults[0]);
+    EXPECT_EQ(static_cast<const IntermediateRes3Freq*>(stage_.state->inter0),
+              &stage_.state->intermediateResults[1]);
+    EXPECT_EQ(static_cast<const IntermediateRes3Freq*>(stage_.state->inter1),
+              &stage_.state->intermediateResults[0]);
     EXPECT_NEAR(stage_.state->intermediateResults[1].distance[5], 3.3F, 1e-5F);
     ASSERT_EQ(show(2, 3.3), 0);
     EXPECT_NEAR(stage_.state->intermediateResults[0].distance[5], 3.3F, 1e-5F);
