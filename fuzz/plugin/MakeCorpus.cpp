@@ -1,0 +1,202 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Writes the seeds of the plug-in's fuzz target with the project's own writers: plugin_make_corpus FOLDER.
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+
+#include "Camera.h"
+#include "Session.h"
+
+namespace {
+
+using fuzz::SessionWriter;
+using host_testing::Bytes;
+using host_testing::OwnedChunk;
+
+class Folder {
+ public:
+    explicit Folder(const char* path) : m_path(path) { std::filesystem::create_directories(m_path); }
+
+    void write(const std::string& name, const SessionWriter& session) const {
+        std::ofstream file(m_path / name, std::ios::binary);
+        file << session.bytes();
+        if (!file) {
+            throw std::runtime_error("cannot write " + (m_path / name).string());
+        }
+    }
+
+ private:
+    std::filesystem::path m_path;
+};
+
+SessionWriter frames(int images, unsigned int flags) {
+    SessionWriter session;
+    session.step(fuzz::StepCalibration | flags);
+    for (int image = 0; image < images; ++image) {
+        session.step(fuzz::StepImage | flags);
+    }
+    return session;
+}
+
+void writeGoodSessions(const Folder& folder) {
+    folder.write("two-frames", frames(8, fuzz::kFullResult));
+    folder.write("rich-frame", frames(17, fuzz::kRichInput | fuzz::kIntensity));
+    folder.write("other-layout", frames(4, fuzz::kOtherLayout));
+    folder.write("rich-frame-other-layout",
+                 frames(17, fuzz::kOtherLayout | fuzz::kRichInput | fuzz::kIntensity));
+    SessionWriter pin;
+    pin.step(fuzz::StepCustomization | fuzz::kRichInput).step(fuzz::StepCalibration).step(fuzz::StepImage);
+    folder.write("custom-pin", pin);
+}
+
+void writeOutOfOrder(const Folder& folder) {
+    SessionWriter late;
+    late.step(fuzz::StepImage).step(fuzz::StepCalibration).step(fuzz::StepRaw).step(fuzz::StepInput);
+    folder.write("calibration-late", late);
+    SessionWriter apart;
+    apart.step(fuzz::StepCalibration).step(fuzz::StepInput);
+    for (int image = 0; image < 4; ++image) {
+        apart.step(fuzz::StepImage).step(fuzz::StepRaw).step(fuzz::StepInput);
+    }
+    folder.write("apart", apart);
+    SessionWriter again = frames(3, 0);
+    again.step(fuzz::StepRestartFrame).step(fuzz::StepImage | fuzz::kRichInput);
+    again.step(fuzz::StepNewAlgorithm).step(fuzz::StepImage).step(fuzz::StepCalibration);
+    folder.write("again", again);
+}
+
+/** Numbers of the input record and the calibration that index something, out of range. */
+void writeHostileNumbers(const Folder& folder) {
+    const host_testing::Camera camera;
+    const auto inputData = static_cast<std::uint32_t>(4 + 16 + camera.inputChunk().description.size() + 4);
+    const auto calibrationData =
+        static_cast<std::uint32_t>(4 + 16 + camera.calibrationChunk().description.size() + 4);
+    struct Member {
+        const char* name;
+        std::uint32_t offset;
+    };
+    for (const Member& member : {Member{"freqIdx", 8},
+                                 {"exposureTime", 12},
+                                 {"temporalFilter", 40},
+                                 {"numberOfFrames", 44},
+                                 {"spatialFilter", 64},
+                                 {"medianMask", 68},
+                                 {"meanMask", 72},
+                                 {"bilateralMask", 76},
+                                 {"applyAutoExposure", 128},
+                                 {"noPoints", 400},
+                                 {"regionType", 444},
+                                 {"noROIs", 20112},
+                                 {"numExposures", 20160},
+                                 {"numFrequencies", 20164},
+                                 {"fid", 20184},
+                                 {"nextline", 20186},
+                                 {"numlines", 20188},
+                                 {"hoppingLength", 20208}}) {
+        for (const std::uint8_t high : {std::uint8_t{0x7F}, std::uint8_t{0xFF}}) {
+            SessionWriter session;
+            session.step(fuzz::StepCalibration);
+            for (int image = 0; image < 5; ++image) {
+                std::vector<fuzz::Change> changes;
+                const std::uint32_t at = inputData + member.offset;
+                changes.push_back({at, high});
+                if (member.offset < 20184 || member.offset > 20188) {
+                    changes.push_back({at + 3, high});
+                }
+                session.step(fuzz::StepImage | (image % 2 == 0 ? 0U : unsigned{fuzz::kRichInput}), changes);
+            }
+            folder.write(std::string("input-") + member.name + "-" + std::to_string(high), session);
+        }
+    }
+    for (const Member& member : {Member{"badPixelIdx", 770916},
+                                 {"numBadPixel", 770976},
+                                 {"frequencies", 848036},
+                                 {"numberOfFrequencies", 848052},
+                                 {"fx", 848056}}) {
+        for (const std::uint8_t high : {std::uint8_t{0x7F}, std::uint8_t{0xFF}}) {
+            const std::uint32_t at = calibrationData + member.offset;
+            SessionWriter session;
+            session.step(fuzz::StepCalibration, {{at, high}, {at + 3, high}});
+            for (int image = 0; image < 9; ++image) {
+                session.step(fuzz::StepImage | fuzz::kRichInput);
+            }
+            folder.write(std::string("calibration-") + member.name + "-" + std::to_string(high), session);
+        }
+    }
+}
+
+/** `depth` structs in each other around one number. */
+std::string nestedPayload(unsigned int depth) {
+    std::string payload;
+    for (unsigned int i = 0; i < depth; ++i) {
+        payload += std::string("d\0\0\0\1s", 6) + std::string("e\0\0\0\0f\0\0\0\0g\0\0\0\4", 15);
+        payload += i == 0 ? std::string("h\0\0\0\xC8", 5) : std::string();
+        payload += std::string("\x96\0\0\0\xFE", 5);
+    }
+    payload += std::string("d\0\0\0\1x", 6) + std::string("e\0\0\0\0f\0\0\0\0g\0\0\0\4", 15);
+    payload += std::string("\x96\0\0\0\1", 5);
+    for (unsigned int i = 0; i < depth; ++i) {
+        payload += std::string("\x96\0\0\0\xFF", 5);
+    }
+    return payload;
+}
+
+void writeHostilePackets(const Folder& folder) {
+    const host_testing::Camera camera;
+    const OwnedChunk auxiliary = camera.auxiliaryChunk();
+    const Bytes whole = host_testing::packetOf({auxiliary, {3212, {1, 2, 3, 4}, {5}}});
+    for (const std::size_t size : {std::size_t{0}, std::size_t{3}, std::size_t{4}, std::size_t{17},
+                                   whole.size() / 2, whole.size() - 1, whole.size()}) {
+        const Bytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
+        folder.write("cut-" + std::to_string(size), SessionWriter().packet(cut));
+    }
+    for (const int channel : {3200, 3208, 3212, 3228}) {
+        for (const unsigned int depth : {200U, 1024U, 1025U, 3000U}) {
+            for (const unsigned int version : {0x0100U, 0x0200U, 0x0300U}) {
+                const OwnedChunk nested = {
+                    channel, host_testing::definitionOf(nestedPayload(depth), version), {0, 0, 0, 0}};
+                folder.write("nested-" + std::to_string(channel) + "-" + std::to_string(depth) + "-" +
+                                 std::to_string(version >> 8U),
+                             SessionWriter().packet(host_testing::packetOf({nested, auxiliary}),
+                                                    channel == 3228 ? unsigned{fuzz::kCustomPin} : 0U));
+            }
+        }
+    }
+    for (const unsigned int version : {0x0100U, 0x0200U, 0x0300U}) {
+        Bytes definition = host_testing::definitionOf(nestedPayload(2), version);
+        const std::ptrdiff_t sizeAt = version == 0x0300 ? 8 : 4;
+        std::fill_n(definition.begin() + sizeAt, 4, std::uint8_t{0xFF});
+        for (const int channel : {3200, 3208, 3212}) {
+            const Bytes packet = host_testing::packetOf({{channel, definition, {0, 0, 0, 0}}, auxiliary});
+            folder.write("four-gib-" + std::to_string(channel) + "-" + std::to_string(version >> 8U),
+                         SessionWriter().packet(packet));
+        }
+    }
+    // A data size of 2 GiB in the header of a chunk.
+    Bytes huge = whole;
+    std::fill_n(huge.begin() + 12, 3, std::uint8_t{0xFF});
+    huge[15] = 0x7F;
+    folder.write("huge-chunk", SessionWriter().packet(huge));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 2) {
+        std::fputs("usage: plugin_make_corpus FOLDER\n", stderr);
+        return 2;
+    }
+    try {
+        const Folder folder(argv[1]);
+        writeGoodSessions(folder);
+        writeOutOfOrder(folder);
+        writeHostileNumbers(folder);
+        writeHostilePackets(folder);
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "plugin_make_corpus: %s\n", e.what());
+        return 1;
+    }
+    return 0;
+}
