@@ -42,7 +42,7 @@ constexpr int32_t kLineBackwardFrequency = 492;
 
 constexpr uint32_t kMaxFrequencies = 4;
 constexpr uint32_t kMaxExposureTimes = 2;
-constexpr uint32_t kFreqIdxLimit = 4;  ///< of the known failure; one above the last slot
+constexpr uint32_t kFreqIdxLimit = 4;  // the reported limit; the last slot is one below
 
 constexpr float32_t kTwoPi = 6.2831855F;
 constexpr float32_t kPi = 3.1415927F;

@@ -203,7 +203,7 @@ TEST_F(WigglingInit, AnAmplitudeWigglingThatVanishesWithinThePeriodEndsAtTheBrac
 TEST_F(WigglingInit, AnyCalibrationEndsWithTablesOrAKnownFailure) {
     Random random(52);
     SCOPED_TRACE(random.seedText());
-    for (int round = 0; round < 3000; ++round) {
+    for (int round = 0; round < 600; ++round) {
         reports_.clear();
         calib_.referenceFunc = kReferenceFuncs[round % 3];
         calib_.binningEnabled = 1;
