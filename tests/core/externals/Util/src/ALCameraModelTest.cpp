@@ -111,10 +111,9 @@ TEST(BouguetModel, EveryRayHasLengthOneAndPointsForward) {
     for (int i = 0; i < 2000; ++i) {
         const AlgoPoint3D ray = rayOf(lens(), {random.real(-50.0F, 300.0F), random.real(-50.0F, 250.0F)});
         ASSERT_GT(ray.z, 0.0F);
-        const double x = ray.x;
-        const double y = ray.y;
-        const double z = ray.z;
-        ASSERT_NEAR(std::sqrt(x * x + y * y + z * z), 1.0, 5e-7);
+        const double length =
+            std::hypot(static_cast<double>(ray.x), static_cast<double>(ray.y), static_cast<double>(ray.z));
+        ASSERT_NEAR(length, 1.0, 5e-7);
     }
 }
 
