@@ -78,6 +78,20 @@ TEST_F(MultiFreq, TheOrderOfTheFrequenciesDoesNotMatter) {
     }
 }
 
+TEST_F(MultiFreq, TwoEqualFrequenciesUseTheForwardTable) {
+    ASSERT_EQ(stage_.init(), 0);
+    stage_.frequencies = {60e6F, 60e6F};
+    stage_.calib.frequencies = stage_.frequencies.data();
+    TwoFreqLUT& forward = stage_.state->LUTForward[0];
+    std::fill_n(forward.offset, kTwoFreqBins, 0.5F);
+    stage_.param.verticalAssignment = 1;
+    stage_.currentDistance[0] = 1.0F;
+    stage_.previousDistance[0] = 1.0F;
+    ASSERT_EQ(stage_.apply(0), 0);
+    ASSERT_EQ(stage_.apply(1), 0);
+    EXPECT_EQ(stage_.distance[0], 1.5F);
+}
+
 TEST_F(MultiFreq, TheMeanOfBothMeasurementsHasHalfTheError) {
     stage_.currentDistance[0] = 1.0F + 0.04F;
     stage_.previousDistance[0] = 1.0F;
