@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The whole way: simulated raw images through the pipeline, distances against the truth.
+// The whole way: simulated raw images as packets through the plug-in, distances against the truth.
 
 #include "qor/Accuracy.h"
 
@@ -9,8 +9,11 @@
 #include <cmath>
 #include <vector>
 
-#include "qor/DirectPipeline.h"
+#include "plugin/Plugin.h"
+#include "qor/ResultFrame.h"
+#include "recording/CameraRecords.h"
 #include "simulation/Camera.h"
+#include "simulation/Image.h"
 
 namespace qor {
 namespace {
@@ -33,6 +36,59 @@ std::ostream& operator<<(std::ostream& stream, const Shot& shot) {
                   << " exposures, seed " << shot.seed;
 }
 
+// A camera, its packets, and the plug-in that takes them.
+class Rig {
+ public:
+    explicit Rig(const simulation::CameraSettings& settings)
+        : camera_(settings),
+          packets_(camera_.calibration(), processing(settings)),
+          algorithm_(QOR_PLUGIN),
+          accuracy_(settings.frequencies) {
+        algorithm_.process(recording::calibrationPacket(camera_.calibration(), settings.seed));
+    }
+
+    simulation::Frame nextFrame() { return camera_.nextFrame(); }
+
+    // Hands the image over and judges the frame that it finishes, if it does.
+    bool process(const simulation::Frame& frame, std::size_t image) {
+        algorithm_.process(packets_.packetOf(frame.images[image]));
+        const std::vector<std::uint8_t> result = algorithm_.result(true);
+        zelta::Packet chunks;
+        EXPECT_EQ(zelta::packet_parse(result.data(), static_cast<int>(result.size()), chunks), 0);
+        last_ = frameIn(chunks, true);
+        if (last_) {
+            accuracy_.add(*frame.truth, last_->distance, last_->confidence);
+        }
+        return last_.has_value();
+    }
+
+    AccuracySummary process(int frames) {
+        for (int k = 0; k < frames; ++k) {
+            const simulation::Frame frame = nextFrame();
+            for (std::size_t image = 0; image < frame.images.size(); ++image) {
+                process(frame, image);
+            }
+        }
+        return accuracy_.summary();
+    }
+
+    AccuracySummary summary() const { return accuracy_.summary(); }
+    const std::optional<ResultFrame>& last() const { return last_; }
+
+ private:
+    static recording::ProcessingSettings processing(const simulation::CameraSettings& settings) {
+        recording::ProcessingSettings result;
+        result.exposureCount = static_cast<int>(settings.exposureTimes.size());
+        return result;
+    }
+
+    simulation::Camera camera_;
+    recording::ImagePackets packets_;
+    plugin::Plugin algorithm_;
+    Accuracy accuracy_;
+    std::optional<ResultFrame> last_;
+};
+
 AccuracySummary process(const Shot& shot, bool photonNoise, int frames) {
     simulation::CameraSettings settings;
     settings.scene = simulation::sceneNamed(shot.scene);
@@ -42,20 +98,134 @@ AccuracySummary process(const Shot& shot, bool photonNoise, int frames) {
     settings.temperature = shot.temperature;
     settings.seed = shot.seed;
     settings.photonNoise = photonNoise;
-    simulation::Camera camera(settings);
-    PipelineSettings pipelineSettings;
-    pipelineSettings.exposureCount = static_cast<int>(shot.exposures.size());
-    DirectPipeline pipeline(camera.calibration(), pipelineSettings);
-    Accuracy accuracy({shot.frequency});
-    for (int k = 0; k < frames; ++k) {
-        const simulation::Frame frame = camera.nextFrame();
-        for (const simulation::RawImage& image : frame.images) {
-            if (const auto finished = pipeline.process(image)) {
-                accuracy.add(*frame.truth, finished->distance, finished->confidence);
-            }
+    return Rig(settings).process(frames);
+}
+
+simulation::CameraSettings wall() {
+    simulation::CameraSettings settings;
+    settings.scene = simulation::sceneNamed("wall");
+    return settings;
+}
+
+TEST(Frame, TheFourthImageFinishesAFrameOfOneExposure) {
+    Rig rig(wall());
+    for (std::uint32_t k = 0; k < 3; ++k) {
+        const simulation::Frame frame = rig.nextFrame();
+        EXPECT_FALSE(rig.process(frame, 0));
+        EXPECT_FALSE(rig.process(frame, 1));
+        EXPECT_FALSE(rig.process(frame, 2));
+        ASSERT_TRUE(rig.process(frame, 3));
+        EXPECT_EQ(rig.last()->frameCounter, k);
+        EXPECT_EQ(rig.last()->timestamp, frame.images[3].timestamp);
+        EXPECT_EQ(rig.last()->distance.size(), simulation::pixelCount);
+    }
+}
+
+TEST(Frame, TheEighthImageFinishesAFrameOfTwoExposures) {
+    simulation::CameraSettings settings = wall();
+    settings.exposureTimes = {200, 1000};
+    Rig rig(settings);
+    const simulation::Frame frame = rig.nextFrame();
+    for (std::size_t k = 0; k < 7; ++k) {
+        EXPECT_FALSE(rig.process(frame, k)) << k;
+    }
+    EXPECT_TRUE(rig.process(frame, 7));
+}
+
+TEST(Frame, AnIntensityImageBeforeThePhasesIsTaken) {
+    simulation::CameraSettings settings = wall();
+    settings.intensityImage = true;
+    settings.ambient = 10.0;
+    Rig rig(settings);
+    const simulation::Frame frame = rig.nextFrame();
+    ASSERT_EQ(frame.images.size(), 5U);
+    for (std::size_t k = 0; k < 4; ++k) {
+        EXPECT_FALSE(rig.process(frame, k)) << k;
+    }
+    EXPECT_TRUE(rig.process(frame, 4));
+}
+
+// Far beyond the unique range of either frequency, which is 2.5 m and 1.9 m.
+TEST(Frame, TwoFrequenciesTellDistancesBeyondTheUniqueRangeOfEach) {
+    simulation::CameraSettings settings;
+    settings.scene = simulation::sceneNamed("hall");
+    settings.frequencies = {60.0e6, 80.0e6};
+    settings.exposureTimes = {2000};
+    settings.photonNoise = false;
+    Rig rig(settings);
+    const AccuracySummary summary = rig.process(2);
+    EXPECT_EQ(summary.frames, 2U);
+    EXPECT_GT(summary.judgedPixelsOffEdges, 5000U);
+    EXPECT_LE(summary.medianError, 2.0 * largestMedianError);
+    EXPECT_LE(summary.percentile99Error, 2.0 * largestPercentile99Error);
+}
+
+// The points of the valid pixels lie on the wall, 1.2 m ahead.
+TEST(Frame, CoordinatesAreThoseOfTheScene) {
+    simulation::CameraSettings settings = wall();
+    settings.photonNoise = false;
+    Rig rig(settings);
+    const simulation::Frame frame = rig.nextFrame();
+    for (std::size_t k = 0; k < frame.images.size(); ++k) {
+        rig.process(frame, k);
+    }
+    ASSERT_TRUE(rig.last());
+    ASSERT_TRUE(rig.last()->coordinates);
+    const Coordinates& points = *rig.last()->coordinates;
+    std::size_t judged = 0;
+    for (std::size_t i = 0; i < simulation::pixelCount; ++i) {
+        if ((rig.last()->confidence[i] & invalidBit) == 0 && frame.truth->badPixel[i] == 0) {
+            EXPECT_NEAR(static_cast<double>(points.X[i]), frame.truth->X[i], 0.01) << i;
+            EXPECT_NEAR(static_cast<double>(points.Y[i]), frame.truth->Y[i], 0.01) << i;
+            EXPECT_NEAR(static_cast<double>(points.Z[i]), frame.truth->Z[i], 0.01) << i;
+            ++judged;
         }
     }
-    return accuracy.summary();
+    EXPECT_GT(judged, 38000U);
+}
+
+// The truth's amplitude is what the pipeline calls normalised: per microsecond, vignetting undone.
+TEST(Frame, AmplitudeIsThatOfTheTruth) {
+    simulation::CameraSettings settings = wall();
+    settings.photonNoise = false;
+    Rig rig(settings);
+    const simulation::Frame frame = rig.nextFrame();
+    for (std::size_t k = 0; k < frame.images.size(); ++k) {
+        rig.process(frame, k);
+    }
+    ASSERT_TRUE(rig.last());
+    for (std::size_t i = 0; i < simulation::pixelCount; ++i) {
+        if ((rig.last()->confidence[i] & invalidBit) == 0 && frame.truth->badPixel[i] == 0) {
+            ASSERT_NEAR(static_cast<double>(rig.last()->amplitude[i]) / frame.truth->amplitude[i], 1.0, 0.006)
+                << i;
+        }
+    }
+}
+
+TEST(Frame, AMissingImageIsToldInThePluginsWordsAndTheNextFrameIsGood) {
+    Rig rig(wall());
+    const simulation::Frame frame = rig.nextFrame();
+    const simulation::Frame next = rig.nextFrame();
+    const simulation::Frame third = rig.nextFrame();
+    rig.process(frame, 0);
+    rig.process(frame, 1);
+    rig.process(frame, 2);
+    try {
+        rig.process(next, 0);
+        FAIL() << "no exception";
+    } catch (const plugin::PluginError& error) {
+        EXPECT_NE(std::string(error.what()).find("Unexpected framecounter"), std::string::npos)
+            << error.what();
+    }
+    for (std::size_t k = 0; k < third.images.size(); ++k) {
+        EXPECT_EQ(rig.process(third, k), k == 3) << k;
+    }
+}
+
+TEST(Frame, ThePluginTellsNameAndVersion) {
+    const plugin::Plugin algorithm(QOR_PLUGIN);
+    EXPECT_EQ(algorithm.name(), "Qor Distance Image");
+    EXPECT_EQ(algorithm.version(), "0.3.6");
 }
 
 class NoiseFree : public testing::TestWithParam<Shot> {};
@@ -124,17 +294,13 @@ TEST(NoiseFree, AnUncorrectedDriftOfTheIlluminationShows) {
     settings.scene = simulation::sceneNamed("wall");
     settings.photonNoise = false;
     settings.temperature = 50.0;
-    simulation::Camera camera(settings);
-    DirectPipeline pipeline(camera.calibration(), {});
-    Accuracy accuracy({60.0e6});
-    simulation::Frame frame = camera.nextFrame();
-    for (simulation::RawImage& image : frame.images) {
-        image.illuTemperature = 40.0F;
-        if (const auto finished = pipeline.process(image)) {
-            accuracy.add(*frame.truth, finished->distance, finished->confidence);
-        }
+    Rig rig(settings);
+    simulation::Frame frame = rig.nextFrame();
+    for (std::size_t k = 0; k < frame.images.size(); ++k) {
+        frame.images[k].illuTemperature = 40.0F;
+        rig.process(frame, k);
     }
-    EXPECT_NEAR(accuracy.summary().meanError, 0.01995 * 2.4975387 / 6.2831853, 0.0001);
+    EXPECT_NEAR(rig.summary().meanError, 0.01995 * 2.4975387 / 6.2831853, 0.0001);
 }
 
 }  // namespace

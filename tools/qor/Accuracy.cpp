@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <stdexcept>
 
+#include "qor/ResultFrame.h"
 #include "simulation/Calibration.h"
 #include "simulation/Image.h"
 
@@ -55,7 +57,10 @@ void Accuracy::add(const simulation::Truth& truth, std::span<const float> distan
         if (truth.badPixel[i] != 0 || source.rawAmplitude[i] < judgedAmplitude) {
             continue;
         }
-        const auto error = static_cast<float>(errorOf(static_cast<double>(distance[i]), truth.distance[i]));
+        auto error = static_cast<float>(errorOf(static_cast<double>(distance[i]), truth.distance[i]));
+        if (std::isnan(error)) {
+            error = std::numeric_limits<float>::infinity();  // a valid pixel without a number is all wrong
+        }
         absoluteErrors_.push_back(std::abs(error));
         if (truth.edge[i] == 0) {
             offEdges_.push_back({error, static_cast<float>(source.rawAmplitude[i]),

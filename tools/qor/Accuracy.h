@@ -20,9 +20,6 @@ namespace qor {
 
 inline constexpr double judgedAmplitude = 300.0;  // counts
 
-inline constexpr std::uint8_t invalidBit = 0x01;       // of the confidence image
-inline constexpr std::uint8_t lastExposureBit = 0x10;  // set: the pixel was taken from the last exposure
-
 // Judged pixels, away from edges, whose raw amplitude lies from `from` to below `to`.
 struct AmplitudeBin {
     double from = 0.0;  // counts
@@ -61,6 +58,7 @@ class Accuracy {
              std::span<const std::uint8_t> confidence);
 
     AccuracySummary summary() const;
+    std::size_t frames() const { return frames_; }
 
     // Signed error of one pixel, metres.
     double errorOf(double measured, double truth) const;

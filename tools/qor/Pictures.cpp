@@ -2,8 +2,14 @@
 
 #include "qor/Pictures.h"
 
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+
 #include "imaging/Figure.h"
 #include "imaging/Png.h"
+#include "imaging/PointCloud.h"
 #include "simulation/Image.h"
 
 namespace qor {
@@ -35,7 +41,7 @@ const std::vector<imaging::Category>& states() {
     return categories;
 }
 
-State stateOf(std::uint8_t confidence) {
+std::uint8_t stateOf(std::uint8_t confidence) {
     const auto has = [confidence](unsigned bit) { return (confidence & bit) != 0; };
     if (!has(invalidBit)) {
         return has(lastExposureBit) ? LastExposure : FirstExposure;
@@ -52,22 +58,31 @@ State stateOf(std::uint8_t confidence) {
     return has(0x04) ? Asymmetric : OtherFault;
 }
 
-}  // namespace
-
-std::vector<std::filesystem::path> writePictures(const PictureSettings& settings, const PipelineFrame& frame,
-                                                 const simulation::Truth& truth, const Accuracy& accuracy) {
+std::vector<std::uint8_t> validOf(const ResultFrame& frame) {
     std::vector<std::uint8_t> valid(pixelCount);
-    std::vector<std::uint8_t> state(pixelCount);
-    std::vector<float> millimetresOff(pixelCount);
     for (std::size_t i = 0; i < pixelCount; ++i) {
         valid[i] = (frame.confidence[i] & invalidBit) == 0 ? 1 : 0;
-        state[i] = stateOf(frame.confidence[i]);
-        millimetresOff[i] = static_cast<float>(
-            1000.0 * accuracy.errorOf(static_cast<double>(frame.distance[i]), truth.distance[i]));
     }
+    return valid;
+}
+
+}  // namespace
+
+std::filesystem::path filePath(const std::filesystem::path& folder, std::size_t frame,
+                               std::string_view name) {
+    return folder / fmt::format("{:05}_{}", frame, name);
+}
+
+std::vector<std::filesystem::path> writePictures(const PictureSettings& settings, std::size_t frameNumber,
+                                                 const ResultFrame& frame, std::span<const float> errors) {
+    const std::vector<std::uint8_t> valid = validOf(frame);
+    std::vector<std::uint8_t> state(pixelCount);
+    std::transform(frame.confidence.begin(), frame.confidence.end(), state.begin(), stateOf);
     std::vector<std::filesystem::path> paths;
-    const auto pathOf = [&](const char* name) { return paths.emplace_back(settings.folder / name); };
-    const auto draw = [&](const char* name, const char* title, const std::vector<float>& values,
+    const auto pathOf = [&](const char* name) {
+        return paths.emplace_back(filePath(settings.folder, frameNumber, name));
+    };
+    const auto draw = [&](const char* name, const char* title, std::span<const float> values,
                           const imaging::Scale& scale) {
         imaging::writePng(pathOf(name),
                           imaging::drawFigure({title, settings.subtitle}, values, valid, imageWidth,
@@ -82,9 +97,46 @@ std::vector<std::filesystem::path> writePictures(const PictureSettings& settings
     imaging::writePng(pathOf("confidence.png"),
                       imaging::drawFigure({"Confidence", settings.subtitle}, state, imageWidth, imageHeight,
                                           states(), settings.enlargement));
-    draw("error.png", "Distance less truth", millimetresOff,
-         {imaging::ColorMap::BlueWhiteRed, -1000.0 * settings.error, 1000.0 * settings.error, "mm"});
+    if (!errors.empty()) {
+        std::vector<float> millimetres(errors.begin(), errors.end());
+        for (float& error : millimetres) {
+            error *= 1000.0F;
+        }
+        draw("error.png", "Distance less truth", millimetres,
+             {imaging::ColorMap::BlueWhiteRed, -1000.0 * settings.error, 1000.0 * settings.error, "mm"});
+    }
     return paths;
+}
+
+std::filesystem::path writeCloud(const std::filesystem::path& folder, std::size_t frameNumber,
+                                 const std::string& format, const ResultFrame& frame) {
+    const Coordinates& coordinates = frame.coordinates.value();
+    const std::vector<std::uint8_t> valid = validOf(frame);
+    const imaging::PointImage points{coordinates.X, coordinates.Y, coordinates.Z, frame.amplitude,
+                                     valid,         imageWidth,    imageHeight};
+    std::filesystem::path path = filePath(folder, frameNumber, "points." + format);
+    if (format == "ply") {
+        imaging::writePly(path, points);
+    } else {
+        imaging::writePcd(path, points);
+    }
+    return path;
+}
+
+Range distanceRangeOf(const ResultFrame& frame) {
+    std::vector<float> distances;
+    for (std::size_t i = 0; i < frame.distance.size(); ++i) {
+        if ((frame.confidence[i] & invalidBit) == 0 && std::isfinite(frame.distance[i])) {
+            distances.push_back(frame.distance[i]);
+        }
+    }
+    if (distances.empty()) {
+        return {};
+    }
+    const auto rank = distances.begin() + static_cast<std::ptrdiff_t>(distances.size() / 100 * 99);
+    std::nth_element(distances.begin(), rank, distances.end());
+    constexpr double step = 0.5;  // metres
+    return {0.0, std::clamp(std::ceil(static_cast<double>(*rank) / step) * step, step, 1000.0)};
 }
 
 }  // namespace qor

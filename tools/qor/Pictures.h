@@ -1,23 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The pictures of a finished frame.
+// The pictures and point clouds of a finished frame.
 
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
+#include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
-#include "qor/Accuracy.h"
-#include "qor/DirectPipeline.h"
-#include "simulation/Truth.h"
+#include "qor/Arguments.h"
+#include "qor/ResultFrame.h"
 
 namespace qor {
-
-struct Range {
-    double minimum = 0.0;
-    double maximum = 1.0;
-};
 
 struct PictureSettings {
     std::filesystem::path folder;
@@ -28,10 +26,21 @@ struct PictureSettings {
     int enlargement = 4;
 };
 
-// Writes distance_mm.png (16 bit, millimetres, 0 for no measurement), distance.png, amplitude.png,
-// confidence.png and error.png. Returns their paths. Throws std::runtime_error with a sentence that names the
+// FOLDER/00012_distance.png
+std::filesystem::path filePath(const std::filesystem::path& folder, std::size_t frame, std::string_view name);
+
+// Writes distance_mm.png (16 bit, millimetres, 0 for no measurement), distance.png, amplitude.png and
+// confidence.png, and, if the errors of the pixels in metres are given, error.png; the number of the frame
+// stands before each name. Returns their paths. Throws std::runtime_error with a sentence that names the
 // path.
-std::vector<std::filesystem::path> writePictures(const PictureSettings& settings, const PipelineFrame& frame,
-                                                 const simulation::Truth& truth, const Accuracy& accuracy);
+std::vector<std::filesystem::path> writePictures(const PictureSettings& settings, std::size_t frameNumber,
+                                                 const ResultFrame& frame, std::span<const float> errors);
+
+// Writes points.ply or points.pcd, likewise. The frame must have coordinates.
+std::filesystem::path writeCloud(const std::filesystem::path& folder, std::size_t frameNumber,
+                                 const std::string& format, const ResultFrame& frame);
+
+// A round scale from 0 that holds all but the furthest hundredth of the valid pixels.
+Range distanceRangeOf(const ResultFrame& frame);
 
 }  // namespace qor

@@ -4,23 +4,24 @@
 
 #include <fmt/format.h>
 
-#include <charconv>
 #include <filesystem>
-#include <functional>
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
-#include <optional>
 #include <stdexcept>
 #include <string>
-#include <system_error>
-#include <utility>
 #include <vector>
 
-#include "qor/Accuracy.h"
-#include "qor/DirectPipeline.h"
+#include "qor/Arguments.h"
 #include "qor/ExitCode.h"
-#include "qor/Pictures.h"
+#include "qor/Interruption.h"
+#include "qor/Progress.h"
+#include "qor/Report.h"
+#include "recording/CameraRecords.h"
+#include "recording/Channels.h"
+#include "recording/RecordingReader.h"
+#include "recording/RecordingWriter.h"
+#include "recording/TruthRecords.h"
 #include "simulation/Camera.h"
 
 namespace qor {
@@ -38,87 +39,19 @@ struct Options {
     bool intensityImage = false;
     double ambient = 0.0;
     double temperature = 42.5;
-    PipelineSettings pipeline;
-    std::filesystem::path folder = "out/simulate";
-    std::string distanceRange;
-    std::string amplitudeRange;
-    double errorRange = 0.0;  // millimetres; 0 chooses by the noise
-    int enlargement = 4;
+    float minAmplitude = recording::ProcessingSettings{}.minAmplitude;
+    std::filesystem::path file = "out/simulate.zelta";
     bool json = false;
+    bool quiet = false;
 };
 
 struct Outcome {
-    AccuracySummary accuracy;
-    std::vector<std::filesystem::path> files;
+    int frames = 0;
+    std::size_t packets = 0;
+    std::uint64_t bytes = 0;
+    double seconds = 0.0;
+    bool interrupted = false;
 };
-
-// "MIN:MAX", two numbers, the second above the first.
-std::optional<Range> readRange(const std::string& text) {
-    const std::size_t colon = text.find(':');
-    Range range;
-    if (colon == std::string::npos || !CLI::detail::lexical_cast(text.substr(0, colon), range.minimum) ||
-        !CLI::detail::lexical_cast(text.substr(colon + 1), range.maximum) ||
-        !(range.maximum > range.minimum) || !(range.maximum - range.minimum < 1.0e6)) {
-        return std::nullopt;
-    }
-    return range;
-}
-
-std::string checkRange(const std::string& text) {
-    return readRange(text) ? "" : "\"" + text + "\" is no range; write MIN:MAX, for example 0.5:2.5";
-}
-
-std::string checkSeed(const std::string& text) {
-    std::uint64_t seed = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seed);
-    return error == std::errc{} && end == text.data() + text.size()
-               ? ""
-               : "\"" + text + "\" is no whole number from 0 to 18446744073709551615";
-}
-
-std::function<std::string(const std::string&)> numberFrom(double least, double most) {
-    return [least, most](const std::string& text) {
-        double value = 0.0;
-        const bool good = CLI::detail::lexical_cast(text, value) && value >= least && value <= most;
-        return good ? "" : fmt::format("\"{}\" is no number from {:g} to {:g}", text, least, most);
-    };
-}
-
-std::string joined(const std::vector<std::string>& texts, const char* separator) {
-    std::string all;
-    for (const std::string& text : texts) {
-        all += (all.empty() ? "" : separator) + text;
-    }
-    return all;
-}
-
-std::string frequencyText(const std::vector<double>& frequencies) {
-    std::vector<std::string> texts;
-    texts.reserve(frequencies.size());
-    for (const double frequency : frequencies) {
-        texts.push_back(fmt::format("{:g} MHz", frequency / 1.0e6));
-    }
-    return joined(texts, " + ");
-}
-
-std::string exposureText(const std::vector<std::int32_t>& exposures) {
-    std::vector<std::string> texts;
-    texts.reserve(exposures.size());
-    for (const std::int32_t exposure : exposures) {
-        texts.push_back(fmt::format("{} us", exposure));
-    }
-    return joined(texts, " + ");
-}
-
-std::string describe(const Options& options) {
-    std::string text = fmt::format("scene {}, {}, {}, seed {}, {}", options.scene,
-                                   frequencyText(options.frequencies), exposureText(options.exposures),
-                                   options.seed, options.noNoise ? "no photon noise" : "photon noise");
-    if (options.ambient > 0.0) {
-        text += fmt::format(", {:g} klx", options.ambient);
-    }
-    return text;
-}
 
 simulation::CameraSettings cameraSettings(const Options& options) {
     simulation::CameraSettings settings;
@@ -135,138 +68,90 @@ simulation::CameraSettings cameraSettings(const Options& options) {
     return settings;
 }
 
-PictureSettings pictureSettings(const Options& options) {
-    PictureSettings settings;
-    settings.folder = options.folder;
-    settings.subtitle = describe(options);
-    const simulation::Scene& scene = simulation::sceneNamed(options.scene);
-    settings.distance = readRange(options.distanceRange).value_or(Range{scene.nearest, scene.furthest});
-    settings.amplitude = readRange(options.amplitudeRange).value_or(settings.amplitude);
-    const double standardRange = options.noNoise ? 2.0 : 20.0;
-    settings.error = (options.errorRange > 0.0 ? options.errorRange : standardRange) / 1000.0;
-    settings.enlargement = options.enlargement;
+recording::SimulationSettings simulationSettings(const simulation::CameraSettings& camera) {
+    recording::SimulationSettings settings;
+    settings.scene = camera.scene.name;
+    settings.nearest = camera.scene.nearest;
+    settings.furthest = camera.scene.furthest;
+    settings.seed = camera.seed;
+    settings.photonNoise = camera.photonNoise;
+    settings.ambient = camera.ambient;
+    settings.temperature = camera.temperature;
+    settings.frequencies = camera.frequencies;
+    settings.exposureTimes = camera.exposureTimes;
     return settings;
 }
 
-// Simulates and processes every frame; the pictures are those of the last.
-Outcome runFrames(const Options& options, simulation::Camera& camera) {
-    PipelineSettings pipelineSettings = options.pipeline;
-    pipelineSettings.exposureCount = static_cast<int>(options.exposures.size());
-    DirectPipeline pipeline(camera.calibration(), pipelineSettings);
-    Accuracy accuracy(options.frequencies);
-    std::optional<PipelineFrame> last;
-    std::shared_ptr<const simulation::Truth> lastTruth;
-    for (int k = 0; k < options.frames; ++k) {
-        const simulation::Frame frame = camera.nextFrame();
-        for (const simulation::RawImage& image : frame.images) {
-            if (std::optional<PipelineFrame> finished = pipeline.process(image)) {
-                accuracy.add(*frame.truth, finished->distance, finished->confidence);
-                last = std::move(finished);
-                lastTruth = frame.truth;
-            }
-        }
+// The truth travels with the first image of the first frame it holds for.
+void writeFrame(recording::RecordingWriter& writer, recording::ImagePackets& packets,
+                const simulation::Frame& frame, bool withTruth) {
+    std::vector<recording::Record> truth;
+    std::vector<zelta::ZeltaChunk> chunks;
+    if (withTruth) {
+        truth.push_back(recording::sceneRecord(*frame.truth));
+        truth.push_back(recording::frequencyRecord(*frame.truth));
+        chunks = {truth[0].chunk(recording::channel::sceneTruth),
+                  truth[1].chunk(recording::channel::frequencyTruth)};
     }
+    for (const simulation::RawImage& image : frame.images) {
+        writer.write(packets.packetOf(image, chunks));
+        chunks.clear();
+    }
+}
+
+Outcome record(const Options& options, simulation::Camera& camera) {
+    recording::RecordingWriter writer(options.file);
+    listenForInterruption();
+    Progress progress("qor simulate", options.quiet);
+    const recording::Record simulated = recording::recordOf(simulationSettings(camera.settings()));
+    writer.write(recording::calibrationPacket(camera.calibration(), options.seed,
+                                              {simulated.chunk(recording::channel::simulation)}));
+    recording::ProcessingSettings processing;
+    processing.exposureCount = static_cast<int>(options.exposures.size());
+    processing.minAmplitude = options.minAmplitude;
+    recording::ImagePackets packets(camera.calibration(), processing);
     Outcome outcome;
-    outcome.accuracy = accuracy.summary();
-    if (last) {
-        outcome.files = writePictures(pictureSettings(options), *last, *lastTruth, accuracy);
+    std::shared_ptr<const simulation::Truth> truth;
+    while (outcome.frames < options.frames && !outcome.interrupted) {
+        const simulation::Frame frame = camera.nextFrame();
+        writeFrame(writer, packets, frame, frame.truth != truth);
+        truth = frame.truth;
+        ++outcome.frames;
+        progress.update(static_cast<double>(outcome.frames) / options.frames,
+                        static_cast<std::size_t>(outcome.frames));
+        outcome.interrupted = outcome.frames < options.frames && interrupted();
     }
+    writer.finish();
+    outcome.packets = writer.packets();
+    outcome.bytes = writer.bytes();
+    outcome.seconds = progress.seconds();
     return outcome;
 }
 
-void printNoise(const std::vector<AmplitudeBin>& bins) {
-    fmt::print("\nStandard deviation of the distance error\n");
-    fmt::print("  raw amplitude      pixels    measured   predicted   ratio\n");
-    for (const AmplitudeBin& bin : bins) {
-        fmt::print("  {:>4.0f} .. {:>4.0f}   {:>10}  {:>7.2f} mm  {:>7.2f} mm   {:.3f}\n", bin.from, bin.to,
-                   bin.pixels, 1000.0 * bin.measured, 1000.0 * bin.predicted, bin.ratio());
-    }
-    const simulation::SensorProperties sensor;
-    fmt::print(
-        "  predicted = c / (4 pi f) * |d theta / d phi| / R * sqrt(V + 2 r^2 + 1/6)\n"
-        "  R raw amplitude; V = 2 g^2 N, what it is above {:.0f} counting twice; N electrons per sample;\n"
-        "  g = {:g} counts per electron; r = {:g} counts of read noise; 1/6 from the rounding to 12 bits\n",
-        sensor.suppressionKnee, sensor.countsPerElectron, sensor.readNoise);
+nlohmann::ordered_json toJson(const Options& options, const Outcome& outcome,
+                              const recording::SimulationSettings& simulated) {
+    nlohmann::ordered_json document{{"command", "simulate"}, {"version", QOR_VERSION}};
+    document.update(simulationJson(simulated));
+    document["frames"] = outcome.frames;
+    document["packets"] = outcome.packets;
+    document["bytes"] = outcome.bytes;
+    document["interrupted"] = outcome.interrupted;
+    document["files"] = {options.file.string()};
+    return document;
 }
 
-void printText(const Options& options, const Outcome& outcome) {
-    const AccuracySummary& a = outcome.accuracy;
-    fmt::print("Simulated {} {}: {}\n\n", options.frames, options.frames == 1 ? "frame" : "frames",
-               describe(options));
-    fmt::print("  finished frames        {:>9}\n", a.frames);
-    fmt::print("  valid pixels           {:>9.2f} %\n", 100.0 * a.validShare());
-    fmt::print("  median absolute error  {:>9.3f} mm   {} valid pixels of at least {:g} counts\n",
-               1000.0 * a.medianError, a.judgedPixels, judgedAmplitude);
-    fmt::print("  99th percentile        {:>9.3f} mm   {} of them away from edges\n",
-               1000.0 * a.percentile99Error, a.judgedPixelsOffEdges);
-    fmt::print("  mean error             {:>9.3f} mm\n", 1000.0 * a.meanError);
-    if (a.pixelsBeyondUniqueRange > 0) {
-        fmt::print("  beyond unique range    {:>9.2f} %    these are compared modulo {:.4f} m\n",
-                   100.0 * static_cast<double>(a.pixelsBeyondUniqueRange) / static_cast<double>(a.pixels),
-                   simulation::uniqueRange(options.frequencies[0]));
-    }
-    if (!options.noNoise && options.frequencies.size() == 1) {
-        printNoise(a.bins);
-    }
-    fmt::print("\nWritten\n");
-    for (const std::filesystem::path& path : outcome.files) {
-        fmt::print("  {}\n", path.string());
-    }
-}
-
-nlohmann::ordered_json toJson(const Options& options, const Outcome& outcome) {
-    const AccuracySummary& a = outcome.accuracy;
-    nlohmann::ordered_json noise = nlohmann::ordered_json::array();
-    for (const AmplitudeBin& bin : a.bins) {
-        noise.push_back({{"fromCounts", bin.from},
-                         {"toCounts", bin.to},
-                         {"pixels", bin.pixels},
-                         {"measuredMetres", bin.measured},
-                         {"predictedMetres", bin.predicted},
-                         {"ratio", bin.ratio()}});
-    }
-    nlohmann::ordered_json files = nlohmann::ordered_json::array();
-    for (const std::filesystem::path& path : outcome.files) {
-        files.push_back(path.string());
-    }
-    return {{"command", "simulate"},
-            {"version", QOR_VERSION},
-            {"scene", options.scene},
-            {"seed", options.seed},
-            {"frequenciesHertz", options.frequencies},
-            {"exposuresMicroseconds", options.exposures},
-            {"photonNoise", !options.noNoise},
-            {"ambientKilolux", options.ambient},
-            {"temperatureCelsius", options.temperature},
-            {"simulatedFrames", options.frames},
-            {"finishedFrames", a.frames},
-            {"pixels", a.pixels},
-            {"validShare", a.validShare()},
-            {"judgedPixels", a.judgedPixels},
-            {"judgedPixelsOffEdges", a.judgedPixelsOffEdges},
-            {"pixelsBeyondUniqueRange", a.pixelsBeyondUniqueRange},
-            {"medianErrorMetres", a.medianError},
-            {"percentile99ErrorMetres", a.percentile99Error},
-            {"meanErrorMetres", a.meanError},
-            {"noise", noise},
-            {"files", files}};
-}
-
-int report(const Options& options, const Outcome& outcome) {
+int report(const Options& options, const Outcome& outcome, const recording::SimulationSettings& simulated) {
     if (options.json) {
-        fmt::print("{}\n", toJson(options, outcome).dump(2));
-    } else if (outcome.accuracy.frames > 0) {
-        printText(options, outcome);
+        printJson(toJson(options, outcome, simulated));
+    } else if (!options.quiet) {
+        fmt::print("Simulated {}: {}\n\n", counted(static_cast<std::uint64_t>(outcome.frames), "frame"),
+                   describe(simulated));
+        fmt::print("Written\n  {}   {}, {}\n", options.file.string(), counted(outcome.packets, "packet"),
+                   byteText(outcome.bytes));
     }
-    if (outcome.accuracy.frames == 0) {
-        fmt::print(
-            stderr,
-            "qor simulate: the pipeline finished none of the {} simulated frames; nothing was written.\n",
-            options.frames);
-        return ExitCode::Findings;
-    }
-    if (outcome.accuracy.validPixels == 0) {
-        fmt::print(stderr, "qor simulate: no pixel of the finished frames is valid.\n");
+    if (outcome.interrupted) {
+        fmt::print(stderr, "qor simulate: interrupted after {} of {} frames; the recording holds these.\n",
+                   outcome.frames, options.frames);
         return ExitCode::Findings;
     }
     return ExitCode::Good;
@@ -281,7 +166,7 @@ int run(const Options& options) {
         return ExitCode::Usage;
     }
     try {
-        return report(options, runFrames(options, *camera));
+        return report(options, record(options, *camera), simulationSettings(camera->settings()));
     } catch (const std::runtime_error& error) {
         fmt::print(stderr, "qor simulate: {}\n", error.what());
         return ExitCode::BadData;
@@ -302,7 +187,7 @@ void addSimulate(CLI::App& app, int& exitCode) {
     const auto options = std::make_shared<Options>();
     CLI::App* command = app.add_subcommand(
         "simulate",
-        "Simulate raw images of a synthetic scene, process them, compare the distances with the truth");
+        "Write a recording of the raw images that a camera would take of a synthetic scene, and the truth");
     std::vector<std::string> sceneNames;
     for (const simulation::Scene& scene : simulation::namedScenes()) {
         sceneNames.push_back(scene.name);
@@ -354,38 +239,19 @@ void addSimulate(CLI::App& app, int& exitCode) {
     command->add_flag("--intensity-image", options->intensityImage,
                       "Begin each frame with an intensity image");
     command
-        ->add_option("--min-amplitude", options->pipeline.minAmplitude,
-                     "Raw counts below which a pixel is invalid")
+        ->add_option("--min-amplitude", options->minAmplitude,
+                     "Raw counts below which the recording asks for pixels to be invalid")
         ->check(numberFrom(0.0, 1.0e6))
         ->type_name("COUNTS")
         ->capture_default_str();
-    command->add_option("-o,--out", options->folder, "Folder of the pictures; made if it is not there")
-        ->type_name("FOLDER")
+    command->add_option("-o,--out", options->file, "The recording; its folders are made if needed")
+        ->check(checkRecordingName)
+        ->type_name("FILE.zelta")
         ->capture_default_str();
-    command
-        ->add_option("--distance-range", options->distanceRange,
-                     "Scale of distance.png in metres; by default the span of the scene")
-        ->check(checkRange)
-        ->type_name("MIN:MAX");
-    command
-        ->add_option("--amplitude-range", options->amplitudeRange,
-                     "Scale of amplitude.png in counts per microsecond")
-        ->check(checkRange)
-        ->type_name("MIN:MAX")
-        ->default_str("0:3");
-    command
-        ->add_option("--error-range", options->errorRange,
-                     "Scale of error.png: plus and minus so much; by default 20, without noise 2")
-        ->check(numberFrom(0.001, 1.0e6))
-        ->type_name("MM");
-    command->add_option("--enlarge", options->enlargement, "Size of a pixel in the colour pictures, 1 to 32")
-        ->check(CLI::Range(1, 32))
-        ->type_name("N")
-        ->capture_default_str();
-    command->add_flag("--json", options->json, "Print the figures as JSON");
+    command->add_flag("--json", options->json, "Print what was made as JSON");
+    command->add_flag("--quiet", options->quiet, "No progress and no report; only what is wrong");
     command->footer(sceneList() +
-                    "\nExit codes: 0 good, 1 no finished frame or no valid pixel, 2 usage,\n"
-                    "            3 the pipeline failed or a picture could not be written\n");
+                    "\nExit codes: 0 good, 1 interrupted, 2 usage, 3 the recording could not be written\n");
     command->callback([options, &exitCode] { exitCode = run(*options); });
 }
 

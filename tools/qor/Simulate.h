@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// qor simulate: a synthetic scene, seen by the simulated camera, through the pipeline.
+// qor simulate: a synthetic scene, seen by the simulated camera, as a recording.
 
 #pragma once
 

@@ -7,7 +7,11 @@
 #include <exception>
 
 #include "qor/ExitCode.h"
+#include "qor/Info.h"
+#include "qor/Run.h"
+#include "qor/Show.h"
 #include "qor/Simulate.h"
+#include "qor/Tree.h"
 
 namespace {
 
@@ -18,6 +22,10 @@ int runCommand(int argc, char** argv) {
     app.require_subcommand(1);
     int exitCode = qor::ExitCode::Good;
     qor::addSimulate(app, exitCode);
+    qor::addRun(app, exitCode);
+    qor::addInfo(app, exitCode);
+    qor::addTree(app, exitCode);
+    qor::addShow(app, exitCode);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

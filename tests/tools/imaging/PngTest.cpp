@@ -9,6 +9,7 @@
 #include <limits>
 #include <stdexcept>
 
+#include "tools/TestFolder.h"
 #include "tools/imaging/ReadPng.h"
 
 namespace imaging {

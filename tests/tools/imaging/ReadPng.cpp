@@ -3,12 +3,10 @@
 #include "tools/imaging/ReadPng.h"
 
 #include <png.h>
-#include <stdlib.h>
 
 #include <csetjmp>
 #include <cstdio>
 #include <stdexcept>
-#include <system_error>
 
 namespace {
 
@@ -65,17 +63,4 @@ ReadPicture readPng(const std::filesystem::path& path) {
         throw std::runtime_error("no PNG in " + path.string());
     }
     return picture;
-}
-
-TestFolder::TestFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "qor-test-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) {
-        throw std::runtime_error("no folder for the test");
-    }
-    path_ = pattern;
-}
-
-TestFolder::~TestFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
 }

@@ -21,17 +21,3 @@ struct ReadPicture {
 
 // Throws std::runtime_error if the file is no PNG.
 ReadPicture readPng(const std::filesystem::path& path);
-
-// A folder of its own for one test, removed at the end.
-class TestFolder {
- public:
-    TestFolder();
-    ~TestFolder();
-    TestFolder(const TestFolder&) = delete;
-    TestFolder& operator=(const TestFolder&) = delete;
-
-    const std::filesystem::path& path() const { return path_; }
-
- private:
-    std::filesystem::path path_;
-};

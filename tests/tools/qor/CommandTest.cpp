@@ -2,52 +2,13 @@
 //
 // The command qor as its users meet it: arguments in, texts, files and an exit code out.
 
-#include <gtest/gtest.h>
-#include <sys/wait.h>
+#include "tools/qor/Command.h"
 
-#include <algorithm>
-#include <array>
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <nlohmann/json.hpp>
-#include <sstream>
-#include <string>
+#include <csignal>
 
-#include "tools/imaging/ReadPng.h"
+#include "recording/RecordingReader.h"
 
 namespace {
-
-struct Outcome {
-    int exitCode = -1;
-    std::string output;
-    std::string errors;
-};
-
-std::string contentOf(const std::filesystem::path& path) {
-    std::ostringstream text;
-    text << std::ifstream(path).rdbuf();
-    return text.str();
-}
-
-class Command : public testing::Test {
- protected:
-    Outcome run(const std::string& arguments) const {
-        const std::filesystem::path output = folder_.path() / "stdout.txt";
-        const std::filesystem::path errors = folder_.path() / "stderr.txt";
-        const std::string line = "cd '" + folder_.path().string() + "' && '" QOR_COMMAND "' " + arguments +
-                                 " > '" + output.string() + "' 2> '" + errors.string() + "'";
-        const int status = std::system(line.c_str());
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contentOf(output), contentOf(errors)};
-    }
-
-    std::filesystem::path path(const char* name) const { return folder_.path() / name; }
-
-    TestFolder folder_;
-};
-
-constexpr std::array pictureNames{"distance_mm.png", "distance.png", "amplitude.png", "confidence.png",
-                                  "error.png"};
 
 TEST_F(Command, VersionIsPrinted) {
     const Outcome outcome = run("--version");
@@ -57,7 +18,11 @@ TEST_F(Command, VersionIsPrinted) {
 
 TEST_F(Command, HelpNamesTheSubcommandsAndTheScenes) {
     EXPECT_EQ(run("--help").exitCode, 0);
-    EXPECT_NE(run("--help").output.find("simulate"), std::string::npos);
+    for (const char* text : {"simulate", "run", "info", "tree", "show"}) {
+        EXPECT_NE(run("--help").output.find(text), std::string::npos) << text;
+        EXPECT_EQ(run(std::string(text) + " --help").exitCode, 0) << text;
+        EXPECT_NE(run(std::string(text) + " --help").output.find("Exit codes"), std::string::npos) << text;
+    }
     const Outcome outcome = run("simulate --help");
     EXPECT_EQ(outcome.exitCode, 0);
     for (const char* text : {"room", "wall", "ramp", "hall", "--no-noise", "Exit codes"}) {
@@ -82,20 +47,14 @@ TEST_F(Command, UsageErrorsExitWithTwoAndWriteNothing) {
                                   "simulate --ambient -1",
                                   "simulate --ambient nan",
                                   "simulate --min-amplitude nan",
-                                  "simulate --error-range nan",
                                   "simulate --seed 1x",
                                   "simulate --ambient 1001",
                                   "simulate --temperature hot",
                                   "simulate --seed -1",
                                   "simulate --seed 99999999999999999999",
-                                  "simulate --distance-range 3:1",
-                                  "simulate --distance-range 1",
-                                  "simulate --distance-range 1:x",
-                                  "simulate --distance-range nan:1",
-                                  "simulate --enlarge 0",
-                                  "simulate --enlarge 33",
                                   "simulate --min-amplitude -1",
-                                  "simulate --error-range 0",
+                                  "simulate --out folder",
+                                  "simulate --out .zelta",
                                   "simulate surplus"}) {
         const Outcome outcome = run(arguments);
         EXPECT_EQ(outcome.exitCode, 2) << arguments;
@@ -104,83 +63,69 @@ TEST_F(Command, UsageErrorsExitWithTwoAndWriteNothing) {
     }
 }
 
-TEST_F(Command, SimulateWritesPicturesAndPrintsTheirPaths) {
-    const Outcome outcome = run("simulate --scene wall --no-noise --out pictures/deep --enlarge 1");
+TEST_F(Command, SimulateWritesARecordingAndSaysWhatIsInIt) {
+    const Outcome outcome = run("simulate --scene wall --frames 3 --out deep/r.zelta");
     EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
-    for (const char* name : pictureNames) {
-        const std::string printed = std::string("pictures/deep/") + name;
-        EXPECT_NE(outcome.output.find(printed), std::string::npos) << name;
-        EXPECT_TRUE(std::filesystem::exists(path("pictures/deep") / name)) << name;
+    EXPECT_EQ(outcome.errors, "");
+    EXPECT_EQ(outcome.output.substr(0, outcome.output.find('\n')),
+              "Simulated 3 frames: scene wall, 60 MHz, 1000 us, seed 1, photon noise");
+    EXPECT_NE(outcome.output.find("deep/r.zelta   13 packets, "), std::string::npos) << outcome.output;
+    EXPECT_TRUE(std::filesystem::exists(path("deep/r.zelta")));
+    EXPECT_FALSE(std::filesystem::exists(path("deep/r.zelta.part")));
+}
+
+// Calibration first, then a packet for each raw image; the truth travels with the first.
+TEST_F(Command, ARecordingBeginsWithTheCalibration) {
+    simulate("--frames 2");
+    recording::RecordingReader reader(path("r.zelta"));
+    std::vector<std::vector<int>> channels;
+    while (const recording::RecordedPacket* packet = reader.next()) {
+        channels.emplace_back();
+        for (const zelta::ZeltaChunk& chunk : packet->chunks) {
+            channels.back().push_back(chunk.channelID);
+        }
     }
-    EXPECT_TRUE(outcome.errors.empty()) << outcome.errors;
-}
-
-// The wall stands at 1.2 m; the pixel next to the optical axis sees it at 1200 mm, a corner further away.
-TEST_F(Command, DistancePictureHoldsMillimetres) {
-    ASSERT_EQ(run("simulate --scene wall --no-noise --out p --enlarge 1").exitCode, 0);
-    const ReadPicture picture = readPng(path("p/distance_mm.png"));
-    EXPECT_EQ(picture.width, 224);
-    EXPECT_EQ(picture.height, 172);
-    EXPECT_EQ(picture.bitDepth, 16);
-    EXPECT_EQ(picture.channels, 1);
-    EXPECT_NEAR(picture.values[86 * 224 + 111], 1200, 1);
-    EXPECT_GT(picture.values[0], 1400);
-}
-
-TEST_F(Command, ColourPicturesAreEnlarged) {
-    ASSERT_EQ(run("simulate --scene wall --out small --enlarge 1").exitCode, 0);
-    ASSERT_EQ(run("simulate --scene wall --out large --enlarge 3").exitCode, 0);
-    for (const char* name : {"distance.png", "amplitude.png", "confidence.png", "error.png"}) {
-        const ReadPicture small = readPng(path("small") / name);
-        const ReadPicture large = readPng(path("large") / name);
-        EXPECT_EQ(large.height - small.height, 2 * 172) << name;
-        EXPECT_GE(small.width, 224) << name;
+    ASSERT_EQ(channels.size(), 9U);
+    EXPECT_EQ(channels[0], (std::vector<int>{3212, 3226, 9004}));
+    EXPECT_EQ(channels[1], (std::vector<int>{3208, 3200, 9000, 9002}));
+    for (std::size_t k = 2; k < channels.size(); ++k) {
+        EXPECT_EQ(channels[k], (std::vector<int>{3208, 3200})) << k;
     }
 }
 
-TEST_F(Command, FiguresAreMachineReadable) {
-    const Outcome outcome = run("simulate --json --frames 2 --enlarge 1 --seed 5 --out p");
-    ASSERT_EQ(outcome.exitCode, 0) << outcome.errors;
-    const nlohmann::json figures = nlohmann::json::parse(outcome.output);
-    EXPECT_EQ(figures.at("simulatedFrames"), 2);
-    EXPECT_EQ(figures.at("finishedFrames"), 2);
+TEST_F(Command, WhatWasMadeIsMachineReadable) {
+    const nlohmann::json figures =
+        jsonOf("simulate --frames 2 --seed 5 --exposures 200,1000 --frequencies 60MHz,80MHz --out r.zelta");
+    EXPECT_EQ(figures.at("command"), "simulate");
+    EXPECT_EQ(figures.at("frames"), 2);
     EXPECT_EQ(figures.at("seed"), 5);
-    EXPECT_EQ(figures.at("pixels"), 2 * 38528);
-    EXPECT_GT(figures.at("validShare").get<double>(), 0.95);
-    EXPECT_EQ(figures.at("files").size(), pictureNames.size());
-    EXPECT_GT(figures.at("medianErrorMetres").get<double>(), 0.0);
-    ASSERT_FALSE(figures.at("noise").empty());
-    for (const auto& bin : figures.at("noise")) {
-        EXPECT_GT(bin.at("measuredMetres").get<double>(), 0.0);
-        EXPECT_GT(bin.at("predictedMetres").get<double>(), 0.0);
-    }
+    EXPECT_EQ(figures.at("packets"), 1 + 2 * 16);
+    EXPECT_EQ(figures.at("bytes"), std::filesystem::file_size(path("r.zelta")));
+    EXPECT_EQ(figures.at("exposuresMicroseconds"), (std::vector<int>{200, 1000}));
+    EXPECT_EQ(figures.at("files"), (std::vector<std::string>{"r.zelta"}));
 }
 
-TEST_F(Command, MeasuredAndPredictedNoiseStandSideBySide) {
-    const Outcome outcome = run("simulate --scene wall --frames 2 --enlarge 1 --out p");
-    EXPECT_EQ(outcome.exitCode, 0);
-    for (const char* text :
-         {"measured", "predicted", "ratio", "median absolute error", "99th percentile", "valid pixels"}) {
-        EXPECT_NE(outcome.output.find(text), std::string::npos) << text;
-    }
+TEST_F(Command, OneSeedMeansOneRecording) {
+    simulate("--seed 3", "a.zelta");
+    simulate("--seed 3", "b.zelta");
+    simulate("--seed 4", "c.zelta");
+    EXPECT_EQ(contentOf(path("a.zelta")), contentOf(path("b.zelta")));
+    EXPECT_NE(contentOf(path("a.zelta")), contentOf(path("c.zelta")));
 }
 
-TEST_F(Command, OneSeedMeansOneResult) {
-    const auto figures = [this](const char* seed) {
-        nlohmann::json json = nlohmann::json::parse(
-            run(std::string("simulate --json --scene wall --enlarge 1 --out p --seed ") + seed).output);
-        json.erase("seed");
-        return json;
-    };
-    EXPECT_EQ(figures("3"), figures("3"));
-    EXPECT_NE(figures("3"), figures("4"));
+// The signal comes while the command works on far more frames than it can finish in that time.
+TEST_F(Command, AnInterruptedSimulationLeavesAWholeRecording) {
+    const Outcome outcome = run("simulate --scene wall --frames 100000 --out r.zelta", "timeout -s INT 2");
+    EXPECT_EQ(outcome.exitCode, 124) << "the code by which timeout tells that it sent its signal";
+    EXPECT_NE(outcome.errors.find("interrupted after"), std::string::npos) << outcome.errors;
+    const Outcome info = run("info r.zelta");
+    EXPECT_EQ(info.exitCode, 0) << info.errors;
 }
 
 TEST_F(Command, FrequenciesTakeUnits) {
     const auto hertz = [this](const char* frequency) {
         return nlohmann::json::parse(
-                   run(std::string("simulate --json --scene wall --enlarge 1 --out p --frequencies ") +
-                       frequency)
+                   run(std::string("simulate --json --scene wall --out r.zelta --frequencies ") + frequency)
                        .output)
             .at("frequenciesHertz")
             .at(0)
@@ -191,27 +136,11 @@ TEST_F(Command, FrequenciesTakeUnits) {
     EXPECT_EQ(hertz("60e6"), 60.0e6);
 }
 
-TEST_F(Command, PixelsBeyondTheUniqueRangeAreTold) {
-    EXPECT_EQ(run("simulate --scene room --enlarge 1 --out p").output.find("beyond unique range"),
-              std::string::npos);
-    EXPECT_NE(run("simulate --scene hall --enlarge 1 --out p").output.find("beyond unique range"),
-              std::string::npos);
-}
-
-// With every pixel below the amplitude asked for nothing is valid: that is a finding.
-TEST_F(Command, AFrameWithoutValidPixelsIsAFinding) {
-    const Outcome outcome =
-        run("simulate --scene wall --min-amplitude 100000 --no-fixed-pattern --enlarge 1 --out p");
-    EXPECT_EQ(outcome.exitCode, 1);
-    EXPECT_NE(outcome.errors.find("no pixel"), std::string::npos) << outcome.errors;
-}
-
-TEST_F(Command, AFolderThatCannotBeMadeExitsWithThreeAndIsNamed) {
+TEST_F(Command, APlaceThatCannotBeWrittenExitsWithThreeAndIsNamed) {
     std::ofstream(path("file")) << "x";
-    const Outcome outcome = run("simulate --scene wall --enlarge 1 --out file/p");
+    const Outcome outcome = run("simulate --scene wall --out file/r.zelta");
     EXPECT_EQ(outcome.exitCode, 3);
-    EXPECT_NE(outcome.errors.find("Cannot write file/p/distance_mm.png"), std::string::npos)
-        << outcome.errors;
+    EXPECT_NE(outcome.errors.find("Cannot write file/r.zelta"), std::string::npos) << outcome.errors;
 }
 
 }  // namespace

@@ -1,0 +1,294 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// qor run, with the real plug-in and with one that does as it is told.
+
+#include <array>
+#include <cmath>
+
+#include "tools/imaging/ReadPng.h"
+#include "tools/qor/Command.h"
+
+namespace {
+
+constexpr std::array pictureNames{"distance_mm.png", "distance.png", "amplitude.png", "confidence.png",
+                                  "error.png"};
+const std::string fake = " --plugin '" FAKE_PLUGIN "'";
+
+using RunCommand = Command;
+
+TEST_F(RunCommand, WritesResultsAndPicturesAndSaysWhatItDid) {
+    simulate("--no-noise --frames 2");
+    const Outcome outcome = run("run r.zelta --out deep/p --pil --enlarge 1");
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
+    EXPECT_EQ(outcome.errors, "");
+    for (const char* text : {"packets read                   9\n", "packets processed              9\n",
+                             "packets failed                 0\n", "packets written                9 ",
+                             "finished frames                2", "valid pixels", "median absolute error",
+                             "99th percentile", "deep/p/result.zelta"}) {
+        EXPECT_NE(outcome.output.find(text), std::string::npos) << text << "\n" << outcome.output;
+    }
+    for (const char* name : pictureNames) {
+        const std::string file = std::string("deep/p/00000_") + name;
+        EXPECT_NE(outcome.output.find(file + "\n"), std::string::npos) << file;
+        EXPECT_TRUE(std::filesystem::exists(path(file))) << file;
+        EXPECT_FALSE(std::filesystem::exists(path(std::string("deep/p/00001_") + name))) << name;
+    }
+    EXPECT_EQ(run("info deep/p/result.zelta").exitCode, 0);
+}
+
+// The wall stands at 1.2 m; the pixel next to the optical axis sees it at 1200 mm, a corner further away.
+TEST_F(RunCommand, DistancePictureHoldsMillimetres) {
+    simulate("--no-noise");
+    ASSERT_EQ(run("run r.zelta --out p --pil --enlarge 1").exitCode, 0);
+    const ReadPicture picture = readPng(path("p/00000_distance_mm.png"));
+    EXPECT_EQ(picture.width, 224);
+    EXPECT_EQ(picture.height, 172);
+    EXPECT_EQ(picture.bitDepth, 16);
+    EXPECT_EQ(picture.channels, 1);
+    EXPECT_NEAR(picture.values[86 * 224 + 111], 1200, 1);
+    EXPECT_GT(picture.values[0], 1400);
+}
+
+TEST_F(RunCommand, ColourPicturesAreEnlarged) {
+    simulate();
+    ASSERT_EQ(run("run r.zelta --pil --out small --enlarge 1").exitCode, 0);
+    ASSERT_EQ(run("run r.zelta --pil --out large --enlarge 3").exitCode, 0);
+    for (const char* name : {"distance.png", "amplitude.png", "confidence.png", "error.png"}) {
+        const ReadPicture small = readPng(path("small") / (std::string("00000_") + name));
+        const ReadPicture large = readPng(path("large") / (std::string("00000_") + name));
+        EXPECT_EQ(large.height - small.height, 2 * 172) << name;
+        EXPECT_GE(small.width, 224) << name;
+    }
+}
+
+TEST_F(RunCommand, FiguresAreMachineReadable) {
+    ASSERT_EQ(run("simulate --scene room --frames 2 --seed 5 --quiet --out r.zelta").exitCode, 0);
+    const nlohmann::json figures = jsonOf("run r.zelta --pil --enlarge 1 --out p");
+    EXPECT_EQ(figures.at("packets").at("read"), 9);
+    EXPECT_EQ(figures.at("packets").at("processed"), 9);
+    EXPECT_EQ(figures.at("packets").at("failed"), 0);
+    EXPECT_EQ(figures.at("packets").at("written"), 9);
+    EXPECT_EQ(figures.at("packets").at("writtenBytes"), std::filesystem::file_size(path("p/result.zelta")));
+    EXPECT_EQ(figures.at("finishedFrames"), 2);
+    EXPECT_EQ(figures.at("simulation").at("seed"), 5);
+    EXPECT_EQ(figures.at("pixels"), 2 * 38528);
+    EXPECT_GT(figures.at("validShare").get<double>(), 0.95);
+    EXPECT_EQ(figures.at("files").size(), 1 + pictureNames.size());
+    EXPECT_EQ(figures.at("damage"), nullptr);
+    EXPECT_GT(figures.at("medianErrorMetres").get<double>(), 0.0);
+    EXPECT_LT(figures.at("medianErrorMetres").get<double>(), 0.004);
+    ASSERT_FALSE(figures.at("noise").empty());
+    for (const auto& bin : figures.at("noise")) {
+        EXPECT_NEAR(bin.at("ratio").get<double>(), 1.0, 0.2);
+    }
+}
+
+TEST_F(RunCommand, MeasuredAndPredictedNoiseStandSideBySide) {
+    simulate("--frames 2");
+    const Outcome outcome = run("run r.zelta --pil --enlarge 1 --out p");
+    EXPECT_EQ(outcome.exitCode, 0);
+    for (const char* text : {"measured", "predicted", "ratio"}) {
+        EXPECT_NE(outcome.output.find(text), std::string::npos) << text;
+    }
+}
+
+TEST_F(RunCommand, OneRecordingMeansOneResult) {
+    simulate();
+    const auto figures = [this](const char* folder) {
+        nlohmann::json json = jsonOf(std::string("run r.zelta --pil --enlarge 1 --out ") + folder);
+        json.erase("seconds");
+        json.erase("files");
+        return json;
+    };
+    EXPECT_EQ(figures("a"), figures("b"));
+    EXPECT_EQ(contentOf(path("a/00000_distance_mm.png")), contentOf(path("b/00000_distance_mm.png")));
+    EXPECT_EQ(run("show a/result.zelta 3210 QorDistanceImageIFOutput.distance").output,
+              run("show b/result.zelta 3210 QorDistanceImageIFOutput.distance").output);
+}
+
+TEST_F(RunCommand, TwoFrequenciesAndTwoExposuresGiveFrames) {
+    simulate("--frequencies 60MHz,80MHz --exposures 200,1000 --frames 2 --no-noise");
+    const nlohmann::json figures = jsonOf("run r.zelta --pil --enlarge 1 --out p");
+    EXPECT_EQ(figures.at("packets").at("read"), 33);
+    EXPECT_EQ(figures.at("finishedFrames"), 2);
+    EXPECT_GT(figures.at("validShare").get<double>(), 0.9);
+    EXPECT_LT(figures.at("medianErrorMetres").get<double>(), 0.002);
+}
+
+TEST_F(RunCommand, PixelsBeyondTheUniqueRangeAreTold) {
+    simulate();
+    EXPECT_EQ(run("run r.zelta --pil --enlarge 1 --out p").output.find("beyond unique range"),
+              std::string::npos);
+    ASSERT_EQ(run("simulate --scene hall --quiet --out h.zelta").exitCode, 0);
+    EXPECT_NE(run("run h.zelta --pil --enlarge 1 --out p").output.find("beyond unique range"),
+              std::string::npos);
+}
+
+// With every pixel below the amplitude asked for nothing is valid: that is a finding.
+TEST_F(RunCommand, ASetMemberReachesTheAlgorithm) {
+    simulate("--no-fixed-pattern");
+    const Outcome outcome =
+        run("run r.zelta --pil --enlarge 1 --out p --set "
+            "QorDistanceImageIFInput.customization.minAmplitude=100000");
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_NE(outcome.errors.find("no pixel of the finished frames is valid"), std::string::npos)
+        << outcome.errors;
+    EXPECT_EQ(run("show p/result.zelta 3208 QorDistanceImageIFInput.customization.minAmplitude").output,
+              "100000\n");
+}
+
+TEST_F(RunCommand, TheRecordedAmplitudeLimitReachesTheAlgorithm) {
+    simulate("--no-fixed-pattern --min-amplitude 100000");
+    EXPECT_EQ(run("run r.zelta --pil --enlarge 1 --out p").exitCode, 1);
+}
+
+TEST_F(RunCommand, CloudsHoldThePointsInMetres) {
+    simulate("--no-noise");
+    const nlohmann::json figures = jsonOf("run r.zelta --pil --enlarge 1 --out p --cloud ply,pcd");
+    EXPECT_EQ(figures.at("files").size(), 3 + pictureNames.size());
+    const std::string ply = contentOf(path("p/00000_points.ply"));
+    const std::size_t vertices = std::stoul(ply.substr(ply.find("element vertex ") + 15));
+    EXPECT_EQ(vertices,
+              static_cast<std::size_t>(std::lround(figures.at("validShare").get<double>() * 38528)));
+    EXPECT_EQ(ply.size(), ply.find("end_header\n") + 11 + 16 * vertices);
+    const std::string pcd = contentOf(path("p/00000_points.pcd"));
+    EXPECT_EQ(pcd.size(), pcd.find("DATA binary\n") + 12 + std::size_t{16} * 38528);
+}
+
+TEST_F(RunCommand, WithoutCoordinatesACloudIsAFindingThatIsTold) {
+    simulate();
+    const Outcome outcome =
+        run("run r.zelta --pil --enlarge 1 --out p --cloud ply --set "
+            "QorDistanceImageIFInput.customization.disableCalcCartesian=1");
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_NE(outcome.errors.find("frame 0 carries no valid coordinates (coord3Dinvalid is not 0); no "
+                                  "p/00000_points.ply was written."),
+              std::string::npos)
+        << outcome.errors;
+    EXPECT_FALSE(std::filesystem::exists(path("p/00000_points.ply")));
+}
+
+TEST_F(RunCommand, SelectedFramesAreDrawnUnderTheirNumber) {
+    simulate("--frames 4");
+    const nlohmann::json figures = jsonOf("run r.zelta --pil --enlarge 1 --out p --frames 1:4:2");
+    EXPECT_EQ(figures.at("finishedFrames"), 2);
+    for (const auto& [frame, drawn] : std::vector<std::pair<const char*, bool>>{
+             {"00000", false}, {"00001", true}, {"00002", false}, {"00003", true}}) {
+        EXPECT_EQ(std::filesystem::exists(path(std::string("p/") + frame + "_distance.png")), drawn) << frame;
+    }
+    const Outcome none = run("run r.zelta --pil --out q --frames 9");
+    EXPECT_EQ(none.exitCode, 1);
+    EXPECT_NE(none.errors.find("no frame was finished"), std::string::npos) << none.errors;
+}
+
+TEST_F(RunCommand, UsageErrorsExitWithTwoAndWriteNothing) {
+    simulate();
+    for (const char* arguments :
+         {"run", "run r.zelta surplus", "run r.zelta --frames 2:1", "run r.zelta --frames x",
+          "run r.zelta --cloud obj", "run r.zelta --enlarge 0", "run r.zelta --enlarge 33",
+          "run r.zelta --distance-range 3:1", "run r.zelta --distance-range 1",
+          "run r.zelta --distance-range nan:1", "run r.zelta --error-range 0",
+          "run r.zelta --error-range nan", "run r.zelta --set minAmplitude",
+          "run r.zelta --set minAmplitude=3", "run r.zelta --set None.a=3",
+          "run r.zelta --set QorDistanceImageIFInput.none=3",
+          "run r.zelta --set QorDistanceImageIFInput.phaseInfo=3",
+          "run r.zelta --set QorDistanceImageIFInput.phaseInfo.freqIdx=1.5"}) {
+        const Outcome outcome = run(arguments);
+        EXPECT_EQ(outcome.exitCode, 2) << arguments;
+        EXPECT_FALSE(outcome.errors.empty()) << arguments;
+        EXPECT_FALSE(std::filesystem::exists(path("out"))) << arguments;
+    }
+    EXPECT_NE(run("run r.zelta --set None.a=3")
+                  .errors.find("no packet of r.zelta holds a record None, which None.a=3 names."),
+              std::string::npos);
+}
+
+TEST_F(RunCommand, TheRecordingIsNeverOverwritten) {
+    simulate("", "result.zelta");
+    const std::string before = contentOf(path("result.zelta"));
+    const Outcome outcome = run("run result.zelta --out .");
+    EXPECT_EQ(outcome.exitCode, 2);
+    EXPECT_EQ(contentOf(path("result.zelta")), before);
+}
+
+TEST_F(RunCommand, AMissingRecordingAndAMissingPluginExitWithThree) {
+    const Outcome recording = run("run none.zelta --out p");
+    EXPECT_EQ(recording.exitCode, 3);
+    EXPECT_NE(recording.errors.find("Cannot read none.zelta: No such file or directory."), std::string::npos)
+        << recording.errors;
+    simulate();
+    const Outcome plugin = run("run r.zelta --out p --plugin none.so");
+    EXPECT_EQ(plugin.exitCode, 3);
+    EXPECT_NE(plugin.errors.find("Cannot open the plug-in none.so"), std::string::npos) << plugin.errors;
+    EXPECT_FALSE(std::filesystem::exists(path("p")));
+}
+
+TEST_F(RunCommand, AnEmptyRecordingExitsWithThree) {
+    std::ofstream(path("r.zelta")) << "";
+    const Outcome outcome = run("run r.zelta --out p" + fake);
+    EXPECT_EQ(outcome.exitCode, 3);
+    EXPECT_NE(outcome.errors.find("the recording holds no packets."), std::string::npos) << outcome.errors;
+}
+
+TEST_F(RunCommand, ADamagedRecordingIsUsedUpToTheDamageAndExitsWithThree) {
+    simulate("--frames 2");
+    std::filesystem::resize_file(path("r.zelta"), std::filesystem::file_size(path("r.zelta")) - 1);
+    const Outcome outcome = run("run r.zelta --pil --enlarge 1 --out p");
+    EXPECT_EQ(outcome.exitCode, 3);
+    EXPECT_NE(outcome.errors.find("r.zelta is damaged at byte"), std::string::npos) << outcome.errors;
+    EXPECT_TRUE(std::filesystem::exists(path("p/00000_distance.png")));
+    EXPECT_EQ(run("info p/result.zelta").exitCode, 0);
+}
+
+TEST_F(RunCommand, AFailureOfThePluginExitsWithThreeInItsWords) {
+    simulate("--frames 2");
+    const Outcome outcome = run("run r.zelta --pil --enlarge 1 --out p" + fake, "FAKE_PLUGIN_FAIL=,2,");
+    EXPECT_EQ(outcome.exitCode, 3);
+    EXPECT_NE(outcome.errors.find("told to fail at packet 2"), std::string::npos) << outcome.errors;
+    EXPECT_NE(outcome.errors.find("1 of 9 packets failed."), std::string::npos) << outcome.errors;
+    EXPECT_NE(outcome.output.find("packets failed                 1\n"), std::string::npos) << outcome.output;
+}
+
+TEST_F(RunCommand, APluginWithoutResultsIsAFinding) {
+    simulate();
+    const Outcome outcome = run("run r.zelta --out p" + fake, "FAKE_PLUGIN_SILENT=1");
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_NE(outcome.errors.find("the plug-in gave no result; nothing was written."), std::string::npos)
+        << outcome.errors;
+    EXPECT_FALSE(std::filesystem::exists(path("p/result.zelta")));
+}
+
+TEST_F(RunCommand, ManyFailuresAreNotAllPrinted) {
+    simulate("--frames 10");
+    const Outcome outcome = run("run r.zelta --out p" + fake, "FAKE_PLUGIN_BAD_RESULT=1");
+    EXPECT_EQ(outcome.exitCode, 3);
+    EXPECT_NE(outcome.errors.find("21 more of this kind."), std::string::npos) << outcome.errors;
+    EXPECT_NE(outcome.errors.find("41 of 41 packets failed."), std::string::npos) << outcome.errors;
+}
+
+TEST_F(RunCommand, QuietSaysNothingWhenAllIsWell) {
+    simulate();
+    const Outcome outcome = run("run r.zelta --pil --enlarge 1 --out p --quiet");
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_EQ(outcome.output + outcome.errors, "");
+}
+
+// Large pictures of every frame take far longer than the signal.
+TEST_F(RunCommand, AnInterruptionLeavesAWholeResult) {
+    simulate("--frames 40");
+    const Outcome outcome = run("run r.zelta --pil --enlarge 16 --out p --frames ::1", "timeout -s INT 2");
+    EXPECT_EQ(outcome.exitCode, 124) << "the code by which timeout tells that it sent its signal";
+    EXPECT_NE(outcome.errors.find("interrupted after"), std::string::npos) << outcome.errors;
+    const Outcome info = run("info p/result.zelta");
+    EXPECT_EQ(info.exitCode, 0) << info.errors;
+}
+
+TEST_F(RunCommand, AFolderThatCannotBeMadeExitsWithThreeAndIsNamed) {
+    simulate();
+    std::ofstream(path("file")) << "x";
+    const Outcome outcome = run("run r.zelta --out file/p");
+    EXPECT_EQ(outcome.exitCode, 3);
+    EXPECT_NE(outcome.errors.find("Cannot write file/p/result.zelta"), std::string::npos) << outcome.errors;
+}
+
+}  // namespace

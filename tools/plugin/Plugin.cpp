@@ -1,0 +1,170 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "plugin/Plugin.h"
+
+#include <dlfcn.h>
+
+#include <array>
+#include <exception>
+#include <limits>
+#include <system_error>
+
+namespace plugin {
+namespace {
+
+constexpr const char* fileName = "libqor.so";
+
+std::string ownWords(const char* text) {
+    return text != nullptr && *text != '\0' ? text : "no reason was given";
+}
+
+// The linker's message begins with the path, which the sentence has already.
+std::string openingFailure(const std::string& path) {
+    const char* const error = dlerror();
+    std::string reason = error == nullptr ? "no reason was given" : error;
+    if (reason.starts_with(path + ": ")) {
+        reason.erase(0, path.size() + 2);
+    }
+    return reason;
+}
+
+template <typename Work>
+auto guarded(const char* what, Work work) {
+    try {
+        return work();
+    } catch (const std::exception& error) {
+        throw PluginError(std::string("The plug-in failed to ") + what + ": " + ownWords(error.what()) + ".");
+    } catch (...) {
+        throw PluginError(std::string("The plug-in failed to ") + what + ".");
+    }
+}
+
+}  // namespace
+
+struct AlgorithmVersion {
+    std::uint32_t major = 0;
+    std::uint32_t minor = 0;
+    std::uint32_t patch = 0;
+};
+
+struct Plugin::Functions {
+    void (*createAlgo)() = nullptr;
+    void (*clearAlgo)() = nullptr;
+    std::int32_t (*processZelta)(const void*, std::int32_t, std::int32_t, std::int32_t*) = nullptr;
+    std::int32_t (*getRequiredOutputSize)(std::int32_t) = nullptr;
+    int (*packResult)(void*, int) = nullptr;
+    void (*getAlgoVersion)(AlgorithmVersion*) = nullptr;
+    const char* (*lastMessage)() = nullptr;
+    const char* (*prettyName)() = nullptr;
+    const char* (*lastExceptionMessage)() = nullptr;
+};
+
+struct Plugin::Library {
+    explicit Library(const std::filesystem::path& path) {
+        // Without a folder in its name the linker would search for the file elsewhere.
+        const std::filesystem::path file = path.has_parent_path() ? path : "." / path;
+        handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+        if (handle == nullptr) {
+            throw PluginError("Cannot open the plug-in " + path.string() + ": " +
+                              openingFailure(file.string()) + ".");
+        }
+    }
+    ~Library() { dlclose(handle); }
+    Library(const Library&) = delete;
+    Library& operator=(const Library&) = delete;
+
+    template <typename Function>
+    void find(const std::filesystem::path& path, const char* name, Function*& function) const {
+        function = reinterpret_cast<Function*>(dlsym(handle, name));
+        if (function == nullptr) {
+            throw PluginError(path.string() + " is no plug-in: it has no function " + name + ".");
+        }
+    }
+
+    void* handle = nullptr;
+};
+
+std::filesystem::path defaultPlugin() {
+    std::error_code error;
+    const std::filesystem::path command = std::filesystem::read_symlink("/proc/self/exe", error);
+    const std::filesystem::path folder = command.parent_path();
+    const std::array<std::filesystem::path, 4> places{
+        folder / fileName, folder / QOR_LIBRARY_FOLDER / fileName, folder / "../lib" / fileName,
+        folder / "../../lib" / fileName};
+    std::string tried;
+    for (const std::filesystem::path& place : places) {
+        const std::filesystem::path plain = place.lexically_normal();
+        if (std::filesystem::exists(plain, error)) {
+            return plain;
+        }
+        tried += (tried.empty() ? "" : ", ") + plain.string();
+    }
+    throw PluginError("There is no plug-in at " + tried + "; name it with --plugin.");
+}
+
+Plugin::Plugin(const std::filesystem::path& path) : path_(path) {
+    library_ = std::make_unique<Library>(path);
+    functions_ = std::make_unique<Functions>();
+    library_->find(path, "createAlgo", functions_->createAlgo);
+    library_->find(path, "clearAlgo", functions_->clearAlgo);
+    library_->find(path, "processZelta", functions_->processZelta);
+    library_->find(path, "getRequiredOutputSize", functions_->getRequiredOutputSize);
+    library_->find(path, "packResult", functions_->packResult);
+    library_->find(path, "getAlgoVersion", functions_->getAlgoVersion);
+    library_->find(path, "lastMessage", functions_->lastMessage);
+    library_->find(path, "prettyName", functions_->prettyName);
+    library_->find(path, "lastExceptionMessage", functions_->lastExceptionMessage);
+    guarded("start", [this] { functions_->createAlgo(); });
+}
+
+Plugin::~Plugin() {
+    functions_->clearAlgo();
+}
+
+bool Plugin::process(std::span<const std::uint8_t> packet, bool fromCustomPin) {
+    if (packet.size() > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max())) {
+        throw PluginError("A packet has at most 2147483647 bytes.");
+    }
+    return guarded("process the packet", [&] {
+        std::int32_t exceptionOccured = 0;
+        const std::int32_t started =
+            functions_->processZelta(packet.data(), static_cast<std::int32_t>(packet.size()),
+                                     fromCustomPin ? 1 : 0, &exceptionOccured);
+        if (exceptionOccured != 0) {
+            throw std::runtime_error(ownWords(functions_->lastExceptionMessage()));
+        }
+        return started != 0;
+    });
+}
+
+std::vector<std::uint8_t> Plugin::result(bool shortForm) {
+    return guarded("pack its result", [&] {
+        const std::int32_t size = functions_->getRequiredOutputSize(shortForm ? 1 : 0);
+        if (size < 0) {
+            throw std::runtime_error("it has no size");
+        }
+        std::vector<std::uint8_t> packet(static_cast<std::size_t>(size));
+        if (size > 0 && functions_->packResult(packet.data(), size) != 0) {
+            throw std::runtime_error("packResult refuses the size that it asked for");
+        }
+        return packet;
+    });
+}
+
+std::string Plugin::name() const {
+    return ownWords(functions_->prettyName());
+}
+
+std::string Plugin::version() const {
+    AlgorithmVersion version;
+    functions_->getAlgoVersion(&version);
+    return std::to_string(version.major) + "." + std::to_string(version.minor) + "." +
+           std::to_string(version.patch);
+}
+
+std::string Plugin::lastMessage() const {
+    const char* const text = functions_->lastMessage();
+    return text == nullptr ? "" : text;
+}
+
+}  // namespace plugin

@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "qor/Arguments.h"
+
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <array>
+#include <charconv>
+#include <system_error>
+
+namespace qor {
+
+std::optional<Range> readRange(const std::string& text) {
+    const std::size_t colon = text.find(':');
+    Range range;
+    if (colon == std::string::npos || !CLI::detail::lexical_cast(text.substr(0, colon), range.minimum) ||
+        !CLI::detail::lexical_cast(text.substr(colon + 1), range.maximum) ||
+        !(range.maximum > range.minimum) || !(range.maximum - range.minimum < 1.0e6)) {
+        return std::nullopt;
+    }
+    return range;
+}
+
+std::string checkRange(const std::string& text) {
+    return readRange(text) ? "" : "\"" + text + "\" is no range; write MIN:MAX, for example 0.5:2.5";
+}
+
+std::string checkSeed(const std::string& text) {
+    std::uint64_t seed = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seed);
+    return error == std::errc{} && end == text.data() + text.size()
+               ? ""
+               : "\"" + text + "\" is no whole number from 0 to 18446744073709551615";
+}
+
+std::string checkRecordingName(const std::string& text) {
+    constexpr std::string_view suffix = ".zelta";
+    const std::size_t slash = text.find_last_of('/');
+    const std::size_t nameLength = slash == std::string::npos ? text.size() : text.size() - slash - 1;
+    return text.ends_with(suffix) && nameLength > suffix.size()
+               ? ""
+               : "\"" + text + "\" is no name of a recording; write FOLDER/NAME.zelta";
+}
+
+std::function<std::string(const std::string&)> numberFrom(double least, double most) {
+    return [least, most](const std::string& text) {
+        double value = 0.0;
+        const bool good = CLI::detail::lexical_cast(text, value) && value >= least && value <= most;
+        return good ? "" : fmt::format("\"{}\" is no number from {:g} to {:g}", text, least, most);
+    };
+}
+
+std::string joined(const std::vector<std::string>& texts, std::string_view separator) {
+    return fmt::format("{}", fmt::join(texts, separator));
+}
+
+std::string frequencyText(const std::vector<double>& hertz) {
+    std::vector<std::string> texts;
+    texts.reserve(hertz.size());
+    for (const double frequency : hertz) {
+        texts.push_back(fmt::format("{:g} MHz", frequency / 1.0e6));
+    }
+    return joined(texts, " + ");
+}
+
+std::string exposureText(const std::vector<std::int32_t>& microseconds) {
+    std::vector<std::string> texts;
+    texts.reserve(microseconds.size());
+    for (const std::int32_t exposure : microseconds) {
+        texts.push_back(fmt::format("{} us", exposure));
+    }
+    return joined(texts, " + ");
+}
+
+std::string counted(std::uint64_t count, const std::string& noun) {
+    return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
+}
+
+std::string byteText(std::uint64_t bytes) {
+    constexpr std::array units{"kB", "MB", "GB", "TB"};
+    if (bytes < 1000) {
+        return fmt::format("{} bytes", bytes);
+    }
+    double value = static_cast<double>(bytes) / 1000.0;
+    std::size_t unit = 0;
+    while (value >= 999.95 && unit + 1 < units.size()) {
+        value /= 1000.0;
+        ++unit;
+    }
+    return fmt::format("{:.1f} {}", value, units[unit]);
+}
+
+std::string printable(std::string_view text) {
+    std::string result;
+    for (const char letter : text) {
+        const auto code = static_cast<unsigned char>(letter);
+        if (code >= 32 && code < 127) {
+            result += letter;
+        } else {
+            result += fmt::format("\\x{:02x}", code);
+        }
+    }
+    return result;
+}
+
+void printJson(const nlohmann::ordered_json& document) {
+    fmt::print("{}\n", document.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+}
+
+}  // namespace qor

@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What the subcommands share in reading their command line and printing texts.
+
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace qor {
+
+struct Range {
+    double minimum = 0.0;
+    double maximum = 1.0;
+};
+
+// "MIN:MAX", two numbers, the second above the first; none if the text is something else.
+std::optional<Range> readRange(const std::string& text);
+
+// Checks of options: an empty text for a good value, otherwise what is wrong with it.
+std::string checkRange(const std::string& text);
+std::string checkSeed(const std::string& text);
+std::string checkRecordingName(const std::string& text);
+std::function<std::string(const std::string&)> numberFrom(double least, double most);
+
+std::string joined(const std::vector<std::string>& texts, std::string_view separator);
+
+// "60 MHz + 80 MHz" and "250 us + 2000 us".
+std::string frequencyText(const std::vector<double>& hertz);
+std::string exposureText(const std::vector<std::int32_t>& microseconds);
+
+// "3 packets", "1 packet".
+std::string counted(std::uint64_t count, const std::string& noun);
+
+// "58.1 kB": bytes in powers of a thousand.
+std::string byteText(std::uint64_t bytes);
+
+// A text from a file for a terminal: what is no printable ASCII becomes \xNN.
+std::string printable(std::string_view text);
+
+// Writes one JSON document to standard output. Bytes that are no UTF-8 are replaced.
+void printJson(const nlohmann::ordered_json& document);
+
+}  // namespace qor

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Which frames of a recording are meant: A:B:STEP, from A on, before B, every STEP-th.
+
+#pragma once
+
+#include <cstddef>
+#include <limits>
+#include <optional>
+#include <string>
+
+namespace qor {
+
+struct FrameSelection {
+    std::size_t from = 0;
+    std::size_t end = std::numeric_limits<std::size_t>::max();  // the first that is not meant
+    std::size_t step = 1;
+
+    bool contains(std::size_t frame) const {
+        return frame >= from && frame < end && (frame - from) % step == 0;
+    }
+
+    // Whether no frame from this one on is meant.
+    bool isOver(std::size_t frame) const { return frame >= end; }
+};
+
+// "7", "3:", ":5", "2:8", "0:100:10"; none for anything else and for a selection without frames.
+std::optional<FrameSelection> readFrameSelection(const std::string& text);
+
+std::string checkFrameSelection(const std::string& text);
+
+}  // namespace qor

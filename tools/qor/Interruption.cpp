@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "qor/Interruption.h"
+
+#include <csignal>
+
+namespace qor {
+namespace {
+
+volatile std::sig_atomic_t wasInterrupted = 0;
+
+void remember(int /*signal*/) {
+    wasInterrupted = 1;
+}
+
+}  // namespace
+
+void listenForInterruption() {
+    struct sigaction action {};
+    action.sa_handler = remember;
+    // Once only: the next signal of the kind ends the command. System calls that it meets go on.
+    action.sa_flags = static_cast<int>(SA_RESETHAND | SA_RESTART);
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+}
+
+bool interrupted() {
+    return wasInterrupted != 0;
+}
+
+}  // namespace qor

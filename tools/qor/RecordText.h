@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Values of a record as text and as JSON, whatever the record is.
+
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "zelta_packet.h"
+
+namespace qor {
+
+// An expression that the record does not have.
+class NoSuchExpression : public std::runtime_error {
+ public:
+    using std::runtime_error::runtime_error;
+};
+
+// One number or array of numbers.
+struct ShownValue {
+    std::string expression;
+    std::vector<std::string> rows;  // of text, values separated by blanks; one but for more dimensions
+    std::size_t count = 0;          // of numbers
+    bool isText = false;            // bytes that are letters
+    nlohmann::ordered_json json;    // a number, a text, or arrays of them, as the dimensions are
+};
+
+// What an expression addresses: one value, or for a structure all that is in it. Throws NoSuchExpression;
+// recording::RecordError if the record is damaged or has more than a hundred thousand members.
+std::vector<ShownValue> valuesOf(const zelta::ZeltaChunk& chunk, const std::string& expression);
+
+// The value in one line: long arrays show their first numbers and their count.
+std::string abbreviated(const ShownValue& value);
+
+}  // namespace qor

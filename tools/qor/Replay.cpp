@@ -1,0 +1,186 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "qor/Replay.h"
+
+#include <memory>
+#include <utility>
+
+#include "recording/Channels.h"
+#include "recording/Record.h"
+#include "recording/RecordingWriter.h"
+
+namespace qor {
+namespace {
+
+// A packet on this channel carries a customization of its own and goes in by its own pin.
+constexpr int customizationChannel = 3228;
+
+bool beginsFrame(const zelta::Packet& packet) {
+    const zelta::ZeltaChunk* const input = recording::findChunk(packet, recording::channel::input);
+    if (input == nullptr) {
+        return false;
+    }
+    try {
+        return recording::numberOf(*input, "QorDistanceImageIFInput.phaseInfo.sequenceCounter") == 0.0;
+    } catch (const recording::RecordError&) {
+        return false;
+    }
+}
+
+class Replay {
+ public:
+    Replay(const ReplaySettings& settings, plugin::Plugin& plugin, const ReplayListener& listener)
+        : settings_(settings),
+          plugin_(plugin),
+          listener_(listener),
+          reader_(settings.recording),
+          writer_(settings.results) {}
+
+    ReplayCounts run() {
+        try {
+            feedAll();
+        } catch (...) {
+            finish();
+            throw;
+        }
+        finish();
+        return counts_;
+    }
+
+ private:
+    // Number of the frame that packets belong to now; none before the first.
+    std::optional<std::size_t> currentFrame() const {
+        return framesBegun_ == 0 ? std::nullopt : std::optional(framesBegun_ - 1);
+    }
+
+    bool isSelected() const {
+        const std::optional<std::size_t> frame = currentFrame();
+        return !frame || settings_.frames.contains(*frame);
+    }
+
+    void feedAll() {
+        while (!counts_.interrupted) {
+            recording::RecordedPacket* const packet = nextPacket();
+            if (packet == nullptr) {
+                return;
+            }
+            if (beginsFrame(packet->chunks)) {
+                if (settings_.frames.isOver(framesBegun_)) {
+                    counts_.stopped = true;
+                    return;
+                }
+                ++framesBegun_;
+            }
+            ++counts_.read;
+            feed(*packet);
+            listener_.progress(reader_.fileSize() == 0 ? -1.0
+                                                       : static_cast<double>(reader_.bytesRead()) /
+                                                             static_cast<double>(reader_.fileSize()),
+                               framesBegun_);
+            counts_.interrupted = listener_.interrupted();
+        }
+    }
+
+    recording::RecordedPacket* nextPacket() {
+        try {
+            return reader_.next();
+        } catch (const recording::RecordingError& error) {
+            counts_.damage = error.what();
+            return nullptr;
+        }
+    }
+
+    void feed(recording::RecordedPacket& packet) {
+        readTruth(packet);
+        const auto fail = [&](const std::string& reason) {
+            ++counts_.failed;
+            listener_.trouble(where(packet) + ": " + reason);
+        };
+        bool failed = false;
+        try {
+            applyOverrides(settings_.overrides, packet);
+            const bool fromCustomPin = recording::findChunk(packet.chunks, customizationChannel) != nullptr;
+            plugin_.process(packet.bytes, fromCustomPin);
+        } catch (const recording::RecordError& error) {
+            return fail(error.what());
+        } catch (const plugin::PluginError& error) {
+            failed = true;
+            fail(error.what());
+        }
+        // After a failure the plug-in may still offer what it found out about it.
+        try {
+            takeResult(packet);
+        } catch (const plugin::PluginError& error) {
+            if (!failed) {
+                failed = true;
+                fail(error.what());
+            }
+        }
+        counts_.processed += failed ? 0 : 1;
+    }
+
+    void takeResult(const recording::RecordedPacket& packet) {
+        const std::vector<std::uint8_t> bytes = plugin_.result(settings_.shortForm);
+        if (bytes.empty() || !isSelected()) {
+            return;
+        }
+        writer_.write(bytes);
+        zelta::Packet result;
+        if (zelta::packet_parse(bytes.data(), static_cast<int>(bytes.size()), result) != 0) {
+            throw plugin::PluginError("The plug-in's result is no packet.");
+        }
+        std::optional<ResultFrame> frame;
+        try {
+            frame = frameIn(result, settings_.withCoordinates);
+        } catch (const recording::RecordError& error) {
+            listener_.trouble(where(packet) + ": its result cannot be used: " + error.what());
+        }
+        if (frame) {
+            ++counts_.frames;
+            listener_.frame(currentFrame().value_or(0), *frame, truth_ ? &*truth_ : nullptr,
+                            simulation_ ? &*simulation_ : nullptr);
+        }
+    }
+
+    void readTruth(const recording::RecordedPacket& packet) {
+        try {
+            if (auto simulation = recording::simulationSettingsIn(packet.chunks)) {
+                simulation_ = std::move(simulation);
+            }
+            if (auto truth = recording::truthIn(packet.chunks)) {
+                truth_ = std::move(truth);
+            }
+        } catch (const recording::RecordError& error) {
+            truth_.reset();
+            listener_.trouble(where(packet) + ": the truth cannot be used: " + error.what());
+        }
+    }
+
+    static std::string where(const recording::RecordedPacket& packet) {
+        return "packet " + std::to_string(packet.index) + " (byte " + std::to_string(packet.offset) + ")";
+    }
+
+    void finish() {
+        counts_.written = writer_.packets();
+        counts_.writtenBytes = writer_.bytes();
+        writer_.finish();
+    }
+
+    const ReplaySettings& settings_;
+    plugin::Plugin& plugin_;
+    const ReplayListener& listener_;
+    recording::RecordingReader reader_;
+    recording::RecordingWriter writer_;
+    ReplayCounts counts_;
+    std::size_t framesBegun_ = 0;
+    std::optional<simulation::Truth> truth_;
+    std::optional<recording::SimulationSettings> simulation_;
+};
+
+}  // namespace
+
+ReplayCounts replay(const ReplaySettings& settings, plugin::Plugin& plugin, const ReplayListener& listener) {
+    return Replay(settings, plugin, listener).run();
+}
+
+}  // namespace qor

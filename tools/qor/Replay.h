@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Feeds a recording to the plug-in: every packet once, in order, as fast as it is taken.
+
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "plugin/Plugin.h"
+#include "qor/FrameSelection.h"
+#include "qor/Override.h"
+#include "qor/ResultFrame.h"
+#include "recording/RecordingReader.h"
+#include "recording/TruthRecords.h"
+
+namespace qor {
+
+struct ReplaySettings {
+    std::filesystem::path recording;
+    std::filesystem::path results;  // the recording of the result packets
+    bool shortForm = false;
+    bool withCoordinates = false;
+    FrameSelection frames;  // whose results are kept; numbers are those of the recording
+    std::vector<Override> overrides;
+};
+
+struct ReplayCounts {
+    std::size_t read = 0;       // packets of the recording
+    std::size_t processed = 0;  // that the plug-in took
+    std::size_t failed = 0;     // at which it failed
+    std::size_t written = 0;    // result packets
+    std::uint64_t writtenBytes = 0;
+    std::size_t frames = 0;    // finished frames among those selected
+    bool interrupted = false;  // before the end of the recording
+    bool stopped = false;      // after the last selected frame
+    std::string damage;        // where the recording cannot be read any further; empty if nowhere
+};
+
+// What a replay tells while it goes on.
+struct ReplayListener {
+    // A finished frame among those selected. The truth is null if the recording does not tell it.
+    std::function<void(std::size_t number, const ResultFrame& frame, const simulation::Truth* truth,
+                       const recording::SimulationSettings* simulation)>
+        frame;
+    // A packet at which the plug-in failed, or whose result or truth cannot be used.
+    std::function<void(const std::string& sentence)> trouble;
+    // After each packet: the share of the recording that is done, below 0 if its size is unknown, and the
+    // number of frames that have begun.
+    std::function<void(double share, std::size_t frames)> progress;
+    // Whether the work is to end.
+    std::function<bool()> interrupted;
+};
+
+// A frame begins with each input record whose sequenceCounter is 0. Results of packets before the first frame
+// are kept always. Throws recording::RecordingError if a file cannot be opened or written, and whatever the
+// listener throws; the results up to there are complete even so.
+ReplayCounts replay(const ReplaySettings& settings, plugin::Plugin& plugin, const ReplayListener& listener);
+
+}  // namespace qor

@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "qor/Report.h"
+
+#include <fmt/format.h>
+
+#include "qor/Arguments.h"
+#include "simulation/Calibration.h"
+
+namespace qor {
+namespace {
+
+void printNoise(const std::vector<AmplitudeBin>& bins) {
+    fmt::print("\nStandard deviation of the distance error\n");
+    fmt::print("  raw amplitude      pixels    measured   predicted   ratio\n");
+    for (const AmplitudeBin& bin : bins) {
+        fmt::print("  {:>4.0f} .. {:>4.0f}   {:>10}  {:>7.2f} mm  {:>7.2f} mm   {:.3f}\n", bin.from, bin.to,
+                   bin.pixels, 1000.0 * bin.measured, 1000.0 * bin.predicted, bin.ratio());
+    }
+    const simulation::SensorProperties sensor;
+    fmt::print(
+        "  predicted = c / (4 pi f) * |d theta / d phi| / R * sqrt(V + 2 r^2 + 1/6)\n"
+        "  R raw amplitude; V = 2 g^2 N, what it is above {:.0f} counting twice; N electrons per sample;\n"
+        "  g = {:g} counts per electron; r = {:g} counts of read noise; 1/6 from the rounding to 12 bits\n",
+        sensor.suppressionKnee, sensor.countsPerElectron, sensor.readNoise);
+}
+
+}  // namespace
+
+std::string describe(const recording::SimulationSettings& simulation) {
+    std::string text =
+        fmt::format("scene {}, {}, {}, seed {}, {}", simulation.scene, frequencyText(simulation.frequencies),
+                    exposureText(simulation.exposureTimes), simulation.seed,
+                    simulation.photonNoise ? "photon noise" : "no photon noise");
+    if (simulation.ambient > 0.0) {
+        text += fmt::format(", {:g} klx", simulation.ambient);
+    }
+    return text;
+}
+
+void printAccuracy(const AccuracySummary& a, const recording::SimulationSettings& simulation) {
+    fmt::print("\nDistances against the truth: {}\n", describe(simulation));
+    fmt::print("  median absolute error  {:>9.3f} mm   {} valid pixels of at least {:g} counts\n",
+               1000.0 * a.medianError, a.judgedPixels, judgedAmplitude);
+    fmt::print("  99th percentile        {:>9.3f} mm   {} of them away from edges\n",
+               1000.0 * a.percentile99Error, a.judgedPixelsOffEdges);
+    fmt::print("  mean error             {:>9.3f} mm\n", 1000.0 * a.meanError);
+    if (a.pixelsBeyondUniqueRange > 0) {
+        fmt::print("  beyond unique range    {:>9.2f} %    these are compared modulo {:.4f} m\n",
+                   100.0 * static_cast<double>(a.pixelsBeyondUniqueRange) / static_cast<double>(a.pixels),
+                   simulation::uniqueRange(simulation.frequencies[0]));
+    }
+    if (simulation.photonNoise && simulation.frequencies.size() == 1) {
+        printNoise(a.bins);
+    }
+}
+
+void addAccuracy(nlohmann::ordered_json& document, const AccuracySummary& a) {
+    nlohmann::ordered_json noise = nlohmann::ordered_json::array();
+    for (const AmplitudeBin& bin : a.bins) {
+        noise.push_back({{"fromCounts", bin.from},
+                         {"toCounts", bin.to},
+                         {"pixels", bin.pixels},
+                         {"measuredMetres", bin.measured},
+                         {"predictedMetres", bin.predicted},
+                         {"ratio", bin.ratio()}});
+    }
+    document["judgedPixels"] = a.judgedPixels;
+    document["judgedPixelsOffEdges"] = a.judgedPixelsOffEdges;
+    document["pixelsBeyondUniqueRange"] = a.pixelsBeyondUniqueRange;
+    document["medianErrorMetres"] = a.medianError;
+    document["percentile99ErrorMetres"] = a.percentile99Error;
+    document["meanErrorMetres"] = a.meanError;
+    document["noise"] = noise;
+}
+
+nlohmann::ordered_json simulationJson(const recording::SimulationSettings& simulation) {
+    return {{"scene", simulation.scene},
+            {"seed", simulation.seed},
+            {"frequenciesHertz", simulation.frequencies},
+            {"exposuresMicroseconds", simulation.exposureTimes},
+            {"photonNoise", simulation.photonNoise},
+            {"ambientKilolux", simulation.ambient},
+            {"temperatureCelsius", simulation.temperature}};
+}
+
+}  // namespace qor

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Figures of a replay as text and as JSON.
+
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <vector>
+
+#include "qor/Accuracy.h"
+#include "recording/TruthRecords.h"
+
+namespace qor {
+
+// "scene room, 60 MHz, 1000 us, seed 1, photon noise"
+std::string describe(const recording::SimulationSettings& simulation);
+
+void printAccuracy(const AccuracySummary& accuracy, const recording::SimulationSettings& simulation);
+
+void addAccuracy(nlohmann::ordered_json& document, const AccuracySummary& accuracy);
+
+nlohmann::ordered_json simulationJson(const recording::SimulationSettings& simulation);
+
+}  // namespace qor

@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "qor/ResultFrame.h"
+
+#include <algorithm>
+#include <string>
+
+#include "recording/Channels.h"
+#include "recording/Record.h"
+#include "simulation/Image.h"
+
+namespace qor {
+namespace {
+
+using simulation::pixelCount;
+
+const std::string root = "QorDistanceImageIFOutput.";
+
+std::uint32_t wholeNumber(const zelta::ZeltaChunk& chunk, const char* member) {
+    return static_cast<std::uint32_t>(
+        std::clamp(recording::numberOf(chunk, root + member), 0.0, 4294967295.0));
+}
+
+}  // namespace
+
+std::optional<ResultFrame> frameIn(const zelta::Packet& result, bool withCoordinates) {
+    const zelta::ZeltaChunk* const chunk = recording::findChunk(result, recording::channel::result);
+    if (chunk == nullptr || recording::numberOf(*chunk, root + "outputInvalid") != 0.0) {
+        return std::nullopt;
+    }
+    ResultFrame frame;
+    frame.distance = recording::imageOf(*chunk, root + "distance", pixelCount);
+    frame.amplitude = recording::imageOf(*chunk, root + "normalizedAmplitude", pixelCount);
+    frame.confidence = recording::bytesOf(*chunk, root + "confidence", pixelCount);
+    frame.frameCounter = wholeNumber(*chunk, "frameCounter");
+    frame.timestamp = wholeNumber(*chunk, "timestamp");
+    if (withCoordinates && recording::numberOf(*chunk, root + "coord3Dinvalid") == 0.0) {
+        frame.coordinates = Coordinates{recording::imageOf(*chunk, root + "X", pixelCount),
+                                        recording::imageOf(*chunk, root + "Y", pixelCount),
+                                        recording::imageOf(*chunk, root + "Z", pixelCount)};
+    }
+    return frame;
+}
+
+}  // namespace qor

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// A finished frame, as a result packet tells it.
+
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "zelta_packet.h"
+
+namespace qor {
+
+inline constexpr std::uint8_t invalidBit = 0x01;       // of the confidence image
+inline constexpr std::uint8_t lastExposureBit = 0x10;  // set: the pixel was taken from the last exposure
+
+// Positions of the pixels, row by row, metres.
+struct Coordinates {
+    std::vector<float> X;
+    std::vector<float> Y;
+    std::vector<float> Z;
+};
+
+// Images row by row.
+struct ResultFrame {
+    std::vector<float> distance;   // metres, 0 where invalid
+    std::vector<float> amplitude;  // counts per microsecond
+    std::vector<std::uint8_t> confidence;
+    std::uint32_t frameCounter = 0;
+    std::uint32_t timestamp = 0;             // microseconds
+    std::optional<Coordinates> coordinates;  // if they are wanted and valid
+};
+
+// The frame that a result packet holds, if it holds one. Throws recording::RecordError, with a sentence, for
+// a record that is not what it has to be.
+std::optional<ResultFrame> frameIn(const zelta::Packet& result, bool withCoordinates);
+
+}  // namespace qor

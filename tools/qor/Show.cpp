@@ -1,0 +1,150 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "qor/Show.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "qor/Arguments.h"
+#include "qor/ExitCode.h"
+#include "qor/RecordText.h"
+#include "recording/Record.h"
+#include "recording/RecordingReader.h"
+
+namespace qor {
+namespace {
+
+struct Options {
+    std::filesystem::path file;
+    int channel = 0;
+    std::string expression;
+    std::optional<std::size_t> packet;
+    bool all = false;
+    bool json = false;
+};
+
+void printPacket(const Options& options, std::size_t packet, const std::vector<ShownValue>& values) {
+    if (options.all && values.size() == 1 && values[0].rows.size() == 1) {
+        fmt::print("{}\n", values[0].rows[0]);
+        return;
+    }
+    if (options.all) {
+        fmt::print("packet {}\n", packet);
+    }
+    const bool single = values.size() == 1 && values[0].expression == options.expression;
+    for (const ShownValue& value : values) {
+        if (single) {
+            fmt::print("{}\n", joined(value.rows, "\n"));
+        } else {
+            fmt::print("{} = {}\n", printable(value.expression), abbreviated(value));
+        }
+    }
+}
+
+nlohmann::ordered_json toJson(std::size_t packet, const std::vector<ShownValue>& values) {
+    nlohmann::ordered_json members;
+    for (const ShownValue& value : values) {
+        members[value.expression] = value.json;
+    }
+    return {{"packet", packet}, {"values", members}};
+}
+
+int complain(int exitCode, const std::string& sentence) {
+    fmt::print(stderr, "qor show: {}\n", sentence);
+    return exitCode;
+}
+
+int nothingFound(const Options& options, std::size_t packets) {
+    if (options.packet && *options.packet >= packets) {
+        return complain(ExitCode::Findings,
+                        fmt::format("{} has no packet {}; it has {}.", options.file.string(), *options.packet,
+                                    counted(packets, "packet")));
+    }
+    return complain(ExitCode::Findings,
+                    fmt::format("{} holds nothing on channel {}{}.", options.file.string(), options.channel,
+                                options.packet ? fmt::format(" in packet {}", *options.packet) : ""));
+}
+
+int show(const Options& options) {
+    recording::RecordingReader reader(options.file);
+    nlohmann::ordered_json shown = nlohmann::ordered_json::array();
+    std::size_t found = 0;
+    int exitCode = ExitCode::Good;
+    try {
+        while (const recording::RecordedPacket* packet = reader.next()) {
+            if (options.packet && packet->index != *options.packet) {
+                continue;
+            }
+            const zelta::ZeltaChunk* const chunk = recording::findChunk(packet->chunks, options.channel);
+            if (chunk != nullptr) {
+                ++found;
+                const std::vector<ShownValue> values = valuesOf(*chunk, options.expression);
+                if (options.json) {
+                    shown.push_back(toJson(packet->index, values));
+                } else {
+                    printPacket(options, packet->index, values);
+                }
+            }
+            if (options.packet || (found > 0 && !options.all)) {
+                break;
+            }
+        }
+    } catch (const recording::RecordingError& error) {
+        exitCode = complain(ExitCode::BadData, error.what());
+    }
+    if (options.json) {
+        printJson({{"command", "show"},
+                   {"version", QOR_VERSION},
+                   {"file", options.file.string()},
+                   {"channel", options.channel},
+                   {"expression", options.expression},
+                   {"packets", shown}});
+    }
+    return found == 0 && exitCode == ExitCode::Good ? nothingFound(options, reader.packetsRead()) : exitCode;
+}
+
+int run(const Options& options) {
+    try {
+        return show(options);
+    } catch (const NoSuchExpression& error) {
+        return complain(ExitCode::Usage, printable(error.what()));
+    } catch (const recording::RecordError& error) {
+        return complain(ExitCode::BadData, printable(error.what()));
+    } catch (const recording::RecordingError& error) {
+        return complain(ExitCode::BadData, error.what());
+    }
+}
+
+}  // namespace
+
+void addShow(CLI::App& app, int& exitCode) {
+    const auto options = std::make_shared<Options>();
+    CLI::App* command = app.add_subcommand("show", "Print what an expression addresses in a recording");
+    command->add_option("FILE", options->file, "Recording")->required()->type_name("");
+    command->add_option("CHANNEL", options->channel, "Channel of the record")->required()->type_name("");
+    command
+        ->add_option("EXPRESSION", options->expression,
+                     "For example QorDistanceImageIFInput.phaseInfo.freqIdx or Simulation.frequencies[0];\n"
+                     "a structure shows all that is in it")
+        ->required()
+        ->type_name("");
+    auto* const packet = command->add_option("--packet", options->packet, "The packet of this number, from 0")
+                             ->check(CLI::NonNegativeNumber)
+                             ->type_name("N");
+    command->add_flag("--all", options->all, "Every packet that has the channel, not only the first")
+        ->excludes(packet);
+    command->add_flag("--json", options->json, "Print JSON");
+    command->footer(
+        "Exit codes: 0 good; 1 nothing found; 2 usage, or the expression addresses nothing;\n"
+        "            3 the recording or the record is damaged or cannot be read\n");
+    command->callback([options, &exitCode] { exitCode = run(*options); });
+}
+
+}  // namespace qor

@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The channels of a recording.
+
+#pragma once
+
+namespace recording::channel {
+
+inline constexpr int rawImage = 3200;
+inline constexpr int input = 3208;
+inline constexpr int result = 3210;
+inline constexpr int calibration = 3212;
+inline constexpr int auxiliary = 3226;
+
+// What is true about the frames beside the images that tell about it. No algorithm listens here.
+inline constexpr int sceneTruth = 9000;
+inline constexpr int frequencyTruth = 9002;
+inline constexpr int simulation = 9004;
+
+}  // namespace recording::channel

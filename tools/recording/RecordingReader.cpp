@@ -1,0 +1,146 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "recording/RecordingReader.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <limits>
+#include <string>
+#include <system_error>
+
+namespace recording {
+namespace {
+
+constexpr std::uint32_t startMark = 0x01234567;   // before the definition
+constexpr std::uint32_t middleMark = 0x76543210;  // between definition and data
+constexpr std::uint32_t endMark = 0x89ABCDEF;     // behind the data
+
+constexpr std::size_t largestPacket = std::numeric_limits<std::int32_t>::max();
+
+// Bytes are asked for in steps, so that a size that is a lie costs no more memory than the file has bytes.
+constexpr std::size_t largestStep = std::size_t{1} << 20U;
+
+}  // namespace
+
+RecordingReader::RecordingReader(const std::filesystem::path& path) : path_(path) {
+    const auto refuse = [&path](const std::string& reason) {
+        throw RecordingError("Cannot read " + path.string() + ": " + reason + ".");
+    };
+    std::error_code error;
+    if (std::filesystem::is_directory(path, error)) {
+        refuse("it is a folder");
+    }
+    file_.reset(std::fopen(path.c_str(), "rb"));
+    if (!file_) {
+        refuse(std::strerror(errno));
+    }
+    if (std::filesystem::is_regular_file(path, error)) {
+        fileSize_ = std::filesystem::file_size(path, error);
+        fileSize_ = error ? 0 : fileSize_;
+    }
+}
+
+RecordedPacket* RecordingReader::next() {
+    if (ended_) {
+        return nullptr;
+    }
+    const int first = std::fgetc(file_.get());
+    if (first == EOF && std::ferror(file_.get()) == 0) {
+        ended_ = true;
+        return nullptr;
+    }
+    ended_ = true;  // unless this packet turns out good
+    packet_ = {packets_, position_, {}, {}};
+    buffer_.clear();
+    if (first != EOF) {
+        std::ungetc(first, file_.get());
+    }
+    readPacket();
+    packet_.bytes = buffer_;
+    if (zelta::packet_parse(buffer_.data(), static_cast<int>(buffer_.size()), packet_.chunks) != 0) {
+        fail(packet_.offset, "the packet cannot be taken apart");
+    }
+    position_ += buffer_.size();
+    ++packets_;
+    ended_ = false;
+    return &packet_;
+}
+
+void RecordingReader::readPacket() {
+    const std::uint32_t count = readWord("in its number of chunks");
+    if (count > zelta::kMaxChunks) {
+        fail(packet_.offset, "it says that it has " + std::to_string(count) + " chunks, where " +
+                                 std::to_string(zelta::kMaxChunks) + " are possible");
+    }
+    for (std::uint32_t number = 0; number < count; ++number) {
+        readChunk(number);
+    }
+}
+
+void RecordingReader::readChunk(std::uint32_t number) {
+    const std::string chunk = "of chunk " + std::to_string(number);
+    readWord(("in the channel " + chunk).c_str());
+    const std::int32_t descriptionSize = readSize(number, "definition");
+    const std::int32_t dataSize = readSize(number, "data");
+    readMark(startMark, number, "header");
+    readBytes(static_cast<std::size_t>(descriptionSize), ("in the definition " + chunk).c_str());
+    readMark(middleMark, number, "definition");
+    readBytes(static_cast<std::size_t>(dataSize), ("in the data " + chunk).c_str());
+    readMark(endMark, number, "data");
+}
+
+std::uint32_t RecordingReader::readWord(const char* what) {
+    readBytes(sizeof(std::uint32_t), what);
+    std::uint32_t word = 0;
+    std::memcpy(&word, buffer_.data() + buffer_.size() - sizeof(word), sizeof(word));
+    return word;
+}
+
+std::int32_t RecordingReader::readSize(std::uint32_t number, const char* what) {
+    const std::uint64_t at = offset();
+    const std::string chunk = " of chunk " + std::to_string(number);
+    const auto size =
+        static_cast<std::int32_t>(readWord(("in the size of the " + std::string(what) + chunk).c_str()));
+    if (size <= 0) {
+        fail(at, "the size of the " + std::string(what) + chunk + " is " + std::to_string(size));
+    }
+    return size;
+}
+
+void RecordingReader::readMark(std::uint32_t expected, std::uint32_t number, const char* behind) {
+    const std::uint64_t at = offset();
+    const std::string place = std::string(behind) + " of chunk " + std::to_string(number);
+    if (readWord(("in the mark behind the " + place).c_str()) != expected) {
+        fail(at, "the mark behind the " + place + " is not there");
+    }
+}
+
+void RecordingReader::readBytes(std::size_t count, const char* what) {
+    if (count > largestPacket - buffer_.size()) {
+        fail(offset(), "the packet is larger than 2147483647 bytes");
+    }
+    while (count > 0) {
+        const std::size_t step = std::min(count, largestStep);
+        const std::size_t before = buffer_.size();
+        buffer_.resize(before + step);
+        const std::size_t got = std::fread(buffer_.data() + before, 1, step, file_.get());
+        if (got != step) {
+            const int reason = errno;
+            buffer_.resize(before + got);
+            if (std::ferror(file_.get()) != 0) {
+                fail(offset(), std::string("it cannot be read: ") + std::strerror(reason));
+            }
+            fail(offset(), std::string("the file ends ") + what);
+        }
+        count -= step;
+    }
+}
+
+void RecordingReader::fail(std::uint64_t at, const std::string& reason) const {
+    throw RecordingError(path_.string() + " is damaged at byte " + std::to_string(at) + ", in packet " +
+                         std::to_string(packet_.index) + " (from byte " + std::to_string(packet_.offset) +
+                         "): " + reason + ".");
+}
+
+}  // namespace recording

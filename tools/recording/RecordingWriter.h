@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Writes a recording. It appears under its name only when it is finished; until then it grows under the name
+// with ".part" behind it.
+
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <span>
+#include <string>
+
+namespace recording {
+
+class RecordingWriter {
+ public:
+    // Makes missing folders. Throws RecordingError, as the others, with a sentence that names the path.
+    explicit RecordingWriter(const std::filesystem::path& path);
+    ~RecordingWriter();  // what is not finished is removed
+    RecordingWriter(const RecordingWriter&) = delete;
+    RecordingWriter& operator=(const RecordingWriter&) = delete;
+
+    // One whole packet.
+    void write(std::span<const std::uint8_t> packet);
+
+    // Ends the file and gives it its name. Without a packet there is nothing to name, and no file remains.
+    // After a failure, or a second time, it does nothing.
+    void finish();
+
+    const std::filesystem::path& path() const { return path_; }
+    std::size_t packets() const { return packets_; }
+    std::uint64_t bytes() const { return bytes_; }
+
+ private:
+    void removeUnfinished();
+    [[noreturn]] void fail(const std::string& reason);
+
+    std::filesystem::path path_;
+    std::filesystem::path unfinished_;
+    std::FILE* file_ = nullptr;
+    std::size_t packets_ = 0;
+    std::uint64_t bytes_ = 0;
+};
+
+}  // namespace recording

@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The truth in a recording: how it was simulated, and what is true about its frames.
+
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "recording/Record.h"
+#include "simulation/Truth.h"
+
+namespace recording {
+
+// How a recording was simulated.
+struct SimulationSettings {
+    std::string scene;
+    double nearest = 0.0;  // distances, metres, between which the scene lies
+    double furthest = 1.0;
+    std::uint64_t seed = 1;
+    bool photonNoise = true;
+    double ambient = 0.0;                     // kilolux
+    double temperature = 0.0;                 // degrees Celsius
+    std::vector<double> frequencies;          // Hz
+    std::vector<std::int32_t> exposureTimes;  // microseconds
+};
+
+Record recordOf(const SimulationSettings& settings);
+
+// The records of a truth, one for the scene and one for what its frequencies and exposures see. All
+// frequencies have the same number of exposures.
+Record sceneRecord(const simulation::Truth& truth);
+Record frequencyRecord(const simulation::Truth& truth);
+
+// What a packet says about the simulation; none if it says nothing. Throw RecordError for records that are
+// not what they have to be.
+std::optional<SimulationSettings> simulationSettingsIn(const zelta::Packet& packet);
+std::optional<simulation::Truth> truthIn(const zelta::Packet& packet);
+
+}  // namespace recording
