@@ -96,7 +96,7 @@ alif_int32_t CalibInterpreter_Apply(const Packet& packet, QorDistanceImageIFCali
     alif_int32_t retVal = 0;
     diciError = {};
     std::memset(&calibration, 0, sizeof calibration);
-    auxInfo = {};
+    std::memset(&auxInfo, 0, sizeof auxInfo);
     ChunkIndices indices;
     try {
         assignRecords(packet, calibration, auxInfo, indices);

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "AlgoDistanceImage.h"
 
+#include <cstring>
+#include <type_traits>
+
 #include "ALUtil.h"
 #include "PacketZelta.h"
 #include "QorDICalibInterpreter.h"
@@ -25,6 +28,12 @@ std::string pipelineError() {
     return text;
 }
 
+template <class Record>
+void zero(Record& record) {
+    static_assert(std::is_trivially_copyable_v<Record>);
+    std::memset(&record, 0, sizeof record);
+}
+
 /** Exposure limits that a sender leaves open or out of range. */
 void completeParameters(QorDistanceImageIFParam& param) {
     if (param.maxExposureTime == 0) {
@@ -42,6 +51,14 @@ void completeParameters(QorDistanceImageIFParam& param) {
 
 AlgoDistanceImage::AlgoDistanceImage()
     : TamAlgoSimInterface(kCalibrationBuffers + kMeasBufferCount, "Qor Distance Image") {
+    // An initialiser would leave padding as it was, and the result leaves the process with its padding.
+    zero(m_DistanceImageInput);
+    zero(m_DistanceImageCalib);
+    zero(m_DistanceImageCustom);
+    zero(m_DICIaux);
+    zero(m_QorRawData);
+    zero(m_DIResult);
+    zero(m_lastParams);
     for (int i = 0; i < kRawImages; ++i) {
         m_QorRawPhases[i].phaseData = m_QorRawData[i].phaseData;
     }

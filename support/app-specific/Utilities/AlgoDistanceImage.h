@@ -28,16 +28,16 @@ class AlgoDistanceImage : public TamAlgoSimInterface {
 
     bool m_AlgoInitialized = false;         ///< the pipeline runs with the current parameters
     bool m_CalibrationInterpreted = false;  ///< m_DistanceImageCalib holds the camera's calibration
-    QorDistanceImageIFInput m_DistanceImageInput = {};
-    QorDistanceImageIFCalib m_DistanceImageCalib = {};
-    QorDistanceImageCustomization m_DistanceImageCustom = {};  ///< from the custom pin
-    QorDICIAuxiliaryParam m_DICIaux = {};
+    QorDistanceImageIFInput m_DistanceImageInput;
+    QorDistanceImageIFCalib m_DistanceImageCalib;
+    QorDistanceImageCustomization m_DistanceImageCustom;  ///< from the custom pin
+    QorDICIAuxiliaryParam m_DICIaux;
     bool m_prioCustom = false;     ///< a customization came over the custom pin and takes precedence since
     bool m_haveRawData = false;    ///< a raw image and its input record are waiting
     bool m_haveDIIFInput = false;  ///< an input record is waiting
-    QorRawPhaseData m_QorRawData[kRawImages] = {};
+    QorRawPhaseData m_QorRawData[kRawImages];
     QorRawdataPhase m_QorRawPhases[kRawImages] = {};
     int m_phaseCounter = 0;  ///< slot of the next raw image
-    QorDistanceImageIFOutput m_DIResult = {};
-    QorDistanceImageIFParam m_lastParams = {};
+    QorDistanceImageIFOutput m_DIResult;
+    QorDistanceImageIFParam m_lastParams;
 };

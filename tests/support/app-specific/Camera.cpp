@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <random>
 
 #include "QorDescriptors.h"
@@ -116,6 +117,7 @@ Camera::Camera(const LayoutChange& change)
       m_inputLayout(zeltaGet_QorDistanceImageIFInput, change),
       m_rawLayout(zeltaGet_QorRawPhaseData, change),
       m_customizationLayout(zeltaGet_QorDistanceImageCustomization, change) {
+    std::memset(&auxiliary, 0, sizeof auxiliary);  // its padding too
     auxiliary.version = {1, 2, 3};
     for (alif_uint16_t i = 0; i < std::size(auxiliary.solaRegisters); ++i) {
         auxiliary.solaRegisters[i] = {i, static_cast<alif_uint16_t>(1000U + i)};

@@ -73,7 +73,7 @@ class Camera {
     int imagesPerFrame() const;
 
     std::unique_ptr<QorDistanceImageIFCalib> calib = plainCalibration();
-    QorDICIAuxiliaryParam auxiliary = {};
+    QorDICIAuxiliaryParam auxiliary;
     QorDistanceImageIFInput input = plainInput();
     bool intensityImage = false;  ///< each frame begins with one
 

@@ -2,15 +2,18 @@
 #include "Allocator.h"
 
 #include <cstdlib>
+#include <cstring>
 #include <new>
 
 namespace host_testing {
 
 bool g_nextAllocationThrowsANumber = false;
+bool g_newMemoryIsDirty = false;
 std::size_t g_allocations = 0;
 
 }  // namespace host_testing
 
+// Those that a sanitizer would otherwise replace alone: a block may come from one and go to another.
 void* operator new(std::size_t size) {
     if (host_testing::g_nextAllocationThrowsANumber) {
         host_testing::g_nextAllocationThrowsANumber = false;
@@ -21,7 +24,15 @@ void* operator new(std::size_t size) {
     if (memory == nullptr) {
         throw std::bad_alloc();
     }
+    if (host_testing::g_newMemoryIsDirty) {
+        std::memset(memory, 0xA5, size);
+    }
     return memory;
+}
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    ++host_testing::g_allocations;
+    return std::malloc(size == 0 ? 1 : size);
 }
 
 void operator delete(void* memory) noexcept {
@@ -29,5 +40,9 @@ void operator delete(void* memory) noexcept {
 }
 
 void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+
+void operator delete(void* memory, const std::nothrow_t&) noexcept {
     std::free(memory);
 }

@@ -11,6 +11,9 @@ namespace host_testing {
 /** The next allocation throws an int, which is no exception class. */
 extern bool g_nextAllocationThrowsANumber;
 
+/** New memory is full of 0xA5 bytes. */
+extern bool g_newMemoryIsDirty;
+
 /** Allocations since the program started. */
 extern std::size_t g_allocations;
 

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdlib>
 #include <memory>
 #include <set>
@@ -135,6 +136,28 @@ TEST_F(QorPlugin, AFinishedFrameAddsTheResult) {
     EXPECT_EQ(channelsOf(plugin_.result()),
               (std::vector<int>{3208, 3214, 3216, 3218, 3220, 3222, 3200, 3210}));
     EXPECT_EQ(channelsOf(plugin_.result(true)), (std::vector<int>{3208, 3220, 3222, 3210}));
+}
+
+/** What stood in memory before must not leave the process between the members of a record. */
+TEST_F(QorPlugin, ThePaddingOfTheResultIsZero) {
+    plugin_.clearAlgo();
+    host_testing::g_newMemoryIsDirty = true;
+    plugin_.createAlgo();
+    host_testing::g_newMemoryIsDirty = false;
+    start();
+    for (int image = 1; image < 4; ++image) {
+        EXPECT_EQ(plugin_.process(camera_.imagePacket()), kNothing);
+    }
+    const Bytes result = plugin_.result();
+    const auto chunk = host_testing::chunkOn(host_testing::parsed(result), 3210);
+    ASSERT_TRUE(chunk);
+    const auto* const bytes = static_cast<const std::uint8_t*>(chunk->data);
+    constexpr std::size_t kCounterAt = offsetof(QorDistanceImageIFOutput, unitVectorChangeCounter);
+    constexpr std::size_t kNextAt = offsetof(QorDistanceImageIFOutput, distToCartesian);
+    static_assert(kNextAt == kCounterAt + 4);
+    for (std::size_t i = kCounterAt + 1; i < kNextAt; ++i) {
+        EXPECT_EQ(bytes[i], 0) << i;
+    }
 }
 
 TEST_F(QorPlugin, ACallWithoutAnImageHasNoResult) {
