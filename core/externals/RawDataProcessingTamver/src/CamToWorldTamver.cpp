@@ -435,7 +435,7 @@ int32_t CamToWorld_ApplyMultiThread(CamToWorldThreadData* arg) noexcept {
     if (clipping == nullptr) {
         return reportFailure(kSourceFile);
     }
-    if (!isImageSize(args.input->width, args.input->height) || args.numThreads < 1 || arg->threadIdx < 0 ||
+    if (!isImageSize(args.input->width, args.input->height) || arg->threadIdx < 0 ||
         arg->threadIdx >= args.numThreads) {
         return reportFailure(kSourceFile);
     }

@@ -52,6 +52,15 @@ TEST_P(RotateVectors, EqualsTheRuleForAnyCountAndTouchesNothingBehind) {
     }
 }
 
+TEST_P(RotateVectors, NoComponentIsMinusZero) {
+    const float rotation[3][3] = {{1, 1, 1}, {1, 1, 1}, {1, 1, 1}};
+    const std::vector<float> vectors(3 * 17, -0.0F);
+    std::vector<float> rotated(vectors.size(), 42.0F);
+    const std::vector<float> expected(vectors.size(), 0.0F);
+    CamToWorld_RotateVectors(rotation, vectors.data(), rotated.data(), 17);
+    EXPECT_TRUE(sameFloats(rotated.data(), expected.data(), rotated.size()));
+}
+
 TEST_P(RotateVectors, EqualsTheRuleForAnyFloats) {
     Random random(52);
     SCOPED_TRACE(random.seedText());

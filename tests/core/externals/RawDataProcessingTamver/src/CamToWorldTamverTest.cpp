@@ -408,10 +408,42 @@ TEST_F(CamToWorld, MergedPosesTurnAndMoveLikeOneAfterTheOther) {
     for (int i = 0; i < 9; ++i) {
         EXPECT_NEAR(c[i / 3][i % 3], ab[i / 3][i % 3], 2e-5) << i;
     }
-    // The order of the sum is that of the rule: y, x, the outer translation, z.
-    EXPECT_EQ(merged.transX, ((a[0][1] * 0.2F + a[0][0] * 0.1F) + 1.0F) + a[0][2] * -0.3F);
-    EXPECT_EQ(merged.transY, ((a[1][1] * 0.2F + a[1][0] * 0.1F) + 2.0F) + a[1][2] * -0.3F);
-    EXPECT_EQ(merged.transZ, ((a[2][1] * 0.2F + a[2][0] * 0.1F) + 3.0F) + a[2][2] * -0.3F);
+}
+
+TEST_F(CamToWorld, MergedTranslationsAreSummedInTheirOrder) {
+    // y, x, the outer translation, z: in single precision another order shows in the last bit.
+    Random random(57);
+    SCOPED_TRACE(random.seedText());
+    for (int i = 0; i < 50; ++i) {
+        const auto any = [&] { return random.real(-1.0F, 1.0F); };
+        const AlgoExtrinsicCalibration first = {any(), any(), any(), any(), any(), any()};
+        const AlgoExtrinsicCalibration second = {any(), any(), any(), any(), any(), any()};
+        RM_RotationMatrix a;
+        ASSERT_EQ(rotMatCreate3(a, first.rotX, first.rotY, first.rotZ), 0);
+        const float outer[3] = {first.transX, first.transY, first.transZ};
+        float expected[3];
+        for (int row = 0; row < 3; ++row) {
+            const float inPlane = a[row][1] * second.transY + a[row][0] * second.transX;
+            expected[row] = (inPlane + outer[row]) + a[row][2] * second.transZ;
+        }
+        AlgoExtrinsicCalibration merged = {};
+        ASSERT_EQ(merge_calibrations(&merged, &first, &second), 0);
+        EXPECT_EQ(merged.transX, expected[0]);
+        EXPECT_EQ(merged.transY, expected[1]);
+        EXPECT_EQ(merged.transZ, expected[2]);
+    }
+}
+
+TEST_F(CamToWorld, ThePoseThatIsMergedCanTakeTheResult) {
+    const AlgoExtrinsicCalibration first = {1.0F, 2.0F, 3.0F, 0.5F, 0.4F, -0.3F};
+    const AlgoExtrinsicCalibration second = {0.1F, 0.2F, -0.3F, -0.1F, 0.15F, 0.05F};
+    AlgoExtrinsicCalibration expected = {};
+    ASSERT_EQ(merge_calibrations(&expected, &first, &second), 0);
+    AlgoExtrinsicCalibration merged = first;
+    ASSERT_EQ(merge_calibrations(&merged, &merged, &second), 0);
+    EXPECT_EQ(merged.transX, expected.transX);
+    EXPECT_EQ(merged.transZ, expected.transZ);
+    EXPECT_EQ(merged.rotZ, expected.rotZ);
 }
 
 TEST_F(CamToWorld, NullArgumentsFailToMerge) {
@@ -458,9 +490,10 @@ TEST_F(CamToWorld, EqualBoundsOfTheCuboidPass) {
     clipping_.xMin = clipping_.xMax = 0.0F;
     ASSERT_EQ(apply(), 0);
     EXPECT_EQ(conf_[5], 0x0010);
-    clipping_.xMin = clipping_.xMax = 0.25F;
+    clipping_.yMin = clipping_.yMax = 0.0F;
+    clipping_.zMin = clipping_.zMax = 2.0F;
     ASSERT_EQ(apply(), 0);
-    EXPECT_EQ(conf_[5], 0x0411);
+    EXPECT_EQ(conf_[6], 0x0411);  // the ray is 1.0000072 long
 }
 
 TEST_F(CamToWorld, ALowerBoundAboveTheUpperOneFails) {

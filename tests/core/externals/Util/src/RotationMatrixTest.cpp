@@ -215,6 +215,14 @@ TEST(RotMatMultiplyVector, IsMatrixTimesVector) {
     EXPECT_EQ(result[2], 17.0F);
 }
 
+TEST(RotMatMultiplyVector, NoComponentIsMinusZero) {
+    const float matrix[3][3] = {{1, 1, 1}, {1, 1, 1}, {1, 1, 1}};
+    const RM_Vector vector = {-0.0F, -0.0F, -0.0F};
+    RM_Vector result = {1.0F, 1.0F, 1.0F};
+    EXPECT_EQ(rotMatMultiplyVector(result, matrix, vector), 0);
+    EXPECT_EQ(bitsOf(result[0]), 0U);
+}
+
 TEST(RotMatMultiplyVector, NullArgumentsAndTheVectorAsResultFail) {
     Matrix m;
     RM_Vector v = {1.0F, 2.0F, 3.0F};
