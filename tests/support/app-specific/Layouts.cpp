@@ -220,11 +220,16 @@ Bytes deflated(const std::string& payload) {
 
 Bytes definitionOf(const std::string& payload, unsigned int version, bool enciphered) {
     const Bytes stream = deflated(payload);
-    Bytes definition = {0xDA, 0xDE, static_cast<std::uint8_t>(version >> 8U),
-                        static_cast<std::uint8_t>(version & 0xFFU)};
+    Bytes definition;
+    definition.reserve(stream.size() + 16);
+    for (const unsigned int byte : {0xDAU, 0xDEU, version >> 8U, version & 0xFFU}) {
+        definition.push_back(static_cast<std::uint8_t>(byte));
+    }
     if (version == 0x0300) {
-        const std::uint8_t mark = enciphered ? 1 : 0;
-        definition.insert(definition.end(), {1, mark, 0, mark});
+        const unsigned int mark = enciphered ? 1 : 0;
+        for (const unsigned int byte : {1U, mark, 0U, mark}) {
+            definition.push_back(static_cast<std::uint8_t>(byte));
+        }
     }
     appendNumber(definition, static_cast<unsigned int>(payload.size()));
     std::size_t padding = 0;
