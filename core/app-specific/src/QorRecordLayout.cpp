@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Proof of the wire layout. The records that leave the process have these sizes and offsets on every target; whoever
-// reads a recording relies on them. Compiling this file is the test.
+// Proof of the wire layout. The records that leave the process have these sizes and offsets on every target;
+// whoever reads a recording relies on them. Compiling this file is the test.
 #include "QorData.h"
 
 namespace {
@@ -25,7 +25,8 @@ constexpr std::size_t nodeCount() {
             [&count]<class Member>(const Member&) { count += nodeCount<typename Member::Type>(); });
         return count;
     } else {
-        static_assert(std::is_arithmetic_v<Element> || std::is_enum_v<Element>, "a record without description");
+        static_assert(std::is_arithmetic_v<Element> || std::is_enum_v<Element>,
+                      "a record without description");
         return 1;
     }
 }
@@ -36,13 +37,14 @@ using ElementOf = std::remove_all_extents_t<std::remove_reference_t<T>>;
 
 }  // namespace
 
-#define QOR_RECORD(record, bytes, nodes)                              \
-    static_assert(sizeof(record) == (bytes), "size of " #record);     \
+#define QOR_RECORD(record, bytes, nodes)                          \
+    static_assert(sizeof(record) == (bytes), "size of " #record); \
     static_assert(nodeCount<record>() == (nodes), "nodes of " #record)
 
-#define QOR_MEMBER(record, member, elementBytes, position)                                                        \
-    static_assert(offsetof(record, member) == (position), "position of " #record "." #member);                    \
-    static_assert(sizeof(ElementOf<decltype(record::member)>) == (elementBytes), "size of " #record "." #member)
+#define QOR_MEMBER(record, member, elementBytes, position)                                     \
+    static_assert(offsetof(record, member) == (position), "position of " #record "." #member); \
+    static_assert(sizeof(ElementOf<decltype(record::member)>) == (elementBytes),               \
+                  "size of " #record "." #member)
 
 // A member below the first level; its type follows from the record that declares it.
 #define QOR_INNER(record, path, position) \

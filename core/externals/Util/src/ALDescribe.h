@@ -72,10 +72,10 @@ constexpr bool membersAreInOrder(const std::tuple<MemberOf<Record, Members>...>&
     macro(record, first) __VA_OPT__(, AL_DETAIL_AGAIN AL_DETAIL_PARENS(macro, record, __VA_ARGS__))
 #define AL_DETAIL_AGAIN() AL_DETAIL_STEP
 
-#define AL_DETAIL_MEMBER(record, member)                   \
-    describe::MemberOf<record, decltype(record::member)> { \
-#member, offsetof(record, member)                  \
-    }
+// clang-format off
+#define AL_DETAIL_MEMBER(record, member) \
+    describe::MemberOf<record, decltype(record::member)> { #member, offsetof(record, member) }
+// clang-format on
 #define AL_DETAIL_BRACES(record, member) \
     {}
 

@@ -30,8 +30,8 @@ class TableLock {
     TableLock& operator=(const TableLock&) = delete;
 };
 
-/** The entry that holds `base`, else the first free one, else the one assigned longest ago; 0 if every window is
- * pinned. */
+/** The entry that holds `base`, else the first free one, else the one assigned longest ago; 0 if every window
+ * is pinned. */
 std::size_t findWindow(std::uintptr_t base) noexcept {
     std::size_t oldest = 0;
     for (std::size_t i = 1; i < kTableSize; ++i) {
