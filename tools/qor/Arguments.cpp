@@ -7,6 +7,7 @@
 #include <CLI/CLI.hpp>
 #include <array>
 #include <charconv>
+#include <nlohmann/json.hpp>
 #include <system_error>
 
 namespace qor {

@@ -9,6 +9,8 @@
 #include <cmath>
 #include <utility>
 
+#include "qor/Arguments.h"
+
 namespace qor {
 namespace {
 
@@ -39,7 +41,7 @@ int percent(double share) {
 
 std::string progressBar(const std::string& what, double share, std::size_t frames, double seconds) {
     if (share < 0.0) {
-        return fmt::format("{}  {} frames  {}", what, frames, rateText(frames, seconds));
+        return fmt::format("{}  {}  {}", what, counted(frames, "frame"), rateText(frames, seconds));
     }
     const int filled = percent(share) * barWidth / 100;
     std::string text = fmt::format("{}  [{:#<{}}{:.<{}}] {:3} %  {}", what, "", filled, "", barWidth - filled,
@@ -55,7 +57,7 @@ std::string progressLine(const std::string& what, double share, std::size_t fram
     if (share >= 0.0) {
         text += fmt::format("{} %, ", percent(share));
     }
-    text += fmt::format("{} frames, {}", frames, rateText(frames, seconds));
+    text += fmt::format("{}, {}", counted(frames, "frame"), rateText(frames, seconds));
     if (share > 0.0 && share < 1.0) {
         text += ", " + leftText(share, seconds);
     }

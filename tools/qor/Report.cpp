@@ -4,6 +4,8 @@
 
 #include <fmt/format.h>
 
+#include <nlohmann/json.hpp>
+
 #include "qor/Arguments.h"
 #include "simulation/Calibration.h"
 

@@ -188,7 +188,8 @@ void printText(const Options& options, const Outcome& outcome, const Products& p
     const ReplayCounts& counts = outcome.counts;
     fmt::print("Ran {} through {} {} ({})\n\n", options.recording.string(), outcome.pluginName,
                outcome.pluginVersion, outcome.pluginPath.string());
-    fmt::print("  packets read           {:>9}\n", counts.read);
+    fmt::print("  packets read           {:>9}{}\n", counts.read,
+               counts.stopped ? "      up to the last selected frame" : "");
     fmt::print("  packets processed      {:>9}\n", counts.processed);
     fmt::print("  packets failed         {:>9}\n", counts.failed);
     fmt::print("  packets written        {:>9}      {}\n", counts.written, byteText(counts.writtenBytes));
@@ -366,6 +367,7 @@ void addRun(CLI::App& app, int& exitCode) {
         ->type_name("A:B:STEP");
     command->add_option("--cloud", options->clouds, "Also write point clouds: ply, pcd or ply,pcd")
         ->delimiter(',')
+        ->allow_extra_args(false)
         ->check(CLI::IsMember({"ply", "pcd"}))
         ->type_name("FORMAT");
     command

@@ -102,10 +102,10 @@ TEST(Progress, TheBarHasShareRateAndTimeLeft) {
 TEST(Progress, ThePlainLineSaysTheSame) {
     EXPECT_EQ(progressLine("qor run", 0.25, 100, 100.0),
               "qor run: 25 %, 100 frames, 1.0 frames/s, 5:00 left");
-    EXPECT_EQ(progressLine("qor run", 0.01, 1, 100.0), "qor run: 1 %, 1 frames, 0.0 frames/s, 2:45:00 left");
+    EXPECT_EQ(progressLine("qor run", 0.01, 1, 100.0), "qor run: 1 %, 1 frame, 0.0 frames/s, 2:45:00 left");
     EXPECT_EQ(progressLine("qor run", -1.0, 7, 2.0), "qor run: 7 frames, 3.5 frames/s");
     EXPECT_EQ(progressLine("qor run", 1.0e-12, 1, 100.0),
-              "qor run: 0 %, 1 frames, 0.0 frames/s, 99:59:59 left");
+              "qor run: 0 %, 1 frame, 0.0 frames/s, 99:59:59 left");
 }
 
 }  // namespace

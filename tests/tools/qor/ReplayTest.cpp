@@ -5,9 +5,12 @@
 #include "qor/Replay.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cstdlib>
-#include <sstream>
+#include <cstring>
+#include <fstream>
+#include <thread>
 
 #include "recording/CameraRecords.h"
 #include "recording/Channels.h"
@@ -255,6 +258,40 @@ TEST_F(ReplayOfFake, WhatTheListenerThrowsLeavesTheResultsComplete) {
     listener.interrupted = [] { return false; };
     EXPECT_THROW(replay(settings(), algorithm, listener), std::runtime_error);
     EXPECT_EQ(packetsIn(settings().results), 5U);  // the calibration's and those of the first frame
+}
+
+TEST_F(ReplayOfFake, ATruthThatCannotBeUsedIsToldAndTheFramesGoOn) {
+    const recording::Record odd(recording::structure("SceneTruth", {recording::float32("distance", {3})}));
+    recording::ImagePackets images(calibration_, {});
+    recording::RecordingWriter writer(recording());
+    writer.write(packets_[0]);
+    for (int k = 0; k < 4; ++k) {
+        simulation::RawImage image;
+        image.sequenceCounter = k;
+        image.phaseData.assign(simulation::rawImageBytes, 0);
+        writer.write(images.packetOf(image, {odd.chunk(recording::channel::sceneTruth),
+                                             odd.chunk(recording::channel::frequencyTruth)}));
+    }
+    writer.finish();
+    const ReplayCounts counts = run(settings());
+    EXPECT_EQ(counts.failed, 0U);
+    EXPECT_EQ(counts.frames, 1U);
+    ASSERT_EQ(troubles_.size(), 4U);
+    EXPECT_NE(
+        troubles_[0].find("the truth cannot be used: \"SceneTruth.distance\" has 3 elements, not 38528."),
+        std::string::npos)
+        << troubles_[0];
+}
+
+TEST_F(ReplayOfFake, ARecordingThroughAPipeIsPlayedWhole) {
+    ReplaySettings piped = settings();
+    piped.recording = folder_.path() / "pipe";
+    ASSERT_EQ(mkfifo(piped.recording.c_str(), 0600), 0);
+    std::thread writer([&] { writeBytes(piped.recording, fileBytes(recording())); });
+    const ReplayCounts counts = run(piped);
+    writer.join();
+    EXPECT_EQ(counts.read, allPackets);
+    EXPECT_EQ(lastShare_, -1.0);
 }
 
 TEST_F(ReplayOfFake, ACustomizationGoesInByItsOwnPin) {

@@ -144,7 +144,7 @@ TEST_F(RunCommand, TheRecordedAmplitudeLimitReachesTheAlgorithm) {
 
 TEST_F(RunCommand, CloudsHoldThePointsInMetres) {
     simulate("--no-noise");
-    const nlohmann::json figures = jsonOf("run r.zelta --pil --enlarge 1 --out p --cloud ply,pcd");
+    const nlohmann::json figures = jsonOf("run --cloud ply,pcd r.zelta --pil --enlarge 1 --out p");
     EXPECT_EQ(figures.at("files").size(), 3 + pictureNames.size());
     const std::string ply = contentOf(path("p/00000_points.ply"));
     const std::size_t vertices = std::stoul(ply.substr(ply.find("element vertex ") + 15));
