@@ -2,6 +2,7 @@
 //
 // The loops of the distance to cartesian stage: points of every frame, and the turn of the rays after a
 // change of the pose.
+#include <memory>
 #include <vector>
 
 #include "benchmarks/support/Targets.h"
@@ -13,36 +14,37 @@ namespace {
 using benchmark_support::registerOnEveryTarget;
 using benchmark_support::registerScalar;
 
-/** A frame in which one pixel in ten is invalid; nothing is clipped, so that every repetition finds the same.
+/**
+ * A frame in which one pixel in ten is invalid, in the records of the pipeline. Nothing is clipped, so that
+ * every repetition finds the same.
  */
 struct Workload {
     Workload()
-        : rays(kUnitVectorFloats),
-          rotated(kUnitVectorFloats),
-          conf(kPixelCount),
-          distance(kPixelCount),
-          x(kPixelCount),
-          y(kPixelCount),
-          z(kPixelCount) {
+        : state(std::make_unique<CamToWorldState>()),
+          result(std::make_unique<QorDistanceImageIFOutput>()),
+          conf(kPixelCount) {
         testing_support::Random random(2);
-        for (float& v : rays) {
+        for (float& v : state->bouget_vectors) {
             v = random.real(-1.0F, 1.0F);
         }
-        for (size_t i = 0; i < conf.size(); ++i) {
-            conf[i] = static_cast<uint16_t>(random.integer(0, 9) == 0 ? 0x0011 : 0x0010);
-            distance[i] = random.real(0.1F, 8.0F);
+        for (int32_t i = 0; i < kPixelCount; ++i) {
+            conf[static_cast<size_t>(i)] = static_cast<uint16_t>(random.integer(0, 9) == 0 ? 0x0011 : 0x0010);
+            result->distance[i] = random.real(0.1F, 8.0F);
         }
+        rule::rotateVectors(rotation, state->bouget_vectors, state->unit_vectors, kPixelCount);
     }
 
     CamToWorldPixels pixels() {
-        return {rays.data(), conf.data(), distance.data(), x.data(), y.data(), z.data()};
+        return {state->unit_vectors, conf.data(), result->distance, result->X, result->Y, result->Z};
     }
 
-    std::vector<float> rays, rotated;
+    std::unique_ptr<CamToWorldState> state;
+    std::unique_ptr<QorDistanceImageIFOutput> result;
     std::vector<uint16_t> conf;
-    std::vector<float> distance, x, y, z;
     AlgoPoint3D origin = {0.1F, 0.2F, 0.3F};
     ClippingCuboid clipping = {-1000.0F, 1000.0F, -1000.0F, 1000.0F, -1000.0F, 1000.0F};
+    AlgoPoint3D farOrigin = {0.1F, 0.2F, 20.0F};
+    ClippingCuboid besideTheOrigin = {-1000.0F, 1000.0F, -1000.0F, 1000.0F, 5.0F, 1000.0F};
     float rotation[3][3] = {{0.8F, -0.6F, 0.0F}, {0.6F, 0.8F, 0.0F}, {0.0F, 0.0F, 1.0F}};
 };
 
@@ -70,12 +72,17 @@ const bool registered = [] {
     registerScalar("cartesianPoints", repeat([](Workload& w) {
                        rule::computePoints(w.pixels(), w.origin, w.clipping, kPixelCount);
                    }));
-    registerOnEveryTarget("rotateRays", repeat([](Workload& w) {
-                              CamToWorld_RotateVectors(w.rotation, w.rays.data(), w.rotated.data(),
+    registerOnEveryTarget("cartesianPointsInACuboidBesideTheOrigin", repeat([](Workload& w) {
+                              CamToWorld_ComputePoints(w.pixels(), w.farOrigin, w.besideTheOrigin,
                                                        kPixelCount);
                           }));
+    registerOnEveryTarget("rotateRays", repeat([](Workload& w) {
+                              CamToWorld_RotateVectors(w.rotation, w.state->bouget_vectors,
+                                                       w.state->unit_vectors, kPixelCount);
+                          }));
     registerScalar("rotateRays", repeat([](Workload& w) {
-                       rule::rotateVectors(w.rotation, w.rays.data(), w.rotated.data(), kPixelCount);
+                       rule::rotateVectors(w.rotation, w.state->bouget_vectors, w.state->unit_vectors,
+                                           kPixelCount);
                    }));
     return true;
 }();
