@@ -9,6 +9,13 @@
 #include <limits>
 #include <system_error>
 
+// As the interface of the plug-in declares it, outside any namespace.
+struct AlgoVersion {
+    std::uint32_t major = 0;
+    std::uint32_t minor = 0;
+    std::uint32_t patch = 0;
+};
+
 namespace plugin {
 namespace {
 
@@ -41,19 +48,13 @@ auto guarded(const char* what, Work work) {
 
 }  // namespace
 
-struct AlgorithmVersion {
-    std::uint32_t major = 0;
-    std::uint32_t minor = 0;
-    std::uint32_t patch = 0;
-};
-
 struct Plugin::Functions {
     void (*createAlgo)() = nullptr;
     void (*clearAlgo)() = nullptr;
     std::int32_t (*processZelta)(const void*, std::int32_t, std::int32_t, std::int32_t*) = nullptr;
     std::int32_t (*getRequiredOutputSize)(std::int32_t) = nullptr;
     int (*packResult)(void*, int) = nullptr;
-    void (*getAlgoVersion)(AlgorithmVersion*) = nullptr;
+    void (*getAlgoVersion)(AlgoVersion*) = nullptr;
     const char* (*lastMessage)() = nullptr;
     const char* (*prettyName)() = nullptr;
     const char* (*lastExceptionMessage)() = nullptr;
@@ -156,7 +157,7 @@ std::string Plugin::name() const {
 }
 
 std::string Plugin::version() const {
-    AlgorithmVersion version;
+    AlgoVersion version;
     functions_->getAlgoVersion(&version);
     return std::to_string(version.major) + "." + std::to_string(version.minor) + "." +
            std::to_string(version.patch);

@@ -36,7 +36,9 @@ CloudFile readCloud(const std::filesystem::path& path, const std::string& last) 
     const std::string all(bytes.begin(), bytes.end());
     const std::size_t end = all.find(last + "\n") + last.size() + 1;
     CloudFile file{all.substr(0, end), std::vector<float>((all.size() - end) / sizeof(float))};
-    std::memcpy(file.numbers.data(), all.data() + end, file.numbers.size() * sizeof(float));
+    if (!file.numbers.empty()) {
+        std::memcpy(file.numbers.data(), all.data() + end, file.numbers.size() * sizeof(float));
+    }
     return file;
 }
 

@@ -21,6 +21,12 @@
 #include "recording/Channels.h"
 #include "recording/Record.h"
 
+struct AlgoVersion {
+    std::uint32_t major;
+    std::uint32_t minor;
+    std::uint32_t patch;
+};
+
 namespace {
 
 using recording::float32;
@@ -164,10 +170,8 @@ FAKE_EXPORT int packResult(void* bytes, int size) {
     return algorithm->pack(bytes, size);
 }
 
-FAKE_EXPORT void getAlgoVersion(std::uint32_t* version) {
-    version[0] = 1;
-    version[1] = 22;
-    version[2] = 333;
+FAKE_EXPORT void getAlgoVersion(AlgoVersion* version) {
+    *version = {1, 22, 333};
 }
 
 FAKE_EXPORT const char* lastMessage() {
