@@ -9,11 +9,8 @@
 #include <cmath>
 #include <vector>
 
-#include "plugin/Plugin.h"
-#include "qor/ResultFrame.h"
-#include "recording/CameraRecords.h"
-#include "simulation/Camera.h"
 #include "simulation/Image.h"
+#include "tools/Rig.h"
 
 namespace qor {
 namespace {
@@ -35,59 +32,6 @@ std::ostream& operator<<(std::ostream& stream, const Shot& shot) {
     return stream << shot.scene << " at " << shot.frequency / 1e6 << " MHz, " << shot.exposures.size()
                   << " exposures, seed " << shot.seed;
 }
-
-// A camera, its packets, and the plug-in that takes them.
-class Rig {
- public:
-    explicit Rig(const simulation::CameraSettings& settings)
-        : camera_(settings),
-          packets_(camera_.calibration(), processing(settings)),
-          algorithm_(QOR_PLUGIN),
-          accuracy_(settings.frequencies) {
-        algorithm_.process(recording::calibrationPacket(camera_.calibration(), settings.seed));
-    }
-
-    simulation::Frame nextFrame() { return camera_.nextFrame(); }
-
-    // Hands the image over and judges the frame that it finishes, if it does.
-    bool process(const simulation::Frame& frame, std::size_t image) {
-        algorithm_.process(packets_.packetOf(frame.images[image]));
-        const std::vector<std::uint8_t> result = algorithm_.result(true);
-        zelta::Packet chunks;
-        EXPECT_EQ(zelta::packet_parse(result.data(), static_cast<int>(result.size()), chunks), 0);
-        last_ = frameIn(chunks, true);
-        if (last_) {
-            accuracy_.add(*frame.truth, last_->distance, last_->confidence);
-        }
-        return last_.has_value();
-    }
-
-    AccuracySummary process(int frames) {
-        for (int k = 0; k < frames; ++k) {
-            const simulation::Frame frame = nextFrame();
-            for (std::size_t image = 0; image < frame.images.size(); ++image) {
-                process(frame, image);
-            }
-        }
-        return accuracy_.summary();
-    }
-
-    AccuracySummary summary() const { return accuracy_.summary(); }
-    const std::optional<ResultFrame>& last() const { return last_; }
-
- private:
-    static recording::ProcessingSettings processing(const simulation::CameraSettings& settings) {
-        recording::ProcessingSettings result;
-        result.exposureCount = static_cast<int>(settings.exposureTimes.size());
-        return result;
-    }
-
-    simulation::Camera camera_;
-    recording::ImagePackets packets_;
-    plugin::Plugin algorithm_;
-    Accuracy accuracy_;
-    std::optional<ResultFrame> last_;
-};
 
 AccuracySummary process(const Shot& shot, bool photonNoise, int frames) {
     simulation::CameraSettings settings;
@@ -143,21 +87,6 @@ TEST(Frame, AnIntensityImageBeforeThePhasesIsTaken) {
         EXPECT_FALSE(rig.process(frame, k)) << k;
     }
     EXPECT_TRUE(rig.process(frame, 4));
-}
-
-// Far beyond the unique range of either frequency, which is 2.5 m and 1.9 m.
-TEST(Frame, TwoFrequenciesTellDistancesBeyondTheUniqueRangeOfEach) {
-    simulation::CameraSettings settings;
-    settings.scene = simulation::sceneNamed("hall");
-    settings.frequencies = {60.0e6, 80.0e6};
-    settings.exposureTimes = {2000};
-    settings.photonNoise = false;
-    Rig rig(settings);
-    const AccuracySummary summary = rig.process(2);
-    EXPECT_EQ(summary.frames, 2U);
-    EXPECT_GT(summary.judgedPixelsOffEdges, 5000U);
-    EXPECT_LE(summary.medianError, 2.0 * largestMedianError);
-    EXPECT_LE(summary.percentile99Error, 2.0 * largestPercentile99Error);
 }
 
 // The points of the valid pixels lie on the wall, 1.2 m ahead.
