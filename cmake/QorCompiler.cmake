@@ -31,3 +31,8 @@ if(QOR_SANITIZE)
     add_compile_options(-fsanitize=${QOR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${QOR_SANITIZE})
 endif()
+if(QOR_BUILD_FUZZERS)
+    # The fuzzer's bookkeeping in every part; its main() comes with the fuzz targets alone.
+    add_compile_options(-fsanitize=fuzzer-no-link)
+    add_link_options(-fsanitize=fuzzer-no-link)
+endif()
