@@ -8,6 +8,7 @@
 #include <limits>
 #include <stdexcept>
 
+#include "qor/Quantile.h"
 #include "qor/ResultFrame.h"
 #include "simulation/Calibration.h"
 #include "simulation/Image.h"
@@ -16,17 +17,6 @@ namespace qor {
 namespace {
 
 constexpr std::array<double, 8> binEdges{300.0, 450.0, 650.0, 900.0, 1300.0, 1900.0, 2700.0, 4100.0};
-
-// The smallest value that `share` of the values do not exceed; 0 of no values.
-double percentile(std::vector<float> values, double share) {
-    if (values.empty()) {
-        return 0.0;
-    }
-    const auto count = static_cast<double>(values.size());
-    const auto rank = static_cast<std::ptrdiff_t>(std::max(std::ceil(share * count), 1.0)) - 1;
-    std::nth_element(values.begin(), values.begin() + rank, values.end());
-    return static_cast<double>(values[static_cast<std::size_t>(rank)]);
-}
 
 }  // namespace
 
@@ -77,14 +67,14 @@ AccuracySummary Accuracy::summary() const {
     summary.judgedPixels = absoluteErrors_.size();
     summary.judgedPixelsOffEdges = offEdges_.size();
     summary.pixelsBeyondUniqueRange = pixelsBeyondUniqueRange_;
-    summary.medianError = percentile(absoluteErrors_, 0.5);
+    summary.medianError = quantile(absoluteErrors_, 0.5);
     std::vector<float> offEdges;
     double sum = 0.0;
     for (const Judged& pixel : offEdges_) {
         offEdges.push_back(std::abs(pixel.error));
         sum += static_cast<double>(pixel.error);
     }
-    summary.percentile99Error = percentile(offEdges, 0.99);
+    summary.percentile99Error = quantile(offEdges, 0.99);
     summary.meanError = offEdges.empty() ? 0.0 : sum / static_cast<double>(offEdges.size());
 
     for (std::size_t k = 0; k + 1 < binEdges.size(); ++k) {

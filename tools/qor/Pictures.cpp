@@ -58,6 +58,16 @@ std::uint8_t stateOf(std::uint8_t confidence) {
     return has(0x04) ? Asymmetric : OtherFault;
 }
 
+constexpr double largestSample = 4095.0;  // counts
+
+std::vector<float> inMillimetres(std::span<const float> metres) {
+    std::vector<float> result(metres.begin(), metres.end());
+    for (float& value : result) {
+        value *= 1000.0F;
+    }
+    return result;
+}
+
 std::vector<std::uint8_t> validOf(const ResultFrame& frame) {
     std::vector<std::uint8_t> valid(pixelCount);
     for (std::size_t i = 0; i < pixelCount; ++i) {
@@ -82,12 +92,14 @@ std::vector<std::filesystem::path> writePictures(const PictureSettings& settings
     const auto pathOf = [&](const char* name) {
         return paths.emplace_back(filePath(settings.folder, frameNumber, name));
     };
-    const auto draw = [&](const char* name, const char* title, std::span<const float> values,
-                          const imaging::Scale& scale) {
+    const auto drawWhere = [&](std::span<const std::uint8_t> shown, const char* name, const char* title,
+                               std::span<const float> values, const imaging::Scale& scale) {
         imaging::writePng(pathOf(name),
-                          imaging::drawFigure({title, settings.subtitle}, values, valid, imageWidth,
+                          imaging::drawFigure({title, settings.subtitle}, values, shown, imageWidth,
                                               imageHeight, scale, settings.enlargement));
     };
+    const auto draw = [&](const char* name, const char* title, std::span<const float> values,
+                          const imaging::Scale& scale) { drawWhere(valid, name, title, values, scale); };
 
     imaging::writeDistancePng(pathOf("distance_mm.png"), frame.distance, valid, imageWidth, imageHeight);
     draw("distance.png", "Distance", frame.distance,
@@ -97,12 +109,17 @@ std::vector<std::filesystem::path> writePictures(const PictureSettings& settings
     imaging::writePng(pathOf("confidence.png"),
                       imaging::drawFigure({"Confidence", settings.subtitle}, state, imageWidth, imageHeight,
                                           states(), settings.enlargement));
+    if (!frame.noise.empty()) {
+        draw("noise.png", "Noise of the distance", inMillimetres(frame.noise),
+             {imaging::ColorMap::Viridis, 0.0, 1000.0 * settings.noise, "mm"});
+    }
+    if (!frame.intensity.empty()) {
+        const std::vector<std::uint8_t> everywhere(pixelCount, 1);
+        drawWhere(everywhere, "intensity.png", "Intensity", frame.intensity,
+                  {imaging::ColorMap::Grey, 0.0, largestSample, "counts"});
+    }
     if (!errors.empty()) {
-        std::vector<float> millimetres(errors.begin(), errors.end());
-        for (float& error : millimetres) {
-            error *= 1000.0F;
-        }
-        draw("error.png", "Distance less truth", millimetres,
+        draw("error.png", "Distance less truth", inMillimetres(errors),
              {imaging::ColorMap::BlueWhiteRed, -1000.0 * settings.error, 1000.0 * settings.error, "mm"});
     }
     return paths;

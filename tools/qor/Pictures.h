@@ -23,6 +23,7 @@ struct PictureSettings {
     Range distance{0.0, 2.5};   // metres
     Range amplitude{0.0, 3.0};  // counts per microsecond
     double error = 0.002;       // metres; the scale of errors runs from minus to plus this
+    double noise = 0.02;        // metres; the scale of the noise runs from 0 to this
     int enlargement = 4;
 };
 
@@ -30,9 +31,9 @@ struct PictureSettings {
 std::filesystem::path filePath(const std::filesystem::path& folder, std::size_t frame, std::string_view name);
 
 // Writes distance_mm.png (16 bit, millimetres, 0 for no measurement), distance.png, amplitude.png and
-// confidence.png, and, if the errors of the pixels in metres are given, error.png; the number of the frame
-// stands before each name. Returns their paths. Throws std::runtime_error with a sentence that names the
-// path.
+// confidence.png; noise.png and intensity.png, if the frame has them; and, if the errors of the pixels in
+// metres are given, error.png. The number of the frame stands before each name. Returns their paths. Throws
+// std::runtime_error with a sentence that names the path.
 std::vector<std::filesystem::path> writePictures(const PictureSettings& settings, std::size_t frameNumber,
                                                  const ResultFrame& frame, std::span<const float> errors);
 

@@ -76,6 +76,31 @@ void addAccuracy(nlohmann::ordered_json& document, const AccuracySummary& a) {
     document["noise"] = noise;
 }
 
+void printTemporalNoise(const TemporalNoiseSummary& noise) {
+    if (noise.frames < 2) {
+        return;
+    }
+    fmt::print("\nNoise over {} frames, {} pixels valid in all of them\n", noise.frames, noise.pixels);
+    fmt::print("  measured               {:>9.3f} mm   median of the deviation from frame to frame\n",
+               1000.0 * noise.measured);
+    if (noise.medianRatio > 0.0) {
+        fmt::print("  noise image            {:>9.3f} mm   median of what the frames deliver\n",
+                   1000.0 * noise.delivered);
+        fmt::print("  ratio                  {:>9.3f}      median; {:.3f} to {:.3f} in nine of ten pixels\n",
+                   noise.medianRatio, noise.lowRatio, noise.highRatio);
+    }
+}
+
+nlohmann::ordered_json temporalNoiseJson(const TemporalNoiseSummary& noise) {
+    return {{"frames", noise.frames},
+            {"pixels", noise.pixels},
+            {"medianMeasuredMetres", noise.measured},
+            {"medianDeliveredMetres", noise.delivered},
+            {"medianRatio", noise.medianRatio},
+            {"ratio5Percent", noise.lowRatio},
+            {"ratio95Percent", noise.highRatio}};
+}
+
 nlohmann::ordered_json simulationJson(const recording::SimulationSettings& simulation) {
     return {{"scene", simulation.scene},
             {"seed", simulation.seed},

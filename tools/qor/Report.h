@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "qor/Accuracy.h"
+#include "qor/TemporalNoise.h"
 #include "recording/TruthRecords.h"
 
 namespace qor {
@@ -18,6 +19,11 @@ std::string describe(const recording::SimulationSettings& simulation);
 void printAccuracy(const AccuracySummary& accuracy, const recording::SimulationSettings& simulation);
 
 void addAccuracy(nlohmann::ordered_json& document, const AccuracySummary& accuracy);
+
+// Nothing, if there were fewer than two frames.
+void printTemporalNoise(const TemporalNoiseSummary& noise);
+
+nlohmann::ordered_json temporalNoiseJson(const TemporalNoiseSummary& noise);
 
 nlohmann::ordered_json simulationJson(const recording::SimulationSettings& simulation);
 

@@ -32,6 +32,13 @@ std::optional<ResultFrame> frameIn(const zelta::Packet& result, bool withCoordin
     frame.distance = recording::imageOf(*chunk, root + "distance", pixelCount);
     frame.amplitude = recording::imageOf(*chunk, root + "normalizedAmplitude", pixelCount);
     frame.confidence = recording::bytesOf(*chunk, root + "confidence", pixelCount);
+    if (recording::numberOf(*chunk, root + "distanceNoiseInvalid") == 0.0) {
+        frame.noise = recording::imageOf(*chunk, root + "distanceNoise", pixelCount);
+    }
+    if (recording::numberOf(*chunk, root + "intensityInvalid") == 0.0) {
+        const std::vector<double> counts = recording::numbersOf(*chunk, root + "intensity", pixelCount);
+        frame.intensity.assign(counts.begin(), counts.end());
+    }
     frame.frameCounter = wholeNumber(*chunk, "frameCounter");
     frame.timestamp = wholeNumber(*chunk, "timestamp");
     if (withCoordinates && recording::numberOf(*chunk, root + "coord3Dinvalid") == 0.0) {

@@ -27,6 +27,8 @@ struct ResultFrame {
     std::vector<float> distance;   // metres, 0 where invalid
     std::vector<float> amplitude;  // counts per microsecond
     std::vector<std::uint8_t> confidence;
+    std::vector<float> noise;      // standard deviation of the distance, metres; empty if not estimated
+    std::vector<float> intensity;  // counts of the light that is not modulated; empty if not delivered
     std::uint32_t frameCounter = 0;
     std::uint32_t timestamp = 0;             // microseconds
     std::optional<Coordinates> coordinates;  // if they are wanted and valid

@@ -23,6 +23,7 @@
 #include "qor/Progress.h"
 #include "qor/Replay.h"
 #include "qor/Report.h"
+#include "qor/TemporalNoise.h"
 #include "simulation/Image.h"
 
 namespace qor {
@@ -55,6 +56,7 @@ class Products {
     void add(std::size_t number, const ResultFrame& frame, const simulation::Truth* truth,
              const recording::SimulationSettings* simulation) {
         ++frames_;
+        temporalNoise_.add(frame);
         for (const std::uint8_t confidence : frame.confidence) {
             validPixels_ += (confidence & invalidBit) == 0 ? 1 : 0;
         }
@@ -82,6 +84,8 @@ class Products {
     const std::optional<recording::SimulationSettings>& simulation() const { return simulation_; }
     const std::vector<std::filesystem::path>& files() const { return files_; }
     const std::vector<std::string>& missing() const { return missing_; }
+
+    TemporalNoiseSummary temporalNoise() const { return temporalNoise_.summary(); }
 
     // Figures against the truth, if there was one.
     std::optional<AccuracySummary> accuracy() const {
@@ -135,6 +139,7 @@ class Products {
     const Options& options_;
     std::size_t frames_ = 0;
     std::size_t validPixels_ = 0;
+    TemporalNoise temporalNoise_;
     std::optional<Accuracy> accuracy_;
     std::optional<recording::SimulationSettings> simulation_;
     std::optional<PictureSettings> pictures_;
@@ -199,6 +204,7 @@ void printText(const Options& options, const Outcome& outcome, const Products& p
     if (const auto accuracy = products.accuracy(); accuracy && products.simulation()) {
         printAccuracy(*accuracy, *products.simulation());
     }
+    printTemporalNoise(products.temporalNoise());
     fmt::print("\nWritten\n");
     if (counts.written > 0) {
         fmt::print("  {}\n", outcome.results.string());
@@ -244,6 +250,7 @@ nlohmann::ordered_json toJson(const Options& options, const Outcome& outcome, co
     if (const auto accuracy = products.accuracy()) {
         addAccuracy(document, *accuracy);
     }
+    document["temporalNoise"] = temporalNoiseJson(products.temporalNoise());
     document["files"] = files;
     return document;
 }

@@ -109,6 +109,7 @@ Outcome record(const Options& options, simulation::Camera& camera) {
     recording::ProcessingSettings processing;
     processing.exposureCount = static_cast<int>(options.exposures.size());
     processing.minAmplitude = options.minAmplitude;
+    processing.noiseEstimation = options.intensityImage;
     recording::ImagePackets packets(camera.calibration(), processing);
     Outcome outcome;
     std::shared_ptr<const simulation::Truth> truth;
@@ -237,7 +238,7 @@ void addSimulate(CLI::App& app, int& exitCode) {
                       "A sensor whose correlation function is a pure sine");
     command->add_flag("--no-fixed-pattern", options->noFixedPattern, "A sensor whose pixels are all alike");
     command->add_flag("--intensity-image", options->intensityImage,
-                      "Begin each frame with an intensity image");
+                      "Begin each frame with an intensity image, and ask for the noise of the distances");
     command
         ->add_option("--min-amplitude", options->minAmplitude,
                      "Raw counts below which the recording asks for pixels to be invalid")

@@ -51,7 +51,8 @@ recording::Member resultDescription() {
         {uint16("width"), uint16("height"), uint32("timestamp"), uint32("frameCounter"),
          int32("outputInvalid"), float32("distance", {pixels}), float32("normalizedAmplitude", {pixels}),
          uint8("confidence", {pixels}), int32("coord3Dinvalid"), float32("X", {pixels}),
-         float32("Y", {pixels}), float32("Z", {pixels})});
+         float32("Y", {pixels}), float32("Z", {pixels}), int32("distanceNoiseInvalid"),
+         float32("distanceNoise", {pixels}), int32("intensityInvalid"), uint16("intensity", {pixels})});
 }
 
 class Algorithm {
@@ -110,6 +111,11 @@ class Algorithm {
         frame_->set<float>(root + "distance", std::vector<float>(pixels, distance));
         frame_->set<float>(root + "normalizedAmplitude", std::vector<float>(pixels, 1.0F));
         frame_->set<unsigned char>(root + "confidence", std::vector<unsigned char>(pixels, 0x10));
+        const bool noise = std::getenv("FAKE_PLUGIN_NOISE") != nullptr;
+        frame_->set<int>(root + "distanceNoiseInvalid", noise ? 0 : 1);
+        frame_->set<float>(root + "distanceNoise", std::vector<float>(pixels, 0.004F));
+        frame_->set<int>(root + "intensityInvalid", noise ? 0 : 1);
+        frame_->set<unsigned short>(root + "intensity", std::vector<unsigned short>(pixels, 100));
         const bool coordinates = std::getenv("FAKE_PLUGIN_COORDINATES") != nullptr;
         frame_->set<int>(root + "coord3Dinvalid", coordinates ? 0 : 1);
         std::vector<float> x;

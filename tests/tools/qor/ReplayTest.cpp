@@ -78,6 +78,8 @@ class ReplayOfFake : public testing::Test {
             frames_.push_back(number);
             distances_.push_back(frame.distance.at(0));
             hasCoordinates_ = frame.coordinates.has_value();
+            noise_ = frame.noise;
+            intensity_ = frame.intensity;
             EXPECT_EQ(truth, nullptr);
         };
         listener.trouble = [this](const std::string& sentence) { troubles_.push_back(sentence); };
@@ -112,6 +114,8 @@ class ReplayOfFake : public testing::Test {
     std::vector<float> distances_;
     std::vector<std::string> troubles_;
     bool hasCoordinates_ = false;
+    std::vector<float> noise_;
+    std::vector<float> intensity_;
     double lastShare_ = 0.0;
     std::size_t packetsSeen_ = 0;
     std::size_t interruptAfter_ = 0;
@@ -225,6 +229,16 @@ TEST_F(ReplayOfFake, CoordinatesComeIfTheyAreWantedAndValid) {
     EXPECT_TRUE(hasCoordinates_);
     run(settings());
     EXPECT_FALSE(hasCoordinates_);
+}
+
+TEST_F(ReplayOfFake, NoiseAndIntensityComeIfTheyAreValid) {
+    run(settings());
+    EXPECT_TRUE(noise_.empty());
+    EXPECT_TRUE(intensity_.empty());
+    const Variable noise("FAKE_PLUGIN_NOISE", "1");
+    run(settings());
+    EXPECT_EQ(noise_, std::vector<float>(simulation::pixelCount, 0.004F));
+    EXPECT_EQ(intensity_, std::vector<float>(simulation::pixelCount, 100.0F));
 }
 
 TEST_F(ReplayOfFake, AnInterruptionLeavesAWholeFile) {

@@ -36,6 +36,18 @@ TEST_F(RunCommand, WritesResultsAndPicturesAndSaysWhatItDid) {
     EXPECT_EQ(run("info deep/p/result.zelta").exitCode, 0);
 }
 
+TEST_F(RunCommand, NoiseAndIntensityAreDrawnIfTheFrameHasThem) {
+    simulate("--frames 2");
+    const std::string arguments = "--out p --enlarge 1 --plugin '" FAKE_PLUGIN "'";
+    ASSERT_EQ(run("run r.zelta " + arguments).exitCode, 0);
+    EXPECT_FALSE(std::filesystem::exists(path("p/00000_noise.png")));
+    EXPECT_FALSE(std::filesystem::exists(path("p/00000_intensity.png")));
+    const nlohmann::json figures = jsonOf("run r.zelta " + arguments, "FAKE_PLUGIN_NOISE=1");
+    EXPECT_TRUE(std::filesystem::exists(path("p/00000_noise.png")));
+    EXPECT_TRUE(std::filesystem::exists(path("p/00000_intensity.png")));
+    EXPECT_NEAR(figures.at("temporalNoise").at("medianDeliveredMetres").get<double>(), 0.004, 1e-6);
+}
+
 // The wall stands at 1.2 m; the pixel next to the optical axis sees it at 1200 mm, a corner further away.
 TEST_F(RunCommand, DistancePictureHoldsMillimetres) {
     simulate("--no-noise");

@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "qor/TemporalNoise.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "simulation/Image.h"
+
+namespace qor {
+namespace {
+
+using simulation::pixelCount;
+
+ResultFrame frameAt(float metres) {
+    ResultFrame frame;
+    frame.distance.assign(pixelCount, metres);
+    frame.confidence.assign(pixelCount, 0);
+    return frame;
+}
+
+ResultFrame frameAt(float metres, float noise) {
+    ResultFrame frame = frameAt(metres);
+    frame.noise.assign(pixelCount, noise);
+    return frame;
+}
+
+// 1, 2 and 3 m: the deviation of a sample of three is 1 m.
+TEST(TemporalNoise, IsTheDeviationFromFrameToFrame) {
+    TemporalNoise noise;
+    noise.add(frameAt(1.0F));
+    noise.add(frameAt(2.0F));
+    noise.add(frameAt(3.0F));
+    const TemporalNoiseSummary summary = noise.summary();
+    EXPECT_EQ(summary.frames, 3U);
+    EXPECT_EQ(summary.pixels, pixelCount);
+    EXPECT_NEAR(summary.measured, 1.0, 1e-12);
+    EXPECT_EQ(summary.medianRatio, 0.0);
+    EXPECT_EQ(summary.delivered, 0.0);
+}
+
+// Delivered: 1 m and sqrt(7) m, mean variance 4 m^2. Measured: 1 and 3 m, variance 2 m^2.
+TEST(TemporalNoise, ComparesWithTheRootOfTheMeanDeliveredVariance) {
+    TemporalNoise noise;
+    noise.add(frameAt(1.0F, 1.0F));
+    noise.add(frameAt(3.0F, std::sqrt(7.0F)));
+    const TemporalNoiseSummary summary = noise.summary();
+    EXPECT_NEAR(summary.delivered, 2.0, 1e-6);
+    EXPECT_NEAR(summary.medianRatio, std::sqrt(2.0) / 2.0, 1e-6);
+    EXPECT_EQ(summary.lowRatio, summary.medianRatio);
+    EXPECT_EQ(summary.highRatio, summary.medianRatio);
+}
+
+TEST(TemporalNoise, JudgesOnlyPixelsThatAreValidInEveryFrame) {
+    TemporalNoise noise;
+    ResultFrame first = frameAt(1.0F);
+    first.confidence[3] = invalidBit;
+    first.distance[4] = std::numeric_limits<float>::quiet_NaN();
+    noise.add(first);
+    noise.add(frameAt(1.0F));
+    EXPECT_EQ(noise.summary().pixels, pixelCount - 2);
+}
+
+TEST(TemporalNoise, WithoutANoiseImageInEveryFrameThereIsNoRatio) {
+    TemporalNoise noise;
+    noise.add(frameAt(1.0F, 0.5F));
+    noise.add(frameAt(2.0F));
+    EXPECT_EQ(noise.summary().medianRatio, 0.0);
+    EXPECT_GT(noise.summary().measured, 0.0);
+}
+
+TEST(TemporalNoise, APixelWhoseNoiseIsNoNumberHasNoRatio) {
+    TemporalNoise noise;
+    ResultFrame frame = frameAt(1.0F, 1.0F);
+    frame.noise.assign(pixelCount, std::numeric_limits<float>::quiet_NaN());
+    frame.noise[0] = 1.0F;
+    noise.add(frame);
+    frame.distance[0] = 2.0F;
+    noise.add(frame);
+    EXPECT_NEAR(noise.summary().medianRatio, std::sqrt(0.5), 1e-6);
+}
+
+TEST(TemporalNoise, NothingIsSaidOfOneFrame) {
+    TemporalNoise noise;
+    EXPECT_EQ(noise.summary().frames, 0U);
+    noise.add(frameAt(1.0F, 1.0F));
+    EXPECT_EQ(noise.summary().frames, 1U);
+    EXPECT_EQ(noise.summary().pixels, 0U);
+    EXPECT_EQ(noise.summary().measured, 0.0);
+}
+
+}  // namespace
+}  // namespace qor

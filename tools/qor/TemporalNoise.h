@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// How much the distances of a still scene vary from frame to frame, beside the noise that the frames tell of
+// themselves. It needs no truth, so it serves recordings of real cameras, too.
+
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "qor/ResultFrame.h"
+
+namespace qor {
+
+// Over the pixels that are valid in every frame.
+struct TemporalNoiseSummary {
+    std::size_t frames = 0;
+    std::size_t pixels = 0;
+    double measured = 0.0;  // median of the pixels' standard deviations, metres
+    // Of the pixels' measured deviation over the root of their mean delivered variance. 0 if no noise was
+    // delivered, or no number came of it.
+    double medianRatio = 0.0;
+    double lowRatio = 0.0;   // 5 percent lie below
+    double highRatio = 0.0;  // 5 percent lie above
+    double delivered = 0.0;  // median of the pixels' delivered noise, metres
+};
+
+class TemporalNoise {
+ public:
+    void add(const ResultFrame& frame);
+
+    // Nothing can be said of fewer than two frames: all zero but the number of frames.
+    TemporalNoiseSummary summary() const;
+
+ private:
+    // Running mean and sum of squared deviations of a pixel, and the sum of its delivered variances.
+    struct Pixel {
+        std::size_t valid = 0;
+        double mean = 0.0;
+        double squares = 0.0;
+        double deliveredVariance = 0.0;
+    };
+
+    std::vector<Pixel> pixels_;
+    std::size_t frames_ = 0;
+    std::size_t framesWithNoise_ = 0;
+};
+
+}  // namespace qor
