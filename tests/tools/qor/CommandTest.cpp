@@ -115,7 +115,7 @@ TEST_F(Command, OneSeedMeansOneRecording) {
 
 // The signal comes while the command works on far more frames than it can finish in that time.
 TEST_F(Command, AnInterruptedSimulationLeavesAWholeRecording) {
-    const Outcome outcome = run("simulate --scene wall --frames 100000 --out r.zelta", "timeout -s INT 2");
+    const Outcome outcome = run("simulate --scene wall --frames 100000 --out r.zelta", "timeout --foreground -s INT 2");
     EXPECT_EQ(outcome.exitCode, 124) << "the code by which timeout tells that it sent its signal";
     EXPECT_NE(outcome.errors.find("interrupted after"), std::string::npos) << outcome.errors;
     const Outcome info = run("info r.zelta");
