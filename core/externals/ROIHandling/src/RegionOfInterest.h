@@ -23,3 +23,41 @@ struct RegionOfInterestScratch {
     RegionsOfInterest regions;     ///< working copy, rectangles turned into polygons
     uint8_t corners[kPixelCount];  ///< crossing counters of one polygon
 };
+
+/**
+ * Rasters the regions of `input` into `output->mask`. Coordinates are pixels, the centre of pixel (x, y) lies
+ * at (x + 0.5, y + 0.5), and a pixel belongs to a region if its centre does.
+ *
+ * A polygon that lies in the image and does not cut itself is filled between its crossings with each line;
+ * one that does cut itself or overhangs the image is filled by the non-zero winding rule, and is marked in
+ * `polygonComplex` or `polygonOutOfBounds`. Rectangles are polygons here. Both arrays go by the region's
+ * position, and are written for polygons alone.
+ *
+ * Regions beyond the 64th and points beyond the 32nd do not count. 0, or 1 with a report: a null pointer, an
+ * ID outside 0 to 63 or given twice, an image of more than 38528 pixels. The mask is all zero then.
+ */
+int32_t RegionOfInterest_Apply(const RegionOfInterestInput* input, RegionOfInterestScratch* scratch,
+                               RegionOfInterestOutput* output) noexcept;
+
+/** How often the outline winds around the point, positive where it turns from x to y; 0 outside. */
+int32_t polywind(ROIPolygon polygon, AlgoPoint2D point) noexcept;
+
+/** 1 if the point lies in the ellipse or on its border, else 0. An axis of length 0 contains nothing. */
+int32_t point_in_ellipse(ROIEllipse ellipse, AlgoPoint2D point) noexcept;
+
+/** 1 if a point has x outside 0 to width (excluded) or y outside 0 to height (excluded), else 0. */
+int32_t ispolyoutofimagebounds(ROIPolygon polygon, int32_t width, int32_t height) noexcept;
+
+/**
+ * 0 if the outline cuts itself, or winds not just once. Else the magnitude tells the shape, 1 convex and
+ * 2 concave, and the sign the sense: positive where the outline turns from x to y.
+ */
+int32_t ispolysimple(ROIPolygon polygon) noexcept;
+
+/**
+ * Fills a simple polygon by its crossings with each line: sets bit `id` of the mask. `mask` and `corners`
+ * hold width * height entries, and `corners` must be zero; it counts the crossings afterwards. Crossings that
+ * fall outside the image are dropped.
+ */
+void edgeflag(ROIPolygon polygon, int32_t id, int32_t width, int32_t height, uint64_t* mask,
+              uint8_t* corners) noexcept;

@@ -1,8 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Auto exposure: from the signal level histograms of a frame to a proposal for the next exposure times.
+//
+// A score function rates how useful a pixel is by its signal level. For each candidate of a list of exposure
+// times (AutoExposureCandidates) the stage predicts from the histograms of the measured frame what score that
+// frame would have had (AutoExposureScore). The best candidate within the saturation limit is proposed,
+// unless the one nearest to the present times is nearly as good: then the camera stays where it is. The
+// proposal goes out with the result; whether to follow it is up to the host.
 #pragma once
 
+#include "AutoExposureScore.h"
 #include "QorRecords.h"
 #include "Ref.h"
 #include "RegionOfInterest.h"
@@ -32,8 +39,8 @@ struct AutoExposureParam {
     int32_t minExpTime;
     int32_t expTimeDiscretization;
     int32_t maintainIntegerFactor;
-    uint32_t score_x_kneepoints[5];  ///< signal levels
-    float32_t score_slopes[5];
+    uint32_t score_x_kneepoints[kMaxScorePieces];  ///< signal levels
+    float32_t score_slopes[kMaxScorePieces];
     uint32_t numPieces;
     float32_t hysteresis;
     int32_t imgWidth;
@@ -70,8 +77,45 @@ AL_DESCRIBE(AutoExposureOutput, newExpTimes, numExposures, autoExpReady, score_p
             score_diff, roi, roi_width, roi_height)
 
 struct AutoExposureScratch {
-    uint32_t cumHistos[kMaxExposures][kHistogramBins + 1];
-    uint32_t cumMeanHistos[kMaxExposures][kHistogramBins + 1];
+    uint32_t cumHistos[kMaxExposures][kCumulativeBins];
+    uint32_t cumMeanHistos[kMaxExposures][kCumulativeBins];
     RegionOfInterestScratch roiScratch;
     RegionOfInterestOutput roiOutput;
 };
+
+/**
+ * Prepares the stage: checks `param`, sets its hysteresis and raises its discretization to at least 1,
+ * empties `state`, and lets every pixel of `output->roi` count. A `maxExpTime` below `minExpTime` allows no
+ * exposure: the call succeeds then without further checks and leaves `output->roi` as it is.
+ *
+ * 0, or 1 with a report: a null pointer, a minExpTime off the grid of the discretization, a score function
+ * that is not 1 to 5 pieces with positive slopes and rising knee points up to 2048, an image of no pixels or
+ * more than 38528.
+ */
+int32_t AutoExposure_Init(AutoExposureParam* param, AutoExposureState* state,
+                          AutoExposureOutput* output) noexcept;
+
+/**
+ * Proposes exposure times for the next frame in `output->newExpTimes`: those of the measured frame where the
+ * mode is off or the call fails. With one exposure a new proposal stands at index 0, and index 1 becomes 0.
+ * `input->settings` are compared byte by byte with those of the last call; where they differ, regions and
+ * candidates are built anew (see settingsChanged).
+ *
+ * 0, or 1 with a report: a null pointer, a number of exposures other than 1 and 2, a mode other than off and
+ * normal, regions by reference point, failed settings, a second exposure that is not longer than the first,
+ * a list without candidates, no candidate with a score.
+ */
+int32_t AutoExposure_Apply(const AutoExposureInput* input, const AutoExposureParam* param,
+                           AutoExposureState* state, AutoExposureScratch* scratch,
+                           AutoExposureOutput* output) noexcept;
+
+/**
+ * Takes over `input->settings`: rasters the regions into `output->roi`, where any region makes a pixel count
+ * from the next frame on, and builds the list of candidates. The settings count as taken over even if the
+ * call fails.
+ *
+ * 0, or 1 with a report: a null pointer, a number of exposures other than 1 and 2, regions that cannot be
+ * rastered or hold fewer than 10 pixels, no base times, no candidate within the limits.
+ */
+int32_t settingsChanged(AutoExposureState* state, AutoExposureOutput* output, AutoExposureScratch* scratch,
+                        const AutoExposureParam* param, const AutoExposureInput* input) noexcept;
