@@ -42,3 +42,14 @@ struct DistnoiseOutput {
     uint16_t height;
 };
 AL_DESCRIBE(DistnoiseOutput, symNoiseFactor, width, height)
+
+/**
+ * Estimates the standard deviation of every pixel's distance, metres, from its amplitude and the ambient
+ * light in `intensity`; NaN where the model's variance is negative. Images are 224 x 172. Pixels with
+ * confidence bit 0x0010 were measured with the last of the 1 or 2 exposures, others with the first. With a
+ * threshold above 0, valid pixels whose noise is above it lose their distance and get the confidence bits
+ * 0x0209. Fails, with nothing written, for another size or number of exposures, or a null image of `xyReal`,
+ * `xyImag`, `intensity`, `confidence`; no other pointer may be null. Returns 0, or 1 after a reported
+ * failure.
+ */
+int32_t DistnoiseApply(const DistnoiseInput* input, DistnoiseInOut* inout, DistnoiseOutput* output) noexcept;

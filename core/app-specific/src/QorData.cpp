@@ -10,6 +10,8 @@ const RefPin g_dataPin(&g_data, sizeof g_data);
 
 }  // namespace
 
+constinit ImageFilterState g_imageFilterState = {};
+
 QorStaticData* QorData_Get() noexcept {
     return &g_data;
 }

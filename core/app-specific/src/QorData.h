@@ -174,6 +174,9 @@ struct QorStaticData {
     QorServicesIntern services;
 };
 
+/** State of the image filter. It keeps up to 25 past frames of two images, and stands outside the block. */
+extern ImageFilterState g_imageFilterState;
+
 /** The address of the block. */
 QorStaticData* QorData_Get() noexcept;
 

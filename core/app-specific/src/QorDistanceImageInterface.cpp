@@ -122,12 +122,9 @@ int32_t initAutoExposure(QorStaticData& data) noexcept {
     param.numPieces = 4;
     param.imgWidth = kImageWidth;
     param.imgHeight = kImageHeight;
-
-    // Every pixel counts in the histograms as long as no region is asked for.
-    AutoExposureOutput& output = data.output.autoExpOutput;
-    output.roi_width = param.imgWidth;
-    output.roi_height = param.imgHeight;
-    std::fill_n(output.roi, kPixelCount, uint8_t{1});
+    if (AutoExposure_Init(&param, &data.state.autoExpState, &data.output.autoExpOutput) != 0) {
+        return reportFailure(kSourceFile);
+    }
     return 0;
 }
 
@@ -503,15 +500,20 @@ int32_t deliverNoiseAndIntensity(Call& call) noexcept {
     inout.noise = call.result.distanceNoise;
     inout.distance = call.result.distance;
     inout.confidence = call.matrices().confidence;
+    if (DistnoiseApply(&input, &inout, &data.output.distNoise) != 0) {
+        return reportFailure(kSourceFile);
+    }
+    book(call, data.profiling.distNoise);
     if (al_memcpy(call.result.intensity, data.output.intImg.intensity, sizeof call.result.intensity) != 0) {
         return reportFailure(kSourceFile);
     }
     call.result.intensityInvalid = 0;
+    call.result.distanceNoiseInvalid = 0;
     return 0;
 }
 
-/** Without a stage that proposes others, the next exposure times are those of this frame. */
-void prepareAutoExposure(Call& call) noexcept {
+/** Runs whatever the mode is: switched off, it proposes the times of this frame. */
+int32_t autoExposure(Call& call) noexcept {
     QorStaticData& data = call.data;
     AutoExposureInput& input = data.input.autoExpInput;
     input.settings = call.customization.autoExpSet;
@@ -527,9 +529,12 @@ void prepareAutoExposure(Call& call) noexcept {
     for (int32_t e = 0; e < kMaxExposures; ++e) {
         input.expTimes[e] = static_cast<uint32_t>(call.rawToDistOut().expTimes[e]);
     }
-    AutoExposureOutput& output = data.output.autoExpOutput;
-    output.numExposures = data.ifInput.param.numExposures;
-    std::copy_n(input.expTimes, kMaxExposures, output.newExpTimes);
+    if (AutoExposure_Apply(&input, &data.param.autoExpParam, &data.state.autoExpState,
+                           &data.scratch.autoExpScratch, &data.output.autoExpOutput) != 0) {
+        return reportFailure(kSourceFile);
+    }
+    book(call, data.profiling.autoExposure);
+    return 0;
 }
 
 void applyVignetting(Call& call) noexcept {
@@ -537,16 +542,19 @@ void applyVignetting(Call& call) noexcept {
                                   call.data.ifCalib.imagerCalib.freqIndependent.vignetting);
 }
 
-void prepareImageFilter(Call& call) noexcept {
-    ImageFilterInOut& inout = call.data.inout.imageFilter;
+int32_t imageFilter(Call& call) noexcept {
+    QorStaticData& data = call.data;
+    ImageFilterInOut& inout = data.inout.imageFilter;
     inout.amplitude = call.result.normalizedAmplitude;
     inout.normalizedAmplitude = call.result.normalizedAmplitude;
     inout.distance = call.result.distance;
     inout.confidence = call.matrices().confidence;
-    ImageFilterInput& input = call.data.input.imageFilter;
+    ImageFilterInput& input = data.input.imageFilter;
     input.width = kImageWidth;
     input.height = kImageHeight;
-    input.settings = call.data.ifInput.customization.filterSet;
+    input.settings = data.ifInput.customization.filterSet;
+    book(call, data.profiling.imageFilter);
+    return 0;
 }
 
 /** The pose always; the rays only after a change, as they are large. */
@@ -615,13 +623,11 @@ int32_t deliverFrame(Call& call) noexcept {
 }
 
 int32_t finishFrame(Call& call) noexcept {
-    if (deliverNoiseAndIntensity(call) != 0) {
+    if (deliverNoiseAndIntensity(call) != 0 || autoExposure(call) != 0) {
         return 1;
     }
-    prepareAutoExposure(call);
     applyVignetting(call);
-    prepareImageFilter(call);
-    if (camToWorld(call) != 0) {
+    if (imageFilter(call) != 0 || camToWorld(call) != 0) {
         return 1;
     }
     return deliverFrame(call);

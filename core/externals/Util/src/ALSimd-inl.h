@@ -45,6 +45,25 @@ HWY_INLINE V SelectMin(V a, V b) {
 #endif
 }
 
+/** a / b, correctly rounded. The vector unit of ARMv7 has no division, so the lanes go through the scalar one
+ * there. */
+template <class D, class V = hn::Vec<D>>
+HWY_INLINE V Divide(D d, V a, V b) {
+#if HWY_ARCH_ARM_V7
+    HWY_ALIGN hn::TFromD<D> dividend[hn::MaxLanes(D())];
+    HWY_ALIGN hn::TFromD<D> divisor[hn::MaxLanes(D())];
+    hn::Store(a, d, dividend);
+    hn::Store(b, d, divisor);
+    for (size_t i = 0; i < hn::Lanes(d); ++i) {
+        dividend[i] /= divisor[i];
+    }
+    return hn::Load(d, dividend);
+#else
+    (void)d;
+    return hn::Div(a, b);
+#endif
+}
+
 /** v truncated to int32 and back: saturated at the limits of int32, 0 for NaN, never -0. */
 template <class D, class V = hn::Vec<D>>
 HWY_INLINE V TruncateThroughInt32(D d, V v) {
@@ -69,6 +88,24 @@ HWY_INLINE V FloorThroughInt32(D d, V v) {
 #endif
 }
 
+/** v / 2 for a v whose half is a normal number, any value for others. Spares the multiplier. */
+template <class D, class V = hn::Vec<D>>
+HWY_INLINE V HalfOfNormal(D d, V v) {
+    const hn::RebindToUnsigned<D> du;
+    return hn::BitCast(d, hn::Sub(hn::BitCast(du, v), hn::Set(du, 1U << 23)));
+}
+
+/**
+ * An estimate's eight bits of mantissa: x rounded, halves up. x must be within 5e-6 of the exact value; none
+ * of the values that the two estimates round lies nearer to a half step.
+ */
+template <class D, class V = hn::Vec<D>>
+HWY_INLINE V RoundToEstimate(D d, V x) {
+    const hn::RebindToUnsigned<D> du;
+    const auto rounded = hn::Add(hn::BitCast(du, x), hn::Set(du, 0x00004000U));
+    return hn::BitCast(d, hn::And(rounded, hn::Set(du, 0xFFFF8000U)));
+}
+
 /**
  * Estimate of 1 / v for normal positive v, eight bits of mantissa, as the ARM instruction gives it: with v
  * scaled to a in 0.5..1 and q = floor(512 a) it is floor(256 / ((q + 0.5) / 512) + 0.5) / 256, scaled back. 0
@@ -80,15 +117,11 @@ HWY_INLINE V ReciprocalEstimateOfPositive(D d, V v) {
     const V estimate = hn::ApproximateReciprocal(v);
 #else
     const hn::RebindToUnsigned<D> du;
-    const auto bits = hn::BitCast(du, v);
-    const auto exponent = hn::And(bits, hn::Set(du, 0x7F800000U));
-    // The middle of the step, (q + 0.5) / 256, in 1..2; then the steps of 1 / 256, 256..511.
-    const auto mantissa = hn::And(bits, hn::Set(du, 0x007F8000U));
-    const V middle = hn::BitCast(d, hn::Or(mantissa, hn::Set(du, 0x3F800000U | 0x00004000U)));
-    const V steps = hn::Floor(hn::Add(hn::Div(hn::Set(d, 512.0F), middle), hn::Set(d, 0.5F)));
-    // Exponent field 253 - that of v, where that of the steps, 2^8, stands.
-    const auto scaled = hn::Add(hn::BitCast(du, steps), hn::Set(du, (126U - 8U) << 23));
-    const V estimate = hn::BitCast(d, hn::Sub(scaled, exponent));
+    const auto step = hn::And(hn::BitCast(du, v), hn::Set(du, 0xFFFF8000U));
+    const V middle = hn::BitCast(d, hn::Or(step, hn::Set(du, 0x00004000U)));
+    // The instruction is good to 3.7e-4 (1.5 * 2^-12), and a refinement to the square of that.
+    const V x = hn::ApproximateReciprocal(middle);
+    const V estimate = RoundToEstimate(d, hn::Mul(x, hn::Sub(hn::Set(d, 2.0F), hn::Mul(middle, x))));
 #endif
     return hn::IfThenZeroElse(hn::Ge(v, hn::Set(d, kTwoTo126)), estimate);
 }
@@ -118,10 +151,9 @@ HWY_INLINE V Reciprocal(D d, V v) {
 }
 
 /**
- * Estimate of 1 / sqrt(v) for normal positive v, 0 for infinity, eight bits of mantissa, as the ARM
- * instruction gives it: with v scaled by an even power of two to a in 0.25..1 and its top seven bits of
- * mantissa taken at the middle of their step, m, it is floor(256 / sqrt(m) + 0.5) / 256, scaled back. For all
- * other v any value.
+ * Estimate of 1 / sqrt(v) for normal positive v, eight bits of mantissa, as the ARM instruction gives it:
+ * with v scaled by an even power of two to a in 0.25..1 and its top seven bits of mantissa taken at the
+ * middle of their step, m, it is floor(256 / sqrt(m) + 0.5) / 256, scaled back. For all other v any value.
  */
 template <class D, class V = hn::Vec<D>>
 HWY_INLINE V ReciprocalSquareRootEstimate(D d, V v) {
@@ -130,35 +162,32 @@ HWY_INLINE V ReciprocalSquareRootEstimate(D d, V v) {
     return hn::ApproximateReciprocalSqrt(v);
 #else
     const hn::RebindToUnsigned<D> du;
-    const hn::RebindToSigned<D> di;
-    const auto bits = hn::BitCast(du, v);
-    // An odd exponent field belongs to 0.25..0.5 (field 125), an even one to 0.5..1 (field 126).
-    const auto parity = hn::And(bits, hn::Set(du, 1U << 23));
-    const auto mantissa = hn::And(bits, hn::Set(du, 0x007F0000U));
-    const V middle =
-        hn::BitCast(d, hn::Or(mantissa, hn::Sub(hn::Set(du, (126U << 23) | 0x00008000U), parity)));
-    // Steps of 1 / 256, 256..511.
-    const V steps = hn::Floor(hn::Add(hn::Div(hn::Set(d, 256.0F), hn::Sqrt(middle)), hn::Set(d, 0.5F)));
-    // Half of the exponent field's distance from 125, rounded down.
-    const auto distance = hn::Sub(hn::BitCast(di, bits), hn::Set(di, 125 << 23));
-    const auto halvings = hn::And(hn::ShiftRight<1>(distance), hn::Set(di, -(1 << 23)));
-    const auto scaled = hn::Sub(hn::BitCast(di, steps), hn::Set(di, 8 << 23));
-    const V infinite = hn::BitCast(d, hn::Set(du, 0x7F800000U));
-    return hn::IfThenZeroElse(hn::Eq(v, infinite), hn::BitCast(d, hn::Sub(scaled, halvings)));
+    const V normal = hn::Max(v, hn::Set(d, kSmallestNormal));  // subnormal operands can be very slow
+    const auto step = hn::And(hn::BitCast(du, normal), hn::Set(du, 0xFFFF0000U));
+    const V middle = hn::BitCast(d, hn::Or(step, hn::Set(du, 0x00008000U)));
+    // The instruction is good to 3.7e-4 (1.5 * 2^-12), and a refinement to one and a half times its square.
+    const V x = hn::ApproximateReciprocalSqrt(middle);
+    const V error = hn::Mul(hn::Mul(middle, x), HalfOfNormal(d, x));
+    return RoundToEstimate(d, hn::Mul(x, hn::Sub(hn::Set(d, 1.5F), error)));
 #endif
 }
 
+/** A refinement step x (3 - (v x) x) / 2 of an estimate x of 1 / sqrt(v). Halving x first is exact. */
+template <class D, class V = hn::Vec<D>>
+HWY_INLINE V RefineReciprocalSquareRoot(D d, V v, V x) {
+    const V factor = hn::Sub(hn::Set(d, 3.0F), hn::Mul(hn::Mul(v, x), x));
+    return hn::Mul(HalfOfNormal(d, x), factor);
+}
+
 /**
- * sqrt(v) for v of 0 and above: the estimate of 1 / sqrt(v), two refinement steps x (3 - (v x) x) / 2, times
- * v. Exactly 0 for 0 and subnormal v.
+ * sqrt(v) for v of 0 and above: the estimate of 1 / sqrt(v), two refinement steps, times v. Exactly 0 for 0
+ * and subnormal v, NaN for infinity.
  */
 template <class D, class V = hn::Vec<D>>
 HWY_INLINE V SquareRoot(D d, V v) {
-    const V three = hn::Set(d, 3.0F);
-    const V half = hn::Set(d, 0.5F);
     V x = ReciprocalSquareRootEstimate(d, v);
-    x = hn::Mul(x, hn::Mul(hn::Sub(three, hn::Mul(hn::Mul(v, x), x)), half));
-    x = hn::Mul(x, hn::Mul(hn::Sub(three, hn::Mul(hn::Mul(v, x), x)), half));
+    x = RefineReciprocalSquareRoot(d, v, x);
+    x = RefineReciprocalSquareRoot(d, v, x);
     return hn::IfThenZeroElse(hn::Lt(v, hn::Set(d, kSmallestNormal)), hn::Mul(x, v));
 }
 
