@@ -61,6 +61,7 @@ class Rig {
     static recording::ProcessingSettings processing(const simulation::CameraSettings& settings) {
         recording::ProcessingSettings result;
         result.exposureCount = static_cast<int>(settings.exposureTimes.size());
+        result.noiseEstimation = settings.intensityImage;
         return result;
     }
 

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What a frame tells of its own noise, against how its distances vary from frame to frame. The simulated
+// sensor's photon noise follows the model whose parameters stand in the algorithm.
+
+#include <gtest/gtest.h>
+
+#include "qor/TemporalNoise.h"
+#include "tools/Rig.h"
+
+namespace qor {
+namespace {
+
+TemporalNoiseSummary noiseOver(int frames, const simulation::CameraSettings& settings) {
+    Rig rig(settings);
+    TemporalNoise noise;
+    for (int k = 0; k < frames; ++k) {
+        const simulation::Frame frame = rig.nextFrame();
+        for (std::size_t image = 0; image < frame.images.size(); ++image) {
+            if (rig.process(frame, image)) {
+                noise.add(*rig.last());
+            }
+        }
+    }
+    return noise.summary();
+}
+
+simulation::CameraSettings room() {
+    simulation::CameraSettings settings;
+    settings.scene = simulation::sceneNamed("room");
+    settings.intensityImage = true;
+    return settings;
+}
+
+TEST(NoiseImage, AgreesWithTheDeviationOverTwoHundredFrames) {
+    simulation::CameraSettings settings = room();
+    settings.ambient = 5.0;
+    const TemporalNoiseSummary noise = noiseOver(200, settings);
+    EXPECT_EQ(noise.frames, 200U);
+    EXPECT_GT(noise.pixels, 35000U);
+    EXPECT_GE(noise.medianRatio, 0.95);
+    EXPECT_LE(noise.medianRatio, 1.05);
+}
+
+// Two frequencies share a distance as the mean of theirs. The model takes the amplitude of the frequency that
+// came last for both, so it agrees less closely.
+TEST(NoiseImage, OfTwoFrequenciesIsThatOfTheirMean) {
+    simulation::CameraSettings settings = room();
+    settings.frequencies = {60.0e6, 80.0e6};
+    const TemporalNoiseSummary noise = noiseOver(60, settings);
+    EXPECT_GT(noise.pixels, 20000U);
+    EXPECT_GE(noise.medianRatio, 0.8);
+    EXPECT_LE(noise.medianRatio, 1.2);
+}
+
+// Ambient light adds shot noise, and only the intensity image can tell of it.
+TEST(NoiseImage, RisesWithTheAmbientLight) {
+    simulation::CameraSettings settings = room();
+    const TemporalNoiseSummary dark = noiseOver(20, settings);
+    settings.ambient = 40.0;
+    const TemporalNoiseSummary bright = noiseOver(20, settings);
+    EXPECT_GT(bright.delivered, 1.2 * dark.delivered);
+    EXPECT_GE(bright.medianRatio, 0.9);
+    EXPECT_LE(bright.medianRatio, 1.1);
+}
+
+TEST(NoiseImage, IsNotDeliveredWithoutAnIntensityImage) {
+    simulation::CameraSettings settings = room();
+    settings.intensityImage = false;
+    EXPECT_EQ(noiseOver(2, settings).medianRatio, 0.0);
+}
+
+}  // namespace
+}  // namespace qor
