@@ -179,6 +179,12 @@ HWY_INLINE V RefineReciprocalSquareRoot(D d, V v, V x) {
     return hn::Mul(HalfOfNormal(d, x), factor);
 }
 
+/** sqrt(v) from the refined estimate x of 1 / sqrt(v): exactly 0 for 0 and subnormal v. */
+template <class D, class V = hn::Vec<D>>
+HWY_INLINE V SquareRootFromReciprocal(D d, V v, V x) {
+    return hn::IfThenZeroElse(hn::Lt(v, hn::Set(d, kSmallestNormal)), hn::Mul(x, v));
+}
+
 /**
  * sqrt(v) for v of 0 and above: the estimate of 1 / sqrt(v), two refinement steps, times v. Exactly 0 for 0
  * and subnormal v, NaN for infinity.
@@ -188,7 +194,7 @@ HWY_INLINE V SquareRoot(D d, V v) {
     V x = ReciprocalSquareRootEstimate(d, v);
     x = RefineReciprocalSquareRoot(d, v, x);
     x = RefineReciprocalSquareRoot(d, v, x);
-    return hn::IfThenZeroElse(hn::Lt(v, hn::Set(d, kSmallestNormal)), hn::Mul(x, v));
+    return SquareRootFromReciprocal(d, v, x);
 }
 
 /**
