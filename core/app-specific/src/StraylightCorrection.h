@@ -51,3 +51,40 @@ struct ALSLC_FFTProcScratch {
 struct ALSLC_Scratch {
     ALSLC_FFTProcScratch fftProcScratch[2];
 };
+
+/** One image of a correction. */
+struct SLC_ProcessHDR_Args {
+    const ALSLC_Calib* calib;
+    ALSLC_State* state;
+    ALSLC_FFTProcScratch* scratch;
+    float32_t* hdr_image;  ///< corrected in place
+    unsigned int w;
+    unsigned int h;
+    float32_t corr_factor;  ///< weight of the subtraction
+    int binnedMode;         ///< non-zero: the image stands one level lower in the pyramid already
+    int xyidx;              ///< 0: real image, 1: imaginary image
+};
+
+/**
+ * Checks the sizes of the point spread function, keeps the thread functions for StraylightCorrection_Apply
+ * and marks the state, so that the next call of it prepares for its level. A state of zeros needs no
+ * initialisation for levels above 0, as long as one thread does the work. Returns 0, or 1 after a report.
+ */
+int StraylightCorrection_Init(const ALSLC_Calib* calib, ALSLC_State* state, FctGetTime ffctGetTime,
+                              FctCreateThread ffctCreateThread, FctJoinThread ffctJoinThread) noexcept;
+
+/**
+ * Subtracts from both images what the lens scattered into them. The scattered part is smooth, so it is
+ * computed on images that the pyramid halved `pyrLevel` times, by circular convolution with the point spread
+ * function without its central peak, and interpolated.
+ *
+ * The first call for a level transforms the point spread function; the state then serves all calls for this
+ * level. After a failed preparation the level's calls fail. With `numberOfThreads` above 1 a thread corrects
+ * the real image while the caller corrects the imaginary one; what fails on the thread stands in the error
+ * history only. Returns 0, or 1 after a report.
+ */
+int StraylightCorrection_Apply(const ALSLC_Calib* calib, ALSLC_State* state, ALSLC_Scratch* scratch,
+                               ALSLC_Inout* inout) noexcept;
+
+/** Corrects one image with a prepared state. Returns 0, or 1 after a report. */
+int slcProcessHDR(SLC_ProcessHDR_Args* args) noexcept;

@@ -17,3 +17,9 @@ struct StraylightCalib {
     float32_t correctionFactor;  ///< weight of the subtraction
 };
 static_assert(kPsfSize == 154905 && sizeof(StraylightCalib) == 4 * (kPsfSize + 4));
+
+/**
+ * The calibration of this build: the model of the lens, or the table that QOR_STRAYLIGHT_PSF_FILE named. The
+ * record is constant data; nobody writes to it.
+ */
+StraylightCalib* getCompiledInCalib() noexcept;

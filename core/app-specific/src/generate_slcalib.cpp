@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Writes the values of the compiled-in point spread function, a program that runs while the library is built.
+//   generate_slcalib OUTPUT          the model of a lens below
+//   generate_slcalib OUTPUT TABLE    a lens's own: 154905 little-endian floats, row by row, all positive
+#include <array>
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <exception>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "slcalib.h"
+
+namespace {
+
+/**
+ * e^x for x up to 0. The library's own function may differ in the last bit between machines; this one is made
+ * of exactly rounded operations, so that every machine builds the same table.
+ */
+double exponential(double x) {
+    constexpr double kLn2High = 0x1.62e42fefa38p-1;  // few enough bits for an exact product with the power
+    constexpr double kLn2Low = 0x1.ef35793c7673p-45;
+    constexpr double kOneDivLn2 = 0x1.71547652b82fep+0;
+    constexpr int kTerms = 16;
+    if (x < -700.0) {
+        return 0.0;  // far below what a float can add to the other terms
+    }
+    const double power = std::floor(x * kOneDivLn2 + 0.5);
+    const double rest = (x - power * kLn2High) - power * kLn2Low;
+    double series = 1.0;
+    for (int n = kTerms; n > 0; --n) {
+        series = 1.0 + series * rest / n;
+    }
+    return std::ldexp(series, static_cast<int>(power));
+}
+
+/** Distance from the optical centre, pixels. */
+double radiusOf(double x, double y) {
+    return std::sqrt(x * x + y * y);
+}
+
+/** The image of a point: diffraction and defocus blur it, and it lies a little off the pixel's centre. */
+double core(double x, double y) {
+    constexpr double kOffsetX = 0.02;
+    constexpr double kOffsetY = -0.0759;
+    constexpr double kWidth = 0.7958;  // standard deviation, pixels
+    const double dx = x - kOffsetX;
+    const double dy = y - kOffsetY;
+    return exponential(-(dy * dy + dx * dx) / (2.0 * kWidth * kWidth));
+}
+
+/** Near halo: reflections between the sensor's surface and the last lens, within a few pixels. */
+double halo(double radius) {
+    return 0.00975 * exponential(-radius / 2.3);
+}
+
+/** Veiling glare: light that many surfaces scatter, over the whole image and a little more near the source.
+ */
+double glare(double radius) {
+    return 2.9e-7 * (1.0 + 2.0 * exponential(-radius / 60.0));
+}
+
+double tail(double radius) {
+    return halo(radius) + glare(radius);
+}
+
+/** Share of the light of a point that falls on the pixel (x, y) pixels away, relative to the peak. */
+double pointSpread(double x, double y) {
+    return core(x, y) / core(0.0, 0.0) * (1.0 - tail(0.0)) + tail(radiusOf(x, y));
+}
+
+std::vector<float> modelOfLens() {
+    std::vector<float> psf;
+    for (int row = 0; row < kPsfHeight; ++row) {
+        for (int column = 0; column < kPsfWidth; ++column) {
+            const int x = column - kPsfWidth / 2;
+            const int y = row - kPsfHeight / 2;
+            psf.push_back(static_cast<float>(pointSpread(x, y)));
+        }
+    }
+    return psf;
+}
+
+std::vector<float> measuredTable(const std::string& name) {
+    std::ifstream file(name, std::ios::binary);
+    if (!file) {
+        throw std::runtime_error(name + " cannot be read");
+    }
+    std::vector<float> psf;
+    std::array<unsigned char, 4> bytes;
+    while (file.read(reinterpret_cast<char*>(bytes.data()), bytes.size())) {
+        const uint32_t bits = static_cast<uint32_t>(bytes[0]) | static_cast<uint32_t>(bytes[1]) << 8 |
+                              static_cast<uint32_t>(bytes[2]) << 16 | static_cast<uint32_t>(bytes[3]) << 24;
+        psf.push_back(std::bit_cast<float>(bits));
+        if (!std::isfinite(psf.back()) || psf.back() <= 0.0F) {
+            throw std::runtime_error(name + ": value " + std::to_string(psf.size() - 1) +
+                                     " is not positive and finite");
+        }
+    }
+    if (psf.size() != static_cast<size_t>(kPsfSize) || file.gcount() != 0) {
+        throw std::runtime_error(name + " must hold " + std::to_string(kPsfSize) + " floats, " +
+                                 std::to_string(4 * kPsfSize) + " bytes");
+    }
+    return psf;
+}
+
+void writeValues(const std::vector<float>& psf, const std::string& name) {
+    std::string text = "// Values of the point spread function, row by row. Written by generate_slcalib.\n";
+    for (const float value : psf) {
+        std::array<char, 32> literal;
+        const int length =
+            std::snprintf(literal.data(), literal.size(), "%aF,\n", static_cast<double>(value));
+        text.append(literal.data(), static_cast<size_t>(length));
+    }
+    std::ofstream file(name, std::ios::binary);
+    file << text;
+    if (!file.flush()) {
+        throw std::runtime_error(name + " cannot be written");
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        if (argc != 2 && argc != 3) {
+            throw std::invalid_argument("usage: generate_slcalib OUTPUT [TABLE]");
+        }
+        writeValues(argc == 3 ? measuredTable(argv[2]) : modelOfLens(), argv[1]);
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "generate_slcalib: %s\n", e.what());
+        return 1;
+    }
+    return 0;
+}
