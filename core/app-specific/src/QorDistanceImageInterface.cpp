@@ -31,6 +31,9 @@ constexpr float32_t kThreeFreqMax2FLineDistPercentage = 42.0F;
 constexpr float32_t kOneDivPixelCount = 2.5955149e-05F;
 constexpr int32_t kDefaultMaxSumExposureTime = 1300;
 
+/** Scattered light is smooth: an eighth of the resolution holds it. */
+constexpr int32_t kStraylightPyramidLevel = 3;
+
 /** Points farther away than this, on any axis, are marked invalid. Metres. */
 constexpr ClippingCuboid kClipping = {-1000.0F, 1000.0F, -1000.0F, 1000.0F, -1000.0F, 1000.0F};
 
@@ -39,6 +42,11 @@ constexpr NoiseCalib kDefaultNoiseCalib = {{0x1.6a1002p-5F, 0x1.e4944p+3F, 0x1.3
 
 int32_t g_initCalled = 0;     ///< QorDistanceImage_Init finished without error
 int32_t dataInitialized = 0;  ///< the block and the error histories are set up
+
+/** Working copy of the straylight calibration. */
+constinit StraylightCalib g_slcalib = {};
+const RefPin g_slcalibPin(&g_slcalib, sizeof g_slcalib);
+int32_t g_slcalibInitialized = 0;
 
 void initErrorHistories(QorStaticData& data) noexcept {
     dataInitialized = 1;
@@ -82,8 +90,24 @@ int32_t initWiggling(QorStaticData& data) noexcept {
     return buildWigglingTables(data);
 }
 
+/** The working copy is made once per process; it depends on no input. */
+int32_t defaultSLCCalib() noexcept {
+    if (g_slcalibInitialized != 0) {
+        return 0;
+    }
+    if (al_memcpy(&g_slcalib, getCompiledInCalib(), sizeof g_slcalib) != 0) {
+        return reportFailure(kSourceFile);
+    }
+    g_slcalibInitialized = 1;
+    return 0;
+}
+
 int32_t initStraylight(QorStaticData& data) noexcept {
     data.calib.straylight.binningEnabled = 0;
+    if (defaultSLCCalib() != 0) {
+        return 1;
+    }
+    data.calib.straylight.systemCalib = &g_slcalib;
     return 0;
 }
 
@@ -166,6 +190,9 @@ int32_t initMultiFreq(QorStaticData& data) noexcept {
 int32_t initImageFilter(QorStaticData& data) noexcept {
     data.services.imageFilter = {};
     data.param.imageFilter.numThreads = 0;
+    if (ImageFilter_Init(&g_imageFilterState, &data.param.imageFilter, &data.services.imageFilter) != 0) {
+        return reportFailure(kSourceFile);
+    }
     return 0;
 }
 
@@ -349,6 +376,23 @@ int32_t wigglingBackward(Call& call) noexcept {
     return 0;
 }
 
+int32_t correctStraylight(Call& call) noexcept {
+    QorStaticData& data = call.data;
+    ALSLC_Inout& inout = data.inout.slc;
+    inout.numberOfThreads = 0;
+    inout.pyrLevel = kStraylightPyramidLevel;
+    inout.width = kImageWidth;
+    inout.height = kImageHeight;
+    inout.xyReal = call.matrices().xyReal;
+    inout.xyImag = call.matrices().xyImag;
+    if (StraylightCorrection_Apply(&data.calib.straylight, &data.state.slcState, &data.scratch.slcScratch,
+                                   &inout) != 0) {
+        return reportFailure(kSourceFile);
+    }
+    book(call, data.profiling.straylight);
+    return 0;
+}
+
 int32_t wigglingForward(Call& call) noexcept {
     QorStaticData& data = call.data;
     WigglingForwardInput& input = data.input.wigglingForward;
@@ -372,14 +416,17 @@ int32_t wigglingForward(Call& call) noexcept {
 
 /** The straylight correction works on the raw phasor; the wiggling pair leads there and back. */
 int32_t correctPhase(Call& call) noexcept {
-    const bool correctStraylight = call.customization.enableStraylightCorrection != 0;
-    if (!correctStraylight && call.customization.enableNoiseEstimation == 0) {
+    const bool isCorrected = call.customization.enableStraylightCorrection != 0;
+    if (!isCorrected && call.customization.enableNoiseEstimation == 0) {
         return 0;
     }
     if (wigglingBackward(call) != 0) {
         return 1;
     }
-    return correctStraylight ? wigglingForward(call) : 0;
+    if (!isCorrected) {
+        return 0;
+    }
+    return correctStraylight(call) != 0 ? 1 : wigglingForward(call);
 }
 
 /**
@@ -553,6 +600,10 @@ int32_t imageFilter(Call& call) noexcept {
     input.width = kImageWidth;
     input.height = kImageHeight;
     input.settings = data.ifInput.customization.filterSet;
+    if (ImageFilter_Apply(&g_imageFilterState, &input, &inout, &data.scratch.imageFilter,
+                          &data.param.imageFilter, &data.services.imageFilter) != 0) {
+        return reportFailure(kSourceFile);
+    }
     book(call, data.profiling.imageFilter);
     return 0;
 }
