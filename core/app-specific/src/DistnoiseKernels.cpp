@@ -21,18 +21,16 @@ namespace al = alsimd::HWY_NAMESPACE;
 /** Invalid, as its noise is above the limit. */
 constexpr int32_t kTooNoisy = 0x0209;
 
-/** sqrt(v), NaN for a negative v, 0 for zeros and subnormal numbers. */
-template <class DF, class V = hn::Vec<DF>>
-HWY_INLINE V deviationOf(DF df, V variance) {
-    const V noNumber = hn::BitCast(df, hn::Set(hn::RebindToUnsigned<DF>(), 0x7FC00000U));
-    return hn::IfThenElse(hn::Le(variance, hn::Set(df, -al::kSmallestNormal)), noNumber,
-                          al::SquareRoot(df, variance));
-}
-
-/** The values on the way to the noise, of a line of pixels. */
+/**
+ * The values on the way to the noise, of a line of pixels. Each loop over them is short: in a long one a
+ * pixel would be a chain of dependent steps too long for a processor to overlap pixels.
+ */
 struct Line {
-    HWY_ALIGN float32_t amplitude[kImageWidth];
-    HWY_ALIGN float32_t variance[kImageWidth];  ///< of the phase, times the square of the amplitude
+    HWY_ALIGN float32_t squaredLength[kImageWidth];  ///< of the signal
+    HWY_ALIGN float32_t variance[kImageWidth];       ///< of the phase, times the square of the amplitude
+    HWY_ALIGN float32_t divisor[kImageWidth];        ///< amplitude, 1e-8 at least
+    HWY_ALIGN float32_t inverseRoot[kImageWidth];    ///< of squaredLength or variance, refined step by step
+    HWY_ALIGN float32_t inverse[kImageWidth];        ///< of the divisor, refined step by step
 };
 
 /** Calls `step` with the index in the line of each vector's first pixel. */
@@ -45,48 +43,93 @@ HWY_INLINE void forLine(DF df, Step step) {
 
 /** Of a pair of values the one that belongs to each pixel's exposure. */
 template <class DF>
-HWY_INLINE hn::Vec<DF> ofExposure(DF df, const uint16_t* confidence, const float32_t (&value)[2]) {
+HWY_INLINE hn::Vec<DF> ofExposure(DF df, const uint16_t* confidence, const float32_t (&values)[2]) {
     const hn::RebindToSigned<DF> di;
     const hn::Rebind<uint16_t, DF> du16;
-    const auto conf = hn::PromoteTo(di, hn::LoadU(du16, confidence));
-    const auto last = hn::TestBit(conf, hn::Set(di, int32_t{kConfidenceLastExposure}));
-    return hn::IfThenElse(hn::RebindMask(df, last), hn::Set(df, value[1]), hn::Set(df, value[0]));
+    static_assert(kConfidenceLastExposure == 1 << 4);
+    const auto atSign = hn::ShiftLeft<31 - 4>(hn::PromoteTo(di, hn::LoadU(du16, confidence)));
+    const auto last = hn::BitCast(df, hn::ShiftRight<31>(atSign));
+    // Logic has more units than the choice by a mask, which the loop below keeps busy.
+    const auto first = hn::Set(df, values[0]);
+    return hn::Xor(first, hn::And(last, hn::Xor(first, hn::Set(df, values[1]))));
+}
+
+/** The squared length of the signal, and the estimate of its inverse root. */
+template <class DF>
+HWY_INLINE void measureSignal(DF df, const float32_t* xyReal, const float32_t* xyImag, Line& line) {
+    forLine(df, [&](int32_t i) HWY_ATTR {
+        const auto re = hn::LoadU(df, xyReal + i);
+        const auto im = hn::LoadU(df, xyImag + i);
+        const auto squared = hn::Add(hn::Mul(re, re), hn::Mul(im, im));
+        hn::Store(squared, df, line.squaredLength + i);
+        hn::Store(al::ReciprocalSquareRootEstimate(df, squared), df, line.inverseRoot + i);
+    });
+    forLine(df, [&](int32_t i) HWY_ATTR {
+        const auto squared = hn::Load(df, line.squaredLength + i);
+        const auto x = hn::Load(df, line.inverseRoot + i);
+        hn::Store(al::RefineReciprocalSquareRoot(df, squared, x), df, line.inverseRoot + i);
+    });
+}
+
+/** The variance that the model gives for the signal and the ambient light, and the divisor. */
+template <class DF>
+HWY_INLINE void applyModel(DF df, const DistnoiseFactors& factors, const uint16_t* intensity,
+                           const uint16_t* confidence, Line& line) {
+    const hn::RebindToSigned<DF> di;
+    const hn::Rebind<int16_t, DF> di16;
+    const hn::Rebind<uint16_t, DF> du16;
+    const auto p0 = hn::Set(df, factors.calib.param[0]);
+    const auto p1 = hn::Set(df, factors.calib.param[1]);
+    const auto p2 = hn::Set(df, factors.calib.param[2]);
+    const auto p3 = hn::Set(df, factors.calib.param[3]);
+    const auto offsetAboveKnee = hn::Sub(p1, p3);
+    forLine(df, [&](int32_t i) HWY_ATTR {
+        const auto squared = hn::Load(df, line.squaredLength + i);
+        const auto refined = al::RefineReciprocalSquareRoot(df, squared, hn::Load(df, line.inverseRoot + i));
+        const auto length = al::SquareRootFromReciprocal(df, squared, refined);
+        const auto a = hn::Mul(length, ofExposure(df, confidence + i, factors.invAmpNormFactors));
+        hn::Store(al::SelectMax(a, hn::Set(df, 1e-8F)), df, line.divisor + i);
+
+        const auto counts = hn::PromoteTo(di, hn::BitCast(di16, hn::LoadU(du16, intensity + i)));
+        const auto rate = hn::Mul(hn::ConvertTo(df, counts), hn::Set(df, factors.invIntensityExpTime));
+        const auto light = hn::Mul(hn::Mul(p2, rate), ofExposure(df, confidence + i, factors.expTimes));
+        const auto x = hn::Add(hn::Mul(p0, a), light);
+        const auto aboveKnee = hn::Add(hn::Add(x, x), offsetAboveKnee);
+        hn::Store(hn::IfThenElse(hn::Le(x, p3), hn::Add(x, p1), aboveKnee), df, line.variance + i);
+    });
+}
+
+/** The root of the variance over the divisor, times `combinedFactor`. */
+template <class DF>
+HWY_INLINE void divideRoot(DF df, float32_t combinedFactor, float32_t* noise, Line& line) {
+    forLine(df, [&](int32_t i) HWY_ATTR {
+        const auto variance = hn::Load(df, line.variance + i);
+        const auto divisor = hn::Load(df, line.divisor + i);
+        hn::Store(al::ReciprocalSquareRootEstimate(df, variance), df, line.inverseRoot + i);
+        hn::Store(al::ReciprocalEstimateOfPositive(df, divisor), df, line.inverse + i);
+    });
+    forLine(df, [&](int32_t i) HWY_ATTR {
+        const auto variance = hn::Load(df, line.variance + i);
+        const auto x = hn::Load(df, line.inverseRoot + i);
+        hn::Store(al::RefineReciprocalSquareRoot(df, variance, x), df, line.inverseRoot + i);
+    });
+    forLine(df, [&](int32_t i) HWY_ATTR {
+        const auto variance = hn::Load(df, line.variance + i);
+        const auto refined = al::RefineReciprocalSquareRoot(df, variance, hn::Load(df, line.inverseRoot + i));
+        const auto deviation = al::SquareRootFromReciprocal(df, variance, refined);
+        const auto divisor = hn::Load(df, line.divisor + i);
+        const auto inverse = al::RefineReciprocal(df, divisor, hn::Load(df, line.inverse + i));
+        hn::StoreU(hn::Mul(hn::Mul(deviation, inverse), hn::Set(df, combinedFactor)), df, noise + i);
+    });
 }
 
 /** The noise of a line of pixels, the first of which is `begin`. */
 template <class DF>
 HWY_INLINE void processLine(DF df, const DistnoiseFactors& factors, const DistnoiseImages& images,
                             int32_t begin, Line& line) {
-    // Three loops: in a single one each pixel would be a chain too long for the processor to overlap pixels.
-    forLine(df, [&](int32_t i) HWY_ATTR {
-        const auto re = hn::LoadU(df, images.xyReal + begin + i);
-        const auto im = hn::LoadU(df, images.xyImag + begin + i);
-        const auto length = al::SquareRoot(df, hn::Add(hn::Mul(re, re), hn::Mul(im, im)));
-        const auto factor = ofExposure(df, images.confidence + begin + i, factors.invAmpNormFactors);
-        hn::Store(hn::Mul(length, factor), df, line.amplitude + i);
-    });
-    forLine(df, [&](int32_t i) HWY_ATTR {
-        const hn::Rebind<int16_t, DF> di16;
-        const hn::Rebind<uint16_t, DF> du16;
-        const auto p0 = hn::Set(df, factors.calib.param[0]);
-        const auto p1 = hn::Set(df, factors.calib.param[1]);
-        const auto p2 = hn::Set(df, factors.calib.param[2]);
-        const auto p3 = hn::Set(df, factors.calib.param[3]);
-        const auto counts = hn::BitCast(di16, hn::LoadU(du16, images.intensity + begin + i));
-        const auto light = hn::ConvertTo(df, hn::PromoteTo(hn::RebindToSigned<DF>(), counts));
-        const auto lightRate = hn::Mul(p2, hn::Mul(light, hn::Set(df, factors.invIntensityExpTime)));
-        const auto ambient =
-            hn::Mul(lightRate, ofExposure(df, images.confidence + begin + i, factors.expTimes));
-        const auto x = hn::Add(hn::Mul(p0, hn::Load(df, line.amplitude + i)), ambient);
-        const auto aboveKnee = hn::Add(hn::Add(x, x), hn::Sub(p1, p3));
-        hn::Store(hn::IfThenElse(hn::Le(x, p3), hn::Add(x, p1), aboveKnee), df, line.variance + i);
-    });
-    forLine(df, [&](int32_t i) HWY_ATTR {
-        const auto divisor = al::SelectMax(hn::Load(df, line.amplitude + i), hn::Set(df, 1e-8F));
-        const auto inverse = al::RefineReciprocal(df, divisor, al::ReciprocalEstimateOfPositive(df, divisor));
-        const auto radians = hn::Mul(deviationOf(df, hn::Load(df, line.variance + i)), inverse);
-        hn::StoreU(hn::Mul(radians, hn::Set(df, factors.combinedFactor)), df, images.noise + begin + i);
-    });
+    measureSignal(df, images.xyReal + begin, images.xyImag + begin, line);
+    applyModel(df, factors, images.intensity + begin, images.confidence + begin, line);
+    divideRoot(df, factors.combinedFactor, images.noise + begin, line);
 }
 
 /** Drops the valid pixels of a line whose noise is above the limit. */
@@ -100,6 +143,9 @@ HWY_INLINE void applyThreshold(DF df, float32_t distNoiseThreshold, const Distno
         const auto invalid = hn::TestBit(conf, hn::Set(di, int32_t{kConfidenceInvalid}));
         const auto above = hn::Gt(hn::LoadU(df, images.noise + begin + i), hn::Set(df, distNoiseThreshold));
         const auto dropped = hn::AndNot(invalid, hn::RebindMask(di, above));
+        if (hn::AllFalse(di, dropped)) {
+            return;
+        }
         const auto bits = hn::IfThenElseZero(dropped, hn::Set(di, kTooNoisy));
         hn::StoreU(hn::DemoteTo(du16, hn::Or(conf, bits)), du16, images.confidence + begin + i);
         const auto distance = hn::LoadU(df, images.distance + begin + i);

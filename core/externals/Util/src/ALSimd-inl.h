@@ -162,8 +162,7 @@ HWY_INLINE V ReciprocalSquareRootEstimate(D d, V v) {
     return hn::ApproximateReciprocalSqrt(v);
 #else
     const hn::RebindToUnsigned<D> du;
-    const V normal = hn::Max(v, hn::Set(d, kSmallestNormal));  // subnormal operands can be very slow
-    const auto step = hn::And(hn::BitCast(du, normal), hn::Set(du, 0xFFFF0000U));
+    const auto step = hn::And(hn::BitCast(du, v), hn::Set(du, 0xFFFF0000U));
     const V middle = hn::BitCast(d, hn::Or(step, hn::Set(du, 0x00008000U)));
     // The instruction is good to 3.7e-4 (1.5 * 2^-12), and a refinement to one and a half times its square.
     const V x = hn::ApproximateReciprocalSqrt(middle);
@@ -179,15 +178,15 @@ HWY_INLINE V RefineReciprocalSquareRoot(D d, V v, V x) {
     return hn::Mul(HalfOfNormal(d, x), factor);
 }
 
-/** sqrt(v) from the refined estimate x of 1 / sqrt(v): exactly 0 for 0 and subnormal v. */
+/** sqrt(v) from the refined estimate x of 1 / sqrt(v): exactly 0 for zeros and subnormal v. */
 template <class D, class V = hn::Vec<D>>
 HWY_INLINE V SquareRootFromReciprocal(D d, V v, V x) {
-    return hn::IfThenZeroElse(hn::Lt(v, hn::Set(d, kSmallestNormal)), hn::Mul(x, v));
+    return hn::IfThenZeroElse(hn::Lt(hn::Abs(v), hn::Set(d, kSmallestNormal)), hn::Mul(x, v));
 }
 
 /**
- * sqrt(v) for v of 0 and above: the estimate of 1 / sqrt(v), two refinement steps, times v. Exactly 0 for 0
- * and subnormal v, NaN for infinity.
+ * sqrt(v): the estimate of 1 / sqrt(v), two refinement steps, times v. Exactly 0 for zeros and subnormal v,
+ * NaN for negative and infinite v.
  */
 template <class D, class V = hn::Vec<D>>
 HWY_INLINE V SquareRoot(D d, V v) {

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "DistnoiseRule.h"
 
-#include <limits>
-
 #include "ALMath.h"
 #include "core/externals/Util/src/ALSimdRule.h"
 
@@ -23,9 +21,6 @@ float distanceNoise(const DistnoiseInput& input, float combinedFactor, uint16_t 
     const float* const p = input.calib->param;
     const float x = p[0] * a + (p[2] * (light * (1.0F / input.intensityExpTime))) * input.expTimes[e];
     const float y = x <= p[3] ? x + p[1] : 2.0F * x + (p[1] - p[3]);
-    if (y <= -std::numeric_limits<float>::min()) {
-        return std::numeric_limits<float>::quiet_NaN();
-    }
     return squareRoot(y) * reciprocal(a > 1e-8F ? a : 1e-8F) * combinedFactor;
 }
 

@@ -89,10 +89,10 @@ float reciprocal(float v) {
 }
 
 float squareRoot(float v) {
-    if (v < kSmallestNormal) {
+    if (std::fabs(v) < kSmallestNormal) {
         return 0.0F;
     }
-    if (!(v < kInfinity)) {
+    if (!(v > 0.0F && v < kInfinity)) {
         return std::numeric_limits<float>::quiet_NaN();  // infinity times an estimate of 0
     }
     float x = reciprocalSquareRootEstimate(v);

@@ -141,11 +141,7 @@ TEST_P(AlSimd, SquareRootEqualsTheRule) {
     Random random(15);
     SCOPED_TRACE(random.seedText());
     expectEqual(probe::squareRoot, rule::squareRoot, floatsIn(random, 0.0F, 4e7F, 20000));
-    std::vector<float> any = anyFloats(random, 20000);
-    for (float& v : any) {
-        v = std::fabs(v);
-    }
-    expectEqual(probe::squareRoot, rule::squareRoot, any);
+    expectEqual(probe::squareRoot, rule::squareRoot, anyFloats(random, 20000));
 }
 
 TEST_P(AlSimd, SquareRootOfZeroIsZero) {
