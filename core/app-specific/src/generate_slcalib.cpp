@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Writes the values of the compiled-in point spread function, a program that runs while the library is built.
-//   generate_slcalib OUTPUT          the model of a lens below
-//   generate_slcalib OUTPUT TABLE    a lens's own: 154905 little-endian floats, row by row, all positive
+// Writes the values of the compiled-in point spread function, a program that runs while the library is built:
+// as source text, and as a table of 154905 little-endian floats, row by row, for those who simulate the lens.
+//   generate_slcalib SOURCE TABLE            the model of a lens below
+//   generate_slcalib SOURCE TABLE MEASURED   a lens's own: a table of the same form, all values positive
 #include <array>
 #include <bit>
 #include <cmath>
@@ -109,7 +110,15 @@ std::vector<float> measuredTable(const std::string& name) {
     return psf;
 }
 
-void writeValues(const std::vector<float>& psf, const std::string& name) {
+void writeFile(const std::string& bytes, const std::string& name) {
+    std::ofstream file(name, std::ios::binary);
+    file << bytes;
+    if (!file.flush()) {
+        throw std::runtime_error(name + " cannot be written");
+    }
+}
+
+void writeSource(const std::vector<float>& psf, const std::string& name) {
     std::string text = "// Values of the point spread function, row by row. Written by generate_slcalib.\n";
     for (const float value : psf) {
         std::array<char, 32> literal;
@@ -117,21 +126,30 @@ void writeValues(const std::vector<float>& psf, const std::string& name) {
             std::snprintf(literal.data(), literal.size(), "%aF,\n", static_cast<double>(value));
         text.append(literal.data(), static_cast<size_t>(length));
     }
-    std::ofstream file(name, std::ios::binary);
-    file << text;
-    if (!file.flush()) {
-        throw std::runtime_error(name + " cannot be written");
+    writeFile(text, name);
+}
+
+void writeTable(const std::vector<float>& psf, const std::string& name) {
+    std::string bytes;
+    for (const float value : psf) {
+        const auto bits = std::bit_cast<uint32_t>(value);
+        for (unsigned int shift = 0; shift < 32; shift += 8) {
+            bytes += static_cast<char>(bits >> shift & 0xFFU);
+        }
     }
+    writeFile(bytes, name);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
     try {
-        if (argc != 2 && argc != 3) {
-            throw std::invalid_argument("usage: generate_slcalib OUTPUT [TABLE]");
+        if (argc != 3 && argc != 4) {
+            throw std::invalid_argument("usage: generate_slcalib SOURCE TABLE [MEASURED]");
         }
-        writeValues(argc == 3 ? measuredTable(argv[2]) : modelOfLens(), argv[1]);
+        const std::vector<float> psf = argc == 4 ? measuredTable(argv[3]) : modelOfLens();
+        writeSource(psf, argv[1]);
+        writeTable(psf, argv[2]);
     } catch (const std::exception& e) {
         std::fprintf(stderr, "generate_slcalib: %s\n", e.what());
         return 1;
