@@ -247,18 +247,27 @@ HWY_INLINE V weightOnLine(DF df, const Line<V>& line, V delta) {
     return al::SelectMax(hn::Zero(df), hn::Add(line.offset, hn::Mul(delta, line.slope)));  // NaN stays
 }
 
-/** Range weight of the difference of two pixels. */
+/** Differences of a line's pairs of pixels, and the intervals of the range table in which they lie. */
+struct Differences {
+    HWY_ALIGN float32_t delta[kTileColumns];
+    HWY_ALIGN int32_t interval[kTileColumns];
+};
+
 template <class DF, class V = hn::Vec<DF>>
-HWY_INLINE V rangeWeight(DF df, const RangeTable& table, V step, V a, V b) {
+HWY_INLINE void findIntervals(DF df, float32_t step, const float32_t* a, const float32_t* b, int32_t count,
+                              Differences& differences) {
     const hn::RebindToSigned<DF> di;
-    const V delta = hn::Abs(hn::Sub(a, b));
-    const V quotient = al::SelectMax(al::Divide(df, delta, step), hn::Zero(df));  // 0 for NaN
-    const V interval = hn::Trunc(hn::Min(quotient, hn::Set(df, static_cast<float32_t>(kRangeIntervals - 1))));
+    const V zero = hn::Zero(df);
+    const V last = hn::Set(df, static_cast<float32_t>(kRangeIntervals - 1));
     // From 2^23 to 2^24 the mantissa counts the integers: cheaper than a conversion that must saturate.
     const V base = hn::Set(df, 8388608.0F);
-    HWY_ALIGN int32_t index[hn::MaxLanes(DF())];
-    hn::Store(hn::Xor(hn::BitCast(di, hn::Add(interval, base)), hn::BitCast(di, base)), di, index);
-    return weightOnLine(df, lookUp(df, table, index), delta);
+    for (int32_t i = 0; i < count; i = nextVector(i, lanesOf(df), count)) {
+        const V delta = hn::Abs(hn::Sub(hn::LoadU(df, a + i), hn::LoadU(df, b + i)));
+        const V quotient = al::SelectMax(al::Divide(df, delta, hn::Set(df, step)), zero);  // 0 for NaN
+        const V interval = hn::Add(hn::Trunc(hn::Min(quotient, last)), base);
+        hn::StoreU(delta, df, differences.delta + i);
+        hn::StoreU(hn::Xor(hn::BitCast(di, interval), hn::BitCast(di, base)), di, differences.interval + i);
+    }
 }
 
 /** Places of a mask, numbered row by row. */
@@ -338,11 +347,12 @@ class BilateralTile {
     }
 
     HWY_INLINE void keepWeightsOfPlace(const float32_t* a, const float32_t* b, float32_t spatialWeight,
-                                       int32_t count, float32_t* kept) const {
+                                       int32_t count, float32_t* kept) {
         const DF df;
-        const V step = hn::Set(df, weights_.step);
+        findIntervals(df, weights_.step, a, b, count, differences_);
         for (int32_t i = 0; i < count; i = nextVector(i, lanesOf(df), count)) {
-            V weight = rangeWeight(df, table_, step, hn::LoadU(df, a + i), hn::LoadU(df, b + i));
+            const V delta = hn::LoadU(df, differences_.delta + i);
+            V weight = weightOnLine(df, lookUp(df, table_, differences_.interval + i), delta);
             if constexpr (kRegular) {
                 weight = hn::Mul(weight, hn::Set(df, spatialWeight));
             }
@@ -407,6 +417,7 @@ class BilateralTile {
     float32_t* target_;
     int32_t width_;
     int32_t count_;
+    Differences differences_;
     HWY_ALIGN float32_t pixels_[kKept][kTileColumns];
     HWY_ALIGN float32_t pairWeights_[kKept][M::kPlaces / 2][kTileColumns];
 };
