@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -21,9 +22,12 @@ namespace qor {
 // A camera, its packets, and the plug-in that takes them.
 class Rig {
  public:
-    explicit Rig(const simulation::CameraSettings& settings)
+    using Change = std::function<void(recording::ProcessingSettings&)>;
+
+    // What the packets ask for fits the camera; `change` may ask for more.
+    explicit Rig(const simulation::CameraSettings& settings, const Change& change = {})
         : camera_(settings),
-          packets_(camera_.calibration(), processing(settings)),
+          packets_(camera_.calibration(), processing(settings, change)),
           algorithm_(QOR_PLUGIN),
           accuracy_(settings.frequencies) {
         algorithm_.process(recording::calibrationPacket(camera_.calibration(), settings.seed));
@@ -58,10 +62,14 @@ class Rig {
     const std::optional<ResultFrame>& last() const { return last_; }
 
  private:
-    static recording::ProcessingSettings processing(const simulation::CameraSettings& settings) {
+    static recording::ProcessingSettings processing(const simulation::CameraSettings& settings,
+                                                    const Change& change) {
         recording::ProcessingSettings result;
         result.exposureCount = static_cast<int>(settings.exposureTimes.size());
         result.noiseEstimation = settings.intensityImage;
+        if (change) {
+            change(result);
+        }
         return result;
     }
 

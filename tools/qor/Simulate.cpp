@@ -37,6 +37,7 @@ struct Options {
     bool noWiggling = false;
     bool noFixedPattern = false;
     bool intensityImage = false;
+    std::filesystem::path straylight;
     double ambient = 0.0;
     double temperature = 42.5;
     float minAmplitude = recording::ProcessingSettings{}.minAmplitude;
@@ -63,6 +64,10 @@ simulation::CameraSettings cameraSettings(const Options& options) {
     settings.wiggling = !options.noWiggling;
     settings.fixedPattern = !options.noFixedPattern;
     settings.intensityImage = options.intensityImage;
+    if (!options.straylight.empty()) {
+        settings.straylight =
+            std::make_shared<const simulation::Straylight>(simulation::readPointSpread(options.straylight));
+    }
     settings.ambient = options.ambient;
     settings.temperature = options.temperature;
     return settings;
@@ -237,6 +242,11 @@ void addSimulate(CLI::App& app, int& exitCode) {
     command->add_flag("--no-wiggling", options->noWiggling,
                       "A sensor whose correlation function is a pure sine");
     command->add_flag("--no-fixed-pattern", options->noFixedPattern, "A sensor whose pixels are all alike");
+    command
+        ->add_option("--straylight", options->straylight,
+                     "Point spread function by which the lens scatters light: 449 x 345 floats,\n"
+                     "for example that of the algorithm, straylight_psf.f32 beside libqor.so")
+        ->type_name("FILE");
     command->add_flag("--intensity-image", options->intensityImage,
                       "Begin each frame with an intensity image, and ask for the noise of the distances");
     command

@@ -201,6 +201,8 @@ ImagePackets::ImagePackets(const simulation::Calibration& calibration, const Pro
     input_.set<float>(customization + "minAmplitude", settings.minAmplitude);
     input_.set<float>(customization + "maximumRawSymmetry", settings.maximumRawSymmetry);
     input_.set<float>(customization + "twoFreqMaxLineDistPercentage", settings.twoFreqMaxLineDistPercentage);
+    input_.set<unsigned char>(customization + "enableStraylightCorrection",
+                              settings.straylightCorrection ? 1 : 0);
     input_.set<unsigned char>(customization + "enableNoiseEstimation", settings.noiseEstimation ? 1 : 0);
     const std::string param = "QorDistanceImageIFInput.param.";
     input_.set<int>(param + "numExposures", settings.exposureCount);

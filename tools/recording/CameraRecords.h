@@ -19,6 +19,7 @@ struct ProcessingSettings {
     float minAmplitude = 20.0F;                  // raw counts
     float maximumRawSymmetry = 0.5F;             // of the amplitude
     float twoFreqMaxLineDistPercentage = 80.0F;  // of half the distance between two lines
+    bool straylightCorrection = false;
     bool noiseEstimation = false;                // needs an intensity image in each frame
 };
 

@@ -16,6 +16,7 @@ namespace {
 constexpr std::uint64_t readoutTime = 600;  // microseconds, after each exposure
 constexpr std::int32_t longestExposure = 1'000'000;
 constexpr int phasesPerExposure = 4;
+constexpr double largestBrightness = 1000.0;
 
 void require(bool condition, const char* sentence) {
     if (!condition) {
@@ -23,17 +24,30 @@ void require(bool condition, const char* sentence) {
     }
 }
 
-CameraSettings checked(CameraSettings settings) {
-    require(settings.frequencies.size() == 1 || settings.frequencies.size() == 2,
-            "The camera uses one or two modulation frequencies.");
-    require(settings.exposureTimes.size() == 1 || settings.exposureTimes.size() == 2,
-            "The camera uses one or two exposure times.");
-    for (const std::int32_t time : settings.exposureTimes) {
+void checkExposureTimes(const std::vector<std::int32_t>& times) {
+    require(times.size() == 1 || times.size() == 2, "The camera uses one or two exposure times.");
+    for (const std::int32_t time : times) {
         require(time >= 1 && time <= longestExposure,
                 "An exposure time must be a whole number of microseconds from 1 to 1000000.");
     }
-    require(std::is_sorted(settings.exposureTimes.begin(), settings.exposureTimes.end()),
-            "The shorter exposure time comes first.");
+    require(std::is_sorted(times.begin(), times.end()), "The shorter exposure time comes first.");
+}
+
+void checkBrightnessSteps(const std::vector<BrightnessStep>& steps) {
+    for (const BrightnessStep& step : steps) {
+        require(step.factor >= 0.0 && step.factor <= largestBrightness,
+                "The brightness of a scene must be from 0 to 1000 times its own.");
+    }
+    const auto notLater = [](const BrightnessStep& a, const BrightnessStep& b) { return a.frame >= b.frame; };
+    require(std::adjacent_find(steps.begin(), steps.end(), notLater) == steps.end(),
+            "Each step in brightness comes at a later frame than the one before.");
+}
+
+CameraSettings checked(CameraSettings settings) {
+    require(settings.frequencies.size() == 1 || settings.frequencies.size() == 2,
+            "The camera uses one or two modulation frequencies.");
+    checkExposureTimes(settings.exposureTimes);
+    checkBrightnessSteps(settings.brightnessSteps);
     require(settings.intensityExposureTime >= 1 && settings.intensityExposureTime <= longestExposure,
             "The exposure time of the intensity image must be from 1 to 1000000 microseconds.");
     require(settings.ambient >= 0.0 && settings.ambient <= 1000.0,
@@ -69,20 +83,50 @@ Camera::Camera(CameraSettings settings)
     : settings_(checked(std::move(settings))),
       calibration_(calibrationFor(settings_)),
       sensor_(calibration_, settings_.seed, settings_.photonNoise) {
-    View view = viewScene(settings_.scene, calibration_, settings_.ambient);
-    light_ = std::move(view.light);
+    view_ = viewScene(settings_.scene, calibration_, settings_.ambient);
+    brightness_ = brightness();
+    expose();
+}
+
+void Camera::setExposureTimes(const std::vector<std::int32_t>& times) {
+    checkExposureTimes(times);
+    require(times.size() == settings_.exposureTimes.size(), "The number of exposures stays as it is.");
+    if (times != settings_.exposureTimes) {
+        settings_.exposureTimes = times;
+        expose();
+    }
+}
+
+double Camera::brightness() const {
+    double factor = 1.0;
+    for (const BrightnessStep& step : settings_.brightnessSteps) {
+        factor = step.frame <= frameNumber_ ? step.factor : factor;
+    }
+    return factor;
+}
+
+// What the pixels will show at the present brightness and exposure times.
+void Camera::expose() {
+    Truth truth = view_.truth;
+    light_ = view_.light;
+    for (std::vector<double>* image : {&truth.amplitude, &light_.amplitude, &light_.ambient}) {
+        for (double& value : *image) {
+            value *= brightness_;
+        }
+    }
     // The record of a raw image carries the temperature in single precision; the illumination has just that.
     const double temperature = static_cast<double>(static_cast<float>(settings_.temperature));
+    signals_.clear();
     for (std::size_t f = 0; f < calibration_.frequencies.size(); ++f) {
         std::vector<PhaseSignal> exposures;
         for (const std::int32_t time : settings_.exposureTimes) {
-            exposures.push_back(sensor_.expose(light_, f, time, temperature));
+            exposures.push_back(sensor_.expose(light_, f, time, temperature, settings_.straylight.get()));
         }
         const double hertz = static_cast<double>(calibration_.frequencies[f].frequency);
-        view.truth.frequencies.push_back(truthAt(hertz, view.truth.distance, exposures));
+        truth.frequencies.push_back(truthAt(hertz, truth.distance, exposures));
         signals_.push_back(std::move(exposures));
     }
-    truth_ = std::make_shared<const Truth>(std::move(view.truth));
+    truth_ = std::make_shared<const Truth>(std::move(truth));
 }
 
 RawImage Camera::nextImage(std::int32_t sequenceCounter, std::size_t freqIdx, std::int32_t exposureTime) {
@@ -101,6 +145,10 @@ RawImage Camera::nextImage(std::int32_t sequenceCounter, std::size_t freqIdx, st
 Frame Camera::nextFrame() {
     const auto frameStart = static_cast<std::uint64_t>(frameNumber_ * (1.0e6 / settings_.frameRate));
     time_ = std::max(time_, frameStart);
+    if (brightness() != brightness_) {
+        brightness_ = brightness();
+        expose();
+    }
     ++frameNumber_;
     Frame frame;
     frame.truth = truth_;

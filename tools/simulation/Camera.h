@@ -20,6 +20,13 @@
 
 namespace simulation {
 
+// From a frame on, the scene returns `factor` times the light that it does of itself: all surfaces become
+// brighter or darker at once, in the light of the camera as under ambient light.
+struct BrightnessStep {
+    std::uint32_t frame = 0;
+    double factor = 1.0;
+};
+
 struct CameraSettings {
     Scene scene;
     std::vector<double> frequencies{60.0e6};        // Hz, one or two
@@ -29,12 +36,14 @@ struct CameraSettings {
     bool wiggling = true;
     bool fixedPattern = true;
     bool ambientDrift = false;
-    double ambient = 0.0;       // kilolux
-    double temperature = 42.5;  // of the illumination, degrees Celsius
+    double ambient = 0.0;                          // kilolux
+    double temperature = 42.5;                     // of the illumination, degrees Celsius
+    std::shared_ptr<const Straylight> straylight;  // none: the lens scatters nothing
     bool intensityImage = false;
     std::int32_t intensityExposureTime = 200;  // microseconds
     double frameRate = 10.0;                   // frames per second; lower if the exposures take longer
     std::uint16_t firstFrameCounter = 0;
+    std::vector<BrightnessStep> brightnessSteps;  // by rising frame
     SensorProperties sensor;
 };
 
@@ -51,7 +60,8 @@ struct RawImage {
 
 struct Frame {
     std::vector<RawImage> images;
-    std::shared_ptr<const Truth> truth;  // the scene stands still, so all frames share it
+    // The scene stands still: frames of the same brightness and exposure times in a row share it.
+    std::shared_ptr<const Truth> truth;
 };
 
 class Camera {
@@ -64,14 +74,24 @@ class Camera {
     const CameraSettings& settings() const { return settings_; }
     const Calibration& calibration() const { return calibration_; }
 
+    // The exposure times of the frames to come, as many as the settings have. Throws std::invalid_argument
+    // like the constructor.
+    void setExposureTimes(const std::vector<std::int32_t>& times);
+
+    // What the scene returns in the next frame, as a share of its own brightness.
+    double brightness() const;
+
     Frame nextFrame();
 
  private:
+    void expose();
     RawImage nextImage(std::int32_t sequenceCounter, std::size_t freqIdx, std::int32_t exposureTime);
 
     CameraSettings settings_;
     Calibration calibration_;
     Sensor sensor_;
+    View view_;                // the scene as it is of itself, and its truth but for the frequencies
+    double brightness_ = 1.0;  // of what follows
     ReturnedLight light_;
     std::shared_ptr<const Truth> truth_;
     std::vector<std::vector<PhaseSignal>> signals_;  // by frequency and exposure

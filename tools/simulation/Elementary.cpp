@@ -62,6 +62,25 @@ SineCosine sineAndCosine(double angle) noexcept {
     }
 }
 
+double angleOf(double y, double x) noexcept {
+    const double length = std::sqrt(x * x + y * y);
+    const double cosine = x / length;
+    const double sine = y / length;
+    const double lesser = std::fmin(std::fabs(sine), std::fabs(cosine));
+    const double greater = std::fmax(std::fabs(sine), std::fabs(cosine));
+    const double ratio = lesser / greater;
+    double angle = ratio * (pi / 4.0 + 0.273 * (1.0 - ratio));  // within 0.004
+    angle = std::fabs(sine) > std::fabs(cosine) ? pi / 2.0 - angle : angle;
+    angle = cosine < 0.0 ? pi - angle : angle;
+    angle = sine < 0.0 ? -angle : angle;
+    // The sine of what is missing; each round leaves a sixth of its cube.
+    for (int round = 0; round < 2; ++round) {
+        const SineCosine found = sineAndCosine(angle);
+        angle += sine * found.cosine - cosine * found.sine;
+    }
+    return angle;
+}
+
 double naturalLogarithm(double value) noexcept {
     int exponent = 0;
     double mantissa = std::frexp(value, &exponent);  // 0.5 .. 1

@@ -18,6 +18,10 @@ struct SineCosine {
 // Sine and cosine of an angle in radians, |angle| below 1e5; error below 4e-16.
 SineCosine sineAndCosine(double angle) noexcept;
 
+// Angle of a vector from the x axis, radians, from -pi to pi; error below 1e-15. The vector must not be zero,
+// nor so long or short that its square is no normal number.
+double angleOf(double y, double x) noexcept;
+
 // Natural logarithm of a positive, finite, normal number; relative error below 1e-15 (absolute near 1).
 double naturalLogarithm(double value) noexcept;
 

@@ -86,10 +86,22 @@ Scene hall() {
             7.5};
 }
 
+// What stray light does: the near box shines a hundred times as bright as the wall.
+Scene glare() {
+    const Object backWall{planeThrough({0.0, 0.0, 1.8}, {0.0, 0.0, -1.0}), {Pattern::Uniform, 0.0, 0.2, 1.0}};
+    const Object brightBox{Box{{-0.10, 0.04, 0.50}, {0.26, 0.26, 0.10}, 0.0},
+                           {Pattern::Uniform, 0.0, 0.9, 1.0}};
+    return {"glare",
+            "a bright box at 0.45 m, 90 % reflectivity, before a dark wall at 1.8 m, 20 %",
+            {backWall, brightBox},
+            0.0,
+            2.5};
+}
+
 }  // namespace
 
 const std::vector<Scene>& namedScenes() {
-    static const std::vector<Scene> scenes{room(), wall(), ramp(), hall()};
+    static const std::vector<Scene> scenes{room(), wall(), ramp(), hall(), glare()};
     return scenes;
 }
 

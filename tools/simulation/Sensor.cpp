@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <complex>
 
 #include "simulation/Elementary.h"
 #include "simulation/Image.h"
@@ -15,6 +16,7 @@ namespace simulation {
 namespace {
 
 constexpr double largestSample = 4095.0;
+constexpr double leastCounts = 1e-9;   // less is no light; the transform leaves so much everywhere
 constexpr double hotElectrons = 40.0;  // dark current of a hot pixel, electrons per microsecond, into one tap
 
 std::uint16_t toSample(double counts) {
@@ -28,6 +30,33 @@ double temperatureDrift(const FrequencyCalibration& frequency, double temperatur
     return (factor(0) + (factor(1) + factor(2) * rise) * rise) * rise;
 }
 
+// Scatters in the phasors that the pixels would show if they were all alike: there, light adds up.
+void scatter(std::vector<double>& phase, std::vector<double>& amplitude, const PhaseResponse& response,
+             const Straylight& straylight) {
+    std::vector<std::complex<double>> phasors(pixelCount);
+    for (std::size_t i = 0; i < pixelCount; ++i) {
+        if (amplitude[i] > 0.0) {
+            const double shown = response.shownPhase(phase[i]);
+            const SineCosine direction = sineAndCosine(shown);
+            const double length = amplitude[i] / response.amplitudeFactor(shown);
+            phasors[i] = {length * direction.cosine, length * direction.sine};
+        }
+    }
+    straylight.addTo(phasors);
+    for (std::size_t i = 0; i < pixelCount; ++i) {
+        const double length =
+            std::sqrt(phasors[i].real() * phasors[i].real() + phasors[i].imag() * phasors[i].imag());
+        if (length < leastCounts) {
+            phase[i] = 0.0;
+            amplitude[i] = 0.0;
+            continue;
+        }
+        const double shown = angleOf(phasors[i].imag(), phasors[i].real());
+        phase[i] = response.truePhase(shown);
+        amplitude[i] = length * response.amplitudeFactor(shown);
+    }
+}
+
 }  // namespace
 
 Sensor::Sensor(const Calibration& calibration, std::uint64_t seed, bool photonNoise)
@@ -38,19 +67,40 @@ Sensor::Sensor(const Calibration& calibration, std::uint64_t seed, bool photonNo
     }
 }
 
+Sensor::Arrival Sensor::arrivalOf(const ReturnedLight& light, const FrequencyCalibration& frequency,
+                                  double exposureTime, double temperature) const {
+    const double range = uniqueRange(static_cast<double>(frequency.frequency));
+    const double radiansPerMetre = 2.0 * pi / range;
+    const double drift = temperatureDrift(frequency, temperature);
+    Arrival arrival{std::vector<double>(pixelCount), std::vector<double>(pixelCount)};
+    for (std::size_t i = 0; i < pixelCount; ++i) {
+        if (light.distance[i] > 0.0) {
+            const double turns = light.distance[i] / range;
+            const double wrapped = light.distance[i] - std::floor(turns) * range;
+            arrival.phase[i] = wrapped * radiansPerMetre + drift;
+            arrival.amplitude[i] =
+                light.amplitude[i] * exposureTime / static_cast<double>(calibration_.vignetting[i]);
+        }
+    }
+    return arrival;
+}
+
 PhaseSignal Sensor::expose(const ReturnedLight& light, std::size_t frequencyIndex, double exposureTime,
-                           double temperature) const {
+                           double temperature, const Straylight* straylight) const {
     const FrequencyCalibration& frequency = calibration_.frequencies.at(frequencyIndex);
     const SensorProperties& sensor = calibration_.sensor;
     const PhaseResponse response(frequency.phaseWigg, frequency.ampWigg);
     const double hertz = static_cast<double>(frequency.frequency);
-    const double radiansPerMetre = 2.0 * pi / uniqueRange(hertz);
-    const double drift = temperatureDrift(frequency, temperature);
     // The difference of two samples holds the contrast's share of the charge twice.
     const double electronsPerCount = 1.0 / (2.0 * sensor.countsPerElectron * sensor.demodulationContrast);
     const SineCosine driftDirection = sineAndCosine(static_cast<double>(frequency.ambientDriftAngle));
     const double driftPerElectron = static_cast<double>(frequency.ambientDriftFactor) *
                                     sensor.countsPerElectron * sensor.intensityContrast;
+
+    Arrival arrival = arrivalOf(light, frequency, exposureTime, temperature);
+    if (straylight != nullptr) {
+        scatter(arrival.phase, arrival.amplitude, response, *straylight);
+    }
 
     PhaseSignal signal;
     signal.exposureTime = exposureTime;
@@ -67,15 +117,11 @@ PhaseSignal Sensor::expose(const ReturnedLight& light, std::size_t frequencyInde
         signal.offsetY[i] =
             static_cast<double>(frequency.xyCorrection[1]) + ambientDrift * driftDirection.sine;
         signal.electrons[i] = ambientElectrons;
-        if (!(light.distance[i] > 0.0)) {
+        const double atPixel = arrival.amplitude[i];
+        if (!(atPixel > 0.0)) {
             continue;
         }
-        const double turns = light.distance[i] / uniqueRange(hertz);
-        const double wrapped = light.distance[i] - std::floor(turns) * uniqueRange(hertz);
-        const double phase =
-            response.shownPhase(wrapped * radiansPerMetre + drift + static_cast<double>(frequency.FPPN[i]));
-        const double atPixel =
-            light.amplitude[i] * exposureTime / static_cast<double>(calibration_.vignetting[i]);
+        const double phase = response.shownPhase(arrival.phase[i] + static_cast<double>(frequency.FPPN[i]));
         const double amplitude = atPixel / response.amplitudeFactor(phase);
         const SineCosine direction = sineAndCosine(phase);
         signal.inPhase[i] = amplitude * direction.cosine;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "simulation/Calibration.h"
+#include "simulation/Straylight.h"
 
 namespace simulation {
 
@@ -36,9 +37,9 @@ class Sensor {
     Sensor(const Calibration& calibration, std::uint64_t seed, bool photonNoise);
 
     // frequencyIndex below the number of calibrated frequencies; temperature of the illumination in degrees
-    // Celsius.
+    // Celsius. Without `straylight` the lens scatters nothing.
     PhaseSignal expose(const ReturnedLight& light, std::size_t frequencyIndex, double exposureTime,
-                       double temperature) const;
+                       double temperature, const Straylight* straylight = nullptr) const;
 
     // Samples of one phase image: phase 0 to 3 for a reference shifted by 0, 90, 180, 270 degrees.
     // `imageNumber` counts all images of the recording and selects the noise.
@@ -50,6 +51,15 @@ class Sensor {
                                                std::uint32_t imageNumber) const;
 
  private:
+    // Modulated light that arrives at the pixels: its phase in radians, before the pixel's own deviation, and
+    // its amplitude in counts, 0 where there is none.
+    struct Arrival {
+        std::vector<double> phase;
+        std::vector<double> amplitude;
+    };
+    Arrival arrivalOf(const ReturnedLight& light, const FrequencyCalibration& frequency, double exposureTime,
+                      double temperature) const;
+
     struct PixelCharge {
         double electrons = 0.0;   // in both taps
         double difference = 0.0;  // of the taps, counts

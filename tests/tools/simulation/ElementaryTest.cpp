@@ -53,5 +53,22 @@ TEST(Exponential, AgreesWithTheMathematicsLibrary) {
     EXPECT_EQ(exponential(0.0), 1.0);
 }
 
+TEST(AngleOf, IsTheAngleOfTheVectorAllAround) {
+    for (int k = -3600; k <= 3600; ++k) {
+        const double angle = pi * k / 3600.0;
+        const SineCosine direction = sineAndCosine(angle);
+        const double found = angleOf(1e3 * direction.sine, 1e3 * direction.cosine);
+        EXPECT_NEAR(std::remainder(found - angle, 2.0 * pi), 0.0, 1e-15) << k;
+    }
+}
+
+TEST(AngleOf, OfTheAxesIsExactToTheLastBits) {
+    EXPECT_EQ(angleOf(0.0, 2.0), 0.0);
+    EXPECT_NEAR(angleOf(5.0, 0.0), pi / 2.0, 1e-15);
+    EXPECT_NEAR(angleOf(-5.0, 0.0), -pi / 2.0, 1e-15);
+    EXPECT_NEAR(angleOf(0.0, -1.0), pi, 1e-15);
+    EXPECT_NEAR(angleOf(1e-9, 1.0), 1e-9, 1e-24);
+}
+
 }  // namespace
 }  // namespace simulation

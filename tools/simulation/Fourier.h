@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Fourier transform of a square image with the same bits on every machine, as a recording has to have; a
+// library's depend on the instructions it finds.
+
+#pragma once
+
+#include <complex>
+#include <vector>
+
+namespace simulation {
+
+inline constexpr int fourierSize = 512;  // columns and rows
+
+// In place. Forward, or backward with the factor 1 / 512^2.
+void fourierTransform(std::vector<std::complex<double>>& image);
+void inverseFourierTransform(std::vector<std::complex<double>>& image);
+
+}  // namespace simulation
