@@ -87,6 +87,18 @@ class PipelineHost : public ::testing::Test {
         return colon == std::string::npos ? text : text.substr(colon + 2);
     }
 
+    /** Auto exposure over the whole image. */
+    void askForExposureTimes() {
+        AutoExpSettings& settings = customization_.autoExpSet;
+        settings.applyAutoExposure = AutoExposureApplyMode_Normal;
+        settings.minLongShortFactor = 2;
+        settings.maxLongShortFactor = 8;
+        ROIItem& whole = settings.roiSettings.rois.ROIs[0];
+        whole.type = ROITypeRectangle;
+        whole.rectangle = {{kImageWidth / 2.0F, kImageHeight / 2.0F}, kImageWidth, kImageHeight, 0.0F};
+        settings.roiSettings.rois.noROIs = 1;
+    }
+
     std::unique_ptr<QorDistanceImageIFCalib> calib_;
     std::unique_ptr<QorDistanceImageIFOutput> result_;
     std::unique_ptr<QorDistToCartesian> distToCartesian_;

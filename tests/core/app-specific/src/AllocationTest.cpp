@@ -80,17 +80,29 @@ TEST_F(Allocation, InitialisationAndFramesAllocateNothing) {
     std::setvbuf(stdout, nullptr, _IONBF, 0);
     EXPECT_EQ(allocationsOf([this] { init(); }), 0);
     testing_support::PhaseGroup& group = group_;
-    customization_.autoExpSet.applyAutoExposure = AutoExposureApplyMode_Normal;
+    group.fill(2500, 2000, 1500, 2000);
+    askForExposureTimes();
+    customization_.enableStraylightCorrection = 1;
+    customization_.enableNoiseEstimation = 1;
+    customization_.filterSet.applyDistanceFilter = 1;
+    customization_.filterSet.applyAmplitudeFilter = 1;
+    customization_.filterSet.temporalFilter = TempFilter_Mean;
+    customization_.filterSet.tempMeanSettings.numberOfFrames = 2;
+    testing_support::PhaseGroup ambient;
+    ambient[0].info.intensityMeasurement = 1;
     int32_t failures = 0;
     EXPECT_EQ(allocationsOf([&] {
                   for (int frame = 0; frame < 3; ++frame) {
+                      customization_.filterSet.spatialFilter = static_cast<SpatialFilter>(1 + frame);
+                      customization_.filterSet.spatBilateralSettings = {FilterMaskSize_5x5, 1.0F, 0.1F};
+                      failures += apply(ambient[0]);
                       for (const QorRawdataPhase& phase : group) {
                           failures += apply(phase);
                       }
                   }
               }),
               0);
-    EXPECT_EQ(failures, 0);
+    EXPECT_EQ(failures, 0) << errorString();
     EXPECT_EQ(result_->frameCounter, 2U);
 }
 

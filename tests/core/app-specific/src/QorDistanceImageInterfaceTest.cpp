@@ -440,6 +440,99 @@ TEST_F(Interface, TheIntensityImageIsDeliveredWithNoiseEstimationOn) {
         0);
 }
 
+// With the model's factors p0 = 0.0442, p1 = 15.14 and p2 = 0.0775 the variance of an amplitude a under
+// ambient light I is 0.0442 a + 0.0775 I + 15.14, and a radian is 149852320 / 60e6 / 2 pi = 0.3975 m.
+TEST_F(Interface, AFrameWithIntensityImageCarriesItsNoise) {
+    EXPECT_EQ(init(), 0);
+    customization_.enableNoiseEstimation = 1;
+    group_.fill(2500, 2000, 1500, 2000);
+    PhaseGroup ambient;
+    ambient[0].info.intensityMeasurement = 1;
+    EXPECT_EQ(apply(ambient[0]), 0);
+    EXPECT_EQ(applyGroup(group_), 0) << errorString();
+    EXPECT_EQ(result_->distanceNoiseInvalid, 0);
+    const QorDistanceImageState& state = QorData_Get()->state;
+    const double amplitude = std::hypot(static_cast<double>(state.matrices[0].xyReal[7000]),
+                                        static_cast<double>(state.matrices[0].xyImag[7000])) /
+                             static_cast<double>(state.rawToDistOut[0].ampNormFactors[0]);
+    const auto ambientLight = static_cast<double>(static_cast<int16_t>(result_->intensity[7000]));
+    EXPECT_NEAR(amplitude, 1000.0, 300.0);
+    EXPECT_NEAR(static_cast<double>(result_->distanceNoise[7000]),
+                std::sqrt(0.0442 * amplitude + 0.0775 * ambientLight + 15.14) / amplitude * 0.3975, 1e-5);
+    EXPECT_GT(QorData_Get()->output.distNoise.symNoiseFactor, 0.0F);
+}
+
+TEST_F(Interface, APixelNoisierThanTheThresholdLosesItsDistance) {
+    EXPECT_EQ(init(), 0);
+    customization_.enableNoiseEstimation = 1;
+    customization_.distNoiseThreshold = 0.001F;
+    group_.fill(2500, 2000, 1500, 2000);
+    PhaseGroup ambient;
+    ambient[0].info.intensityMeasurement = 1;
+    EXPECT_EQ(apply(ambient[0]), 0);
+    EXPECT_EQ(applyGroup(group_), 0) << errorString();
+    EXPECT_EQ(result_->distance[7000], 0.0F);
+    EXPECT_EQ(result_->confidence[7000] & 0x09, 0x09);
+}
+
+// A strong signal at 100 us: shorter times do. Every time is a multiple of 50 us within the limits.
+TEST_F(Interface, ABrightFrameProposesAShorterTime) {
+    EXPECT_EQ(init(), 0);
+    askForExposureTimes();
+    group_.setExposure(1000);
+    group_.fill(4000, 2000, 100, 2000);
+    EXPECT_EQ(applyGroup(group_), 0) << errorString();
+    EXPECT_LT(result_->longAutoExpTime, 1000U);
+    EXPECT_GE(result_->longAutoExpTime, 50U);
+    EXPECT_EQ(result_->longAutoExpTime % 50U, 0U);
+    EXPECT_EQ(result_->autoExpReady, 0);
+}
+
+TEST_F(Interface, RegionsThatHoldTooFewPixelsFailTheFrame) {
+    EXPECT_EQ(init(), 0);
+    customization_.autoExpSet.applyAutoExposure = AutoExposureApplyMode_Normal;
+    EXPECT_EQ(applyGroup(group_), 1);
+    EXPECT_EQ(errorMessage(), "Auto Exp region of interest too small");
+}
+
+// The bilateral filter leaves a hole a hole, the median of its neighbours fills it.
+TEST_F(Interface, TheSpatialFilterOfTheCustomizationIsApplied) {
+    EXPECT_EQ(init(), 0);
+    group_.fill(2500, 1500, 1500, 2500);
+    constexpr int32_t hole = 86 * kImageWidth + 112;
+    testing_support::packImage(group_[0].phaseData,
+                               [](int32_t pixel) { return pixel == hole ? 4095 : 2500; });
+    calib_->imagerCalib.freqIndependent.maxDiff = 4094;
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(applyGroup(group_), 0) << errorString();
+    EXPECT_EQ(result_->distance[hole], 0.0F);
+    EXPECT_EQ(result_->confidence[hole] & 0x01, 0x01);
+    customization_.filterSet.applyDistanceFilter = 1;
+    customization_.filterSet.spatialFilter = SpatialFilter_Median;
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(applyGroup(group_), 0) << errorString();
+    EXPECT_EQ(result_->distance[hole], result_->distance[hole + 5]);
+    EXPECT_EQ(result_->confidence[hole] & 0x01, 0x00);
+}
+
+// One bright pixel: without correction its neighbourhood stays as it is, with it, light is taken away.
+TEST_F(Interface, TheStraylightCorrectionOfTheCustomizationIsApplied) {
+    EXPECT_EQ(init(), 0);
+    customization_.enableStraylightCorrection = 1;
+    group_.fill(2100, 2000, 1900, 2000);
+    constexpr int32_t bright = 86 * kImageWidth + 112;
+    testing_support::packImage(group_[0].phaseData, [](int32_t pixel) {
+        return std::abs(pixel / kImageWidth - 86) < 20 && std::abs(pixel % kImageWidth - 112) < 20 ? 4000
+                                                                                                   : 2100;
+    });
+    EXPECT_EQ(applyGroup(group_), 0) << errorString();
+    const QorMatrices& matrices = QorData_Get()->state.matrices[QorData_Get()->state.rawToDistActualBuffer];
+    EXPECT_LT(matrices.amplAfterSLC[bright], result_->normalizedAmplitude[bright]);
+    EXPECT_LT(matrices.amplAfterSLC[60 * kImageWidth + 60],
+              result_->normalizedAmplitude[60 * kImageWidth + 60]);
+    EXPECT_GT(QorData_Get()->profiling.straylight.numCalls, 0U);
+}
+
 TEST_F(Interface, WithOneExposureTheShortProposalIsLeft) {
     EXPECT_EQ(init(), 0);
     result_->shortAutoExpTime = 77;
