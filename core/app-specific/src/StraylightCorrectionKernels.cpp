@@ -58,20 +58,39 @@ struct RowSource {
     float32_t below;
 };
 
-void subtractLines(const RowSource& source, float32_t factor, float32_t* HWY_RESTRICT row, size_t count) {
-    const hn::ScalableTag<float32_t> d;
+/** Subtracts two weighted lines from as many pixels as whole vectors hold, from `x` on. Returns the next x.
+ */
+template <class D>
+HWY_INLINE size_t subtractVectors(D d, const RowSource& source, float32_t factor, float32_t* HWY_RESTRICT row,
+                                  size_t x, size_t count) {
     const auto above = hn::Set(d, source.above);
     const auto below = hn::Set(d, source.below);
     const auto scale = hn::Set(d, factor);
-    size_t x = 0;
     for (; x + hn::Lanes(d) <= count; x += hn::Lanes(d)) {
         const auto up = hn::Add(hn::Mul(hn::LoadU(d, source.lineAbove + x), above),
                                 hn::Mul(hn::LoadU(d, source.lineBelow + x), below));
         hn::StoreU(hn::Sub(hn::LoadU(d, row + x), hn::Mul(scale, up)), d, row + x);
     }
+    return x;
+}
+
+void subtractLines(const RowSource& source, float32_t factor, float32_t* HWY_RESTRICT row, size_t count) {
+    size_t x = subtractVectors(hn::ScalableTag<float32_t>(), source, factor, row, 0, count);
+    x = subtractVectors(hn::CappedTag<float32_t, 4>(), source, factor, row, x, count);
     for (; x < count; ++x) {
         const float32_t up = source.lineAbove[x] * source.above + source.lineBelow[x] * source.below;
         row[x] = row[x] - factor * up;
+    }
+}
+
+void subtractValue(float32_t value, float32_t* row, size_t count) {
+    const hn::CappedTag<float32_t, 4> d;
+    size_t x = 0;
+    for (; x + hn::Lanes(d) <= count; x += hn::Lanes(d)) {
+        hn::StoreU(hn::Sub(hn::LoadU(d, row + x), hn::Set(d, value)), d, row + x);
+    }
+    for (; x < count; ++x) {
+        row[x] = row[x] - value;
     }
 }
 
@@ -104,9 +123,7 @@ void Subtract(const StraylightSubtraction& s) {
             subtractLines(source, s.factor, row, interpolated);
             const float32_t held = (above[lastColumn] * source.above + below[lastColumn] * source.below) *
                                    static_cast<float32_t>(step);
-            for (size_t x = interpolated; x < width; ++x) {
-                row[x] = row[x] - s.factor * held;
-            }
+            subtractValue(s.factor * held, row + interpolated, width - interpolated);
         }
         if (between) {
             std::swap(current, other);

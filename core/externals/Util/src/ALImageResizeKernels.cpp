@@ -62,12 +62,20 @@ struct Lanes {
 
     /** The sum divided by 2^kShift. */
     template <int kShift>
-    static void store(V sum, T* to) {
+    static V meanOf(V sum) {
         if constexpr (std::is_same_v<T, Sum>) {
-            hn::StoreU(hn::Mul(sum, hn::Set(D(), 1.0F / static_cast<float32_t>(1 << kShift))), D(), to);
+            return hn::Mul(sum, hn::Set(D(), 1.0F / static_cast<float32_t>(1 << kShift)));
         } else {
-            const hn::RebindToSigned<D> di;  // the mean is a small positive number, whatever the sign's name
-            hn::StoreU(hn::DemoteTo(Element(), hn::BitCast(di, hn::ShiftRight<kShift>(sum))), Element(), to);
+            return hn::ShiftRight<kShift>(sum);
+        }
+    }
+
+    static void store(V mean, T* to) {
+        if constexpr (std::is_same_v<T, Sum>) {
+            hn::StoreU(mean, D(), to);
+        } else {
+            const hn::RebindToSigned<D> di;  // a mean is no larger than an element, so its sign is clear
+            hn::StoreU(hn::DemoteTo(Element(), hn::BitCast(di, mean)), Element(), to);
         }
     }
 
@@ -91,40 +99,71 @@ T mean(Single<T> sum) {
 // ---------------------------------------------------------------------------------------------------------------------
 // 1 2 1
 
+/** Element 0 of a filtered line: the pixel left of the line counts as the first one. */
+template <class T>
+T first3x3(const T* src) {
+    using S = Single<T>;
+    return mean<2, T>(S{src[1]} + S{src[0]} * S{3});
+}
+
+/** Element k from 1 on: the pixel right of the line counts as the last one. */
+template <class T>
+T element3x3(const T* src, size_t k, size_t width) {
+    using S = Single<T>;
+    const S right{src[std::min(2 * k + 1, width - 1)]};
+    return mean<2, T>(S{src[2 * k - 1]} + S{2} * S{src[2 * k]} + right);
+}
+
+/** The sums of a vector of elements, from k on. */
+template <class T>
+HWY_INLINE typename Lanes<T>::V filter3x3(const T* src, size_t k) {
+    using L = Lanes<T>;
+    typename L::V left;
+    typename L::V centre;
+    typename L::V right;
+    typename L::V unused;
+    L::loadPairs(src + 2 * k - 1, left, unused);
+    L::loadPairs(src + 2 * k, centre, right);
+    return hn::Add(hn::Add(left, L::twice(centre)), right);
+}
+
 template <class T>
 void halveLine3x3(const T* HWY_RESTRICT src, T* HWY_RESTRICT res, size_t width) {
     using L = Lanes<T>;
-    using S = Single<T>;
     const size_t lanes = L::count();
-    res[0] = mean<2, T>(S{src[1]} + S{src[0]} * S{3});
+    const size_t whole = width / 2;  // elements with a source on either side
+    res[0] = first3x3(src);
     size_t k = 1;
-    for (; 2 * (k + lanes) <= width; k += lanes) {
-        typename L::V left;
-        typename L::V centre;
-        typename L::V right;
-        typename L::V unused;
-        L::loadPairs(src + 2 * k - 1, left, unused);
-        L::loadPairs(src + 2 * k, centre, right);
-        L::template store<2>(hn::Add(hn::Add(left, L::twice(centre)), right), res + k);
+    if (whole > lanes) {
+        for (; k + lanes <= whole; k += lanes) {
+            L::store(L::template meanOf<2>(filter3x3(src, k)), res + k);
+        }
+        k = whole;
+        L::store(L::template meanOf<2>(filter3x3(src, k - lanes)), res + k - lanes);  // some once more
     }
     for (; 2 * k < width; ++k) {
-        const S right{src[std::min(2 * k + 1, width - 1)]};
-        res[k] = mean<2, T>(S{src[2 * k - 1]} + S{2} * S{src[2 * k]} + right);
+        res[k] = element3x3(src, k, width);
     }
+}
+
+/** An element of the result from three elements of filtered lines. */
+template <class T>
+T sum3x3(T top, T middle, T bottom) {
+    using S = Single<T>;
+    return mean<2, T>(S{top} + S{bottom} + S{2} * S{middle});
 }
 
 template <class T>
 void sumLines3x3(const T* top, const T* middle, const T* bottom, T* HWY_RESTRICT res, size_t width) {
     using L = Lanes<T>;
-    using S = Single<T>;
     const size_t lanes = L::count();
     size_t x = 0;
     for (; x + lanes <= width; x += lanes) {
         const auto outer = hn::Add(L::load(top + x), L::load(bottom + x));
-        L::template store<2>(hn::Add(outer, L::twice(L::load(middle + x))), res + x);
+        L::store(L::template meanOf<2>(hn::Add(outer, L::twice(L::load(middle + x)))), res + x);
     }
     for (; x < width; ++x) {
-        res[x] = mean<2, T>(S{top[x]} + S{bottom[x]} + S{2} * S{middle[x]});
+        res[x] = sum3x3(top[x], middle[x], bottom[x]);
     }
 }
 
@@ -134,12 +173,62 @@ const T* inputRow(const IreImages<T>& images, size_t y) {
     return images.oimg + y * images.ow;
 }
 
+/**
+ * One row of the result, and the line above the next one, from the line above this one and two rows of the
+ * image. Lines of even width share no elements, so neither line needs memory of its own.
+ */
+template <class T>
+void halveRow3x3(const T* rowMiddle, const T* rowBottom, T* HWY_RESTRICT line, T* HWY_RESTRICT res,
+                 size_t width) {
+    using L = Lanes<T>;
+    const size_t lanes = L::count();
+    const size_t newWidth = width / 2;
+    const auto finish = [&](size_t k, T middle, T bottom) {
+        res[k] = sum3x3(line[k], middle, bottom);
+        line[k] = bottom;
+    };
+    const auto finishVector = [&](size_t k, typename L::V top) {
+        const auto middle = L::template meanOf<2>(filter3x3(rowMiddle, k));
+        const auto bottom = L::template meanOf<2>(filter3x3(rowBottom, k));
+        L::store(bottom, line + k);
+        L::store(L::template meanOf<2>(hn::Add(hn::Add(top, bottom), L::twice(middle))), res + k);
+    };
+    finish(0, first3x3(rowMiddle), first3x3(rowBottom));
+    if (newWidth <= lanes) {
+        for (size_t k = 1; k < newWidth; ++k) {
+            finish(k, element3x3(rowMiddle, k, width), element3x3(rowBottom, k, width));
+        }
+        return;
+    }
+    // The last vector computes some elements once more, so it needs the line as it was.
+    const auto lastTop = L::load(line + newWidth - lanes);
+    for (size_t k = 1; k + lanes <= newWidth; k += lanes) {
+        finishVector(k, L::load(line + k));
+    }
+    finishVector(newWidth - lanes, lastTop);
+}
+
+template <class T>
+void halveImageOfEvenWidth3x3(const IreImages<T>& images) {
+    const size_t width = images.ow;
+    const size_t first = images.firstRow;
+    halveLine3x3(inputRow(images, first == 0 ? 0 : 2 * first - 1), images.temp, width);
+    for (size_t y = first; y < images.endRow; ++y) {
+        const size_t below = std::min<size_t>(2 * y + 1, images.oh - 1);
+        halveRow3x3(inputRow(images, 2 * y), inputRow(images, below), images.temp,
+                    images.nimg + y * (width / 2), width);
+    }
+}
+
 template <class T>
 void halveImage3x3(const IreImages<T>& images) {
     const size_t width = images.ow;
     const size_t height = images.oh;
-    const size_t newWidth = width / 2 + width % 2;
-    const size_t slot = width / 2;  // with an odd width neighbours share an element
+    if (width % 2 == 0) {
+        return halveImageOfEvenWidth3x3(images);
+    }
+    const size_t newWidth = width / 2 + 1;
+    const size_t slot = width / 2;  // neighbours share an element
     T* bottom = images.temp;
     T* const middle = images.temp + slot;
     T* top = images.temp + 2 * slot;
@@ -176,7 +265,7 @@ void halveLine5x5(const T* HWY_RESTRICT src, T* HWY_RESTRICT res, size_t width) 
         auto sum = hn::Add(outerLeft, L::times(4, left));
         sum = hn::Add(sum, L::times(6, centre));
         sum = hn::Add(sum, L::times(4, right));
-        L::template store<4>(hn::Add(sum, outerRight), res + k);
+        L::store(L::template meanOf<4>(hn::Add(sum, outerRight)), res + k);
     }
     for (; 2 * k < width; ++k) {
         const S right{src[std::min(2 * k + 1, width - 1)]};
@@ -196,7 +285,7 @@ void sumLines5x5(const T* const (&lines)[5], T* HWY_RESTRICT res, size_t width) 
         auto sum = hn::Add(L::load(lines[0] + x), L::times(4, L::load(lines[1] + x)));
         sum = hn::Add(sum, L::times(6, L::load(lines[2] + x)));
         sum = hn::Add(sum, L::times(4, L::load(lines[3] + x)));
-        L::template store<4>(hn::Add(sum, L::load(lines[4] + x)), res + x);
+        L::store(L::template meanOf<4>(hn::Add(sum, L::load(lines[4] + x))), res + x);
     }
     for (; x < width; ++x) {
         res[x] = mean<4, T>(S{lines[0][x]} + S{4} * S{lines[1][x]} + S{6} * S{lines[2][x]} +
