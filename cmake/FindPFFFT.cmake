@@ -21,17 +21,20 @@ find_package_handle_standard_args(PFFFT REQUIRED_VARS PFFFT_LIBRARY PFFFT_INCLUD
 # - shows nothing but the EXPORTS, each as PREFIXfunction.
 function(pffft_object output)
     cmake_parse_arguments(ARG "" "PREFIX" "EXPORTS" ${ARGN})
-    set(names)
+    set(renamed)
     foreach(name IN ITEMS malloc free ${ARG_EXPORTS})
-        list(APPEND names --redefine-sym=${name}=${ARG_PREFIX}${name})
+        list(APPEND renamed --redefine-sym=${name}=${ARG_PREFIX}${name})
     endforeach()
+    set(shown)
     foreach(name IN LISTS ARG_EXPORTS)
-        list(APPEND names --keep-global-symbol=${ARG_PREFIX}${name})
+        list(APPEND shown --keep-global-symbol=${ARG_PREFIX}${name})
     endforeach()
     add_custom_command(
         OUTPUT ${output}
         COMMAND ${CMAKE_LINKER} -r -o ${output}.whole --whole-archive ${PFFFT_LIBRARY}
-        COMMAND ${CMAKE_OBJCOPY} ${names} ${output}.whole ${output}
+        # One after the other: GNU and LLVM tools differ in which names a common call keeps.
+        COMMAND ${CMAKE_OBJCOPY} ${renamed} ${output}.whole ${output}
+        COMMAND ${CMAKE_OBJCOPY} ${shown} ${output}
         DEPENDS ${PFFFT_LIBRARY}
         BYPRODUCTS ${output}.whole
         COMMENT "Taking PFFFT with the memory of its caller"

@@ -85,7 +85,7 @@ Image scatteredLight(const Image& image, const Image& scatter, uint32_t fftWidth
     const auto height = static_cast<int>(fftHeight);
     for (uint32_t y = 0; y < image.height; ++y) {
         for (uint32_t x = 0; x < image.width; ++x) {
-            const double value = image.at(x, y);
+            const auto value = static_cast<double>(image.at(x, y));
             if (value == 0.0) {
                 continue;
             }

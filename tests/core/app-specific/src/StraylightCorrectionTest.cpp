@@ -490,7 +490,7 @@ TEST_P(StraylightState, AFailedPreparationDoesNotLeaveTheTransformOfAnotherLevel
 // --- Failures ----------------------------------------------------------------------------------------------
 
 TEST_P(StraylightState, InitialisationChecksItsRecords) {
-    const auto reportsOf = [this](const ALSLC_Calib* calib, ALSLC_State* state) {
+    const auto reportsOf = [](const ALSLC_Calib* calib, ALSLC_State* state) {
         const Reports reports;
         EXPECT_EQ(StraylightCorrection_Init(calib, state, nullptr, nullptr, nullptr), 1);
         return reports.all();

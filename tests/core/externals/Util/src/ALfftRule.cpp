@@ -36,7 +36,7 @@ std::vector<double> circularConvolution(const std::vector<float>& image, const s
     std::vector<double> result(width * height);
     for (size_t y = 0; y < height; ++y) {
         for (size_t x = 0; x < width; ++x) {
-            const double value = image[y * width + x];
+            const auto value = static_cast<double>(image[y * width + x]);
             if (value == 0.0) {
                 continue;
             }

@@ -334,7 +334,7 @@ TEST(Fft2, TheSpectrumIsThatOfTheDefinitionColumnByColumn) {
     double alternating = 0.0;
     for (size_t y = 0; y < kHeight; ++y) {
         for (size_t x = 0; x < kWidth; ++x) {
-            const double value = image[y * kWidth + x];
+            const auto value = static_cast<double>(image[y * kWidth + x]);
             sum += value;
             alternating += x % 2 == 0 ? value : -value;
         }
