@@ -59,7 +59,7 @@ void median5x5Of(Workload& w, std::vector<float>& image) {
 
 #if QOR_HAVE_OPENCV
 void registerOpenCv(const char* name, int maskSize) {
-    benchmark_support::registerScalar(name, [maskSize](benchmark::State& state) {
+    benchmark::RegisterBenchmark(name, [maskSize](benchmark::State& state) {
         cv::setNumThreads(1);
         Workload& w = workload();
         const cv::Mat image(kImageHeight, kImageWidth, CV_32F, w.full.data());
@@ -68,6 +68,7 @@ void registerOpenCv(const char* name, int maskSize) {
             cv::medianBlur(image, result, maskSize);
             benchmark::ClobberMemory();
         }
+        benchmark_support::countPixels(state);
     });
 }
 #endif
