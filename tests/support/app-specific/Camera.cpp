@@ -100,6 +100,10 @@ QorDistanceImageIFInput richInput() {
     custom.twoFreqMaxLineDistPercentage = 42.0F;
     custom.filter2FreqAssignment = 1;
     custom.autoExpSet.applyAutoExposure = AutoExposureApplyMode_Normal;
+    ROIItem& region = custom.autoExpSet.roiSettings.rois.ROIs[0];
+    region.type = ROITypeEllipse;
+    region.ellipse = {{112.0F, 86.0F}, 200.0F, 150.0F, 0.3F};
+    custom.autoExpSet.roiSettings.rois.noROIs = 1;
     custom.autoExpSet.minLongShortFactor = 2;
     custom.autoExpSet.maxLongShortFactor = 8;
     custom.autoExpSet.maxNumberOfSaturatedPixels = 50;
