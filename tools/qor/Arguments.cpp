@@ -27,6 +27,26 @@ std::string checkRange(const std::string& text) {
     return readRange(text) ? "" : "\"" + text + "\" is no range; write MIN:MAX, for example 0.5:2.5";
 }
 
+std::optional<simulation::BrightnessStep> readBrightnessStep(const std::string& text) {
+    simulation::BrightnessStep step;
+    const char* const end = text.data() + text.size();
+    const auto [colon, error] = std::from_chars(text.data(), end, step.frame);
+    if (error != std::errc{} || colon == end || *colon != ':' ||
+        !CLI::detail::lexical_cast(std::string(colon + 1, end), step.factor) ||
+        !(step.factor >= 0.0 && step.factor <= 1000.0)) {
+        return std::nullopt;
+    }
+    return step;
+}
+
+std::string checkBrightnessStep(const std::string& text) {
+    return readBrightnessStep(text) ? ""
+                                    : "\"" + text +
+                                          "\" is no step in brightness; write FRAME:FACTOR, for example "
+                                          "10:0.05, with a factor from 0 "
+                                          "to 1000";
+}
+
 std::string checkSeed(const std::string& text) {
     std::uint64_t seed = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seed);

@@ -12,6 +12,8 @@
 #include <string_view>
 #include <vector>
 
+#include "simulation/Camera.h"
+
 namespace qor {
 
 struct Range {
@@ -22,8 +24,12 @@ struct Range {
 // "MIN:MAX", two numbers, the second above the first; none if the text is something else.
 std::optional<Range> readRange(const std::string& text);
 
+// "FRAME:FACTOR", a whole number and a number from 0 to 1000; none if the text is something else.
+std::optional<simulation::BrightnessStep> readBrightnessStep(const std::string& text);
+
 // Checks of options: an empty text for a good value, otherwise what is wrong with it.
 std::string checkRange(const std::string& text);
+std::string checkBrightnessStep(const std::string& text);
 std::string checkSeed(const std::string& text);
 std::string checkRecordingName(const std::string& text);
 std::function<std::string(const std::string&)> numberFrom(double least, double most);

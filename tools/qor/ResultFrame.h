@@ -13,6 +13,7 @@
 namespace qor {
 
 inline constexpr std::uint8_t invalidBit = 0x01;       // of the confidence image
+inline constexpr std::uint8_t saturatedBit = 0x02;     // a raw sample at its limit
 inline constexpr std::uint8_t lastExposureBit = 0x10;  // set: the pixel was taken from the last exposure
 
 // Positions of the pixels, row by row, metres.

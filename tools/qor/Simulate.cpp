@@ -8,12 +8,16 @@
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "plugin/Plugin.h"
 #include "qor/Arguments.h"
 #include "qor/ExitCode.h"
+#include "qor/ExposureLoop.h"
 #include "qor/Interruption.h"
 #include "qor/Progress.h"
 #include "qor/Report.h"
@@ -41,6 +45,11 @@ struct Options {
     double ambient = 0.0;
     double temperature = 42.5;
     float minAmplitude = recording::ProcessingSettings{}.minAmplitude;
+    std::vector<std::string> brightnessSteps;
+    bool autoExposure = false;
+    std::int32_t longestExposure = recording::AutoExposureSettings{}.longestExposure;
+    std::int32_t saturatedPixels = recording::AutoExposureSettings{}.saturatedPixels;
+    std::filesystem::path plugin;
     std::filesystem::path file = "out/simulate.zelta";
     bool json = false;
     bool quiet = false;
@@ -52,6 +61,7 @@ struct Outcome {
     std::uint64_t bytes = 0;
     double seconds = 0.0;
     bool interrupted = false;
+    std::vector<ExposedFrame> exposed;  // with auto exposure, each frame
 };
 
 simulation::CameraSettings cameraSettings(const Options& options) {
@@ -70,6 +80,9 @@ simulation::CameraSettings cameraSettings(const Options& options) {
     }
     settings.ambient = options.ambient;
     settings.temperature = options.temperature;
+    for (const std::string& step : options.brightnessSteps) {
+        settings.brightnessSteps.push_back(readBrightnessStep(step).value());
+    }
     return settings;
 }
 
@@ -87,9 +100,33 @@ recording::SimulationSettings simulationSettings(const simulation::CameraSetting
     return settings;
 }
 
-// The truth travels with the first image of the first frame it holds for.
-void writeFrame(recording::RecordingWriter& writer, recording::ImagePackets& packets,
-                const simulation::Frame& frame, bool withTruth) {
+recording::ProcessingSettings processingSettings(const Options& options) {
+    recording::ProcessingSettings processing;
+    processing.exposureCount = static_cast<int>(options.exposures.size());
+    processing.minAmplitude = options.minAmplitude;
+    processing.noiseEstimation = options.intensityImage;
+    if (options.autoExposure) {
+        processing.autoExposure.emplace();
+        processing.autoExposure->longestExposure = options.longestExposure;
+        processing.autoExposure->saturatedPixels = options.saturatedPixels;
+    }
+    return processing;
+}
+
+// The plug-in and the loop that follows its proposals.
+struct AutoExposure {
+    AutoExposure(const Options& options, const std::vector<std::uint8_t>& calibration)
+        : algorithm(options.plugin.empty() ? plugin::defaultPlugin() : options.plugin),
+          loop(algorithm, calibration) {}
+
+    plugin::Plugin algorithm;
+    ExposureLoop loop;
+};
+
+// The packets of a frame. The truth travels with the first image of the first frame it holds for.
+std::vector<std::vector<std::uint8_t>> packetsOf(recording::ImagePackets& packets,
+                                                 const simulation::Frame& frame, bool withTruth) {
+    std::vector<std::vector<std::uint8_t>> made;
     std::vector<recording::Record> truth;
     std::vector<zelta::ZeltaChunk> chunks;
     if (withTruth) {
@@ -99,29 +136,61 @@ void writeFrame(recording::RecordingWriter& writer, recording::ImagePackets& pac
                   truth[1].chunk(recording::channel::frequencyTruth)};
     }
     for (const simulation::RawImage& image : frame.images) {
-        writer.write(packets.packetOf(image, chunks));
+        made.push_back(packets.packetOf(image, chunks));
         chunks.clear();
     }
+    return made;
 }
 
-Outcome record(const Options& options, simulation::Camera& camera) {
+// Has the plug-in look at the frame and gives the camera the times that it proposes.
+ExposedFrame follow(ExposureLoop& loop, const std::vector<std::vector<std::uint8_t>>& packets,
+                    double brightness, simulation::Camera& camera) {
+    std::optional<ExposedFrame> exposed;
+    for (const std::vector<std::uint8_t>& packet : packets) {
+        if (auto finished = loop.process(packet, camera.settings().exposureTimes)) {
+            exposed = std::move(finished);
+        }
+    }
+    if (!exposed) {
+        throw plugin::PluginError("The plug-in finished no frame.");
+    }
+    exposed->brightness = brightness;
+    try {
+        camera.setExposureTimes(exposed->proposedTimes);
+    } catch (const std::invalid_argument& error) {
+        throw plugin::PluginError("The plug-in proposes " + exposureText(exposed->proposedTimes) + ". " +
+                                  error.what());
+    }
+    return *exposed;
+}
+
+Outcome record(const Options& options, simulation::Camera& camera,
+               const recording::SimulationSettings& settings) {
+    const recording::Record simulated = recording::recordOf(settings);
+    const std::vector<std::uint8_t> calibration = recording::calibrationPacket(
+        camera.calibration(), options.seed, {simulated.chunk(recording::channel::simulation)});
+    std::optional<AutoExposure> autoExposure;
+    if (options.autoExposure) {
+        autoExposure.emplace(options, calibration);
+    }
     recording::RecordingWriter writer(options.file);
     listenForInterruption();
     Progress progress("qor simulate", options.quiet);
-    const recording::Record simulated = recording::recordOf(simulationSettings(camera.settings()));
-    writer.write(recording::calibrationPacket(camera.calibration(), options.seed,
-                                              {simulated.chunk(recording::channel::simulation)}));
-    recording::ProcessingSettings processing;
-    processing.exposureCount = static_cast<int>(options.exposures.size());
-    processing.minAmplitude = options.minAmplitude;
-    processing.noiseEstimation = options.intensityImage;
-    recording::ImagePackets packets(camera.calibration(), processing);
+    writer.write(calibration);
+    recording::ImagePackets packets(camera.calibration(), processingSettings(options));
     Outcome outcome;
     std::shared_ptr<const simulation::Truth> truth;
     while (outcome.frames < options.frames && !outcome.interrupted) {
+        const double brightness = camera.brightness();
         const simulation::Frame frame = camera.nextFrame();
-        writeFrame(writer, packets, frame, frame.truth != truth);
+        const auto made = packetsOf(packets, frame, frame.truth != truth);
         truth = frame.truth;
+        for (const std::vector<std::uint8_t>& packet : made) {
+            writer.write(packet);
+        }
+        if (autoExposure) {
+            outcome.exposed.push_back(follow(autoExposure->loop, made, brightness, camera));
+        }
         ++outcome.frames;
         progress.update(static_cast<double>(outcome.frames) / options.frames,
                         static_cast<std::size_t>(outcome.frames));
@@ -143,6 +212,11 @@ nlohmann::ordered_json toJson(const Options& options, const Outcome& outcome,
     document["bytes"] = outcome.bytes;
     document["interrupted"] = outcome.interrupted;
     document["files"] = {options.file.string()};
+    if (options.autoExposure) {
+        document["autoExposure"] = {{"longestExposure", options.longestExposure},
+                                    {"saturatedPixelsAllowed", options.saturatedPixels},
+                                    {"frames", exposureJson(outcome.exposed)}};
+    }
     return document;
 }
 
@@ -154,6 +228,9 @@ int report(const Options& options, const Outcome& outcome, const recording::Simu
                    describe(simulated));
         fmt::print("Written\n  {}   {}, {}\n", options.file.string(), counted(outcome.packets, "packet"),
                    byteText(outcome.bytes));
+        if (options.autoExposure) {
+            printExposure(outcome.exposed);
+        }
     }
     if (outcome.interrupted) {
         fmt::print(stderr, "qor simulate: interrupted after {} of {} frames; the recording holds these.\n",
@@ -172,7 +249,9 @@ int run(const Options& options) {
         return ExitCode::Usage;
     }
     try {
-        return report(options, record(options, *camera), simulationSettings(camera->settings()));
+        // As it begins: auto exposure changes the times.
+        const recording::SimulationSettings settings = simulationSettings(camera->settings());
+        return report(options, record(options, *camera, settings), settings);
     } catch (const std::runtime_error& error) {
         fmt::print(stderr, "qor simulate: {}\n", error.what());
         return ExitCode::BadData;
@@ -255,6 +334,36 @@ void addSimulate(CLI::App& app, int& exitCode) {
         ->check(numberFrom(0.0, 1.0e6))
         ->type_name("COUNTS")
         ->capture_default_str();
+    command
+        ->add_option("--brightness-steps", options->brightnessSteps,
+                     "From a frame on, the scene returns FACTOR times its light: 10:0.05,20:1\n"
+                     "is dark from frame 10 and bright again from frame 20")
+        ->delimiter(',')
+        ->check(checkBrightnessStep)
+        ->type_name("FRAME:FACTOR,...");
+    CLI::Option* const autoExposure =
+        command->add_flag("--auto-exposure", options->autoExposure,
+                          "Run the plug-in along and use the exposure times that it proposes for the next\n"
+                          "frame; --exposures are those of the first");
+    command
+        ->add_option("--max-exposure", options->longestExposure,
+                     "Longest exposure time that may be proposed, microseconds")
+        ->needs(autoExposure)
+        ->check(CLI::Range(50, 1000000))
+        ->type_name("T")
+        ->capture_default_str();
+    command
+        ->add_option("--max-saturated", options->saturatedPixels,
+                     "Pixels that may be saturated in the shorter exposure")
+        ->needs(autoExposure)
+        ->check(CLI::Range(0, 38528))
+        ->type_name("N")
+        ->capture_default_str();
+    command
+        ->add_option("--plugin", options->plugin,
+                     "Plug-in to propose them; by default libqor.so that belongs to this command")
+        ->needs(autoExposure)
+        ->type_name("FILE");
     command->add_option("-o,--out", options->file, "The recording; its folders are made if needed")
         ->check(checkRecordingName)
         ->type_name("FILE.zelta")

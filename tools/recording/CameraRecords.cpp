@@ -182,6 +182,28 @@ Record auxiliaryRecord(std::uint64_t serialNumber) {
     return record;
 }
 
+void setAutoExposure(Record& record, const AutoExposureSettings& settings) {
+    const std::string param = "QorDistanceImageIFInput.param.";
+    record.set<int>(param + "maxExposureTime", settings.longestExposure);
+    // Each exposure may be as long as that; 0 would stand for a limit of the algorithm's own.
+    record.set<int>(param + "maxSumExposureTime", 2 * settings.longestExposure);
+    const std::string control = "QorDistanceImageIFInput.customization.autoExpSet.";
+    record.set<int>(control + "applyAutoExposure", 1);
+    record.set<int>(control + "minLongShortFactor", settings.minLongShortFactor);
+    record.set<int>(control + "maxLongShortFactor", settings.maxLongShortFactor);
+    record.set<int>(control + "maxNumberOfSaturatedPixels", settings.saturatedPixels);
+    constexpr int rectangle = 2;
+    const std::string regions = control + "roiSettings.rois.";
+    record.set<unsigned int>(regions + "noROIs", 1U);
+    record.set<int>(regions + "ROIs[0].type", rectangle);
+    constexpr auto width = static_cast<float>(simulation::imageWidth);
+    constexpr auto height = static_cast<float>(simulation::imageHeight);
+    record.set<float>(regions + "ROIs[0].rectangle.center.x", width / 2.0F);
+    record.set<float>(regions + "ROIs[0].rectangle.center.y", height / 2.0F);
+    record.set<float>(regions + "ROIs[0].rectangle.width", width);
+    record.set<float>(regions + "ROIs[0].rectangle.height", height);
+}
+
 }  // namespace
 
 std::vector<std::uint8_t> calibrationPacket(const simulation::Calibration& calibration,
@@ -208,6 +230,9 @@ ImagePackets::ImagePackets(const simulation::Calibration& calibration, const Pro
     input_.set<int>(param + "numExposures", settings.exposureCount);
     input_.set<int>(param + "numFrequencies", static_cast<int>(calibration.frequencies.size()));
     input_.set<float>(param + "maxUniqueRange", -1.0F);  // whatever the frequencies can tell
+    if (settings.autoExposure) {
+        setAutoExposure(input_, *settings.autoExposure);
+    }
     const std::string hopping = "QorDistanceImageIFInput.freqHoppingTable.frequencyHoppingTable";
     for (std::size_t k = 0; k < calibration.frequencyHoppingTable.size(); ++k) {
         const simulation::HoppingEntry& entry = calibration.frequencyHoppingTable[k];

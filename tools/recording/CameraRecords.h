@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "recording/Record.h"
@@ -14,13 +15,22 @@
 
 namespace recording {
 
+// What the auto exposure may propose. Regions are all of the image.
+struct AutoExposureSettings {
+    std::int32_t longestExposure = 2000;  // microseconds
+    std::int32_t saturatedPixels = 100;   // as many may be saturated in the shorter exposure
+    std::int32_t minLongShortFactor = 2;  // of two exposures, the longer as a multiple of the shorter
+    std::int32_t maxLongShortFactor = 8;
+};
+
 struct ProcessingSettings {
     int exposureCount = 1;
-    float minAmplitude = 20.0F;                  // raw counts
-    float maximumRawSymmetry = 0.5F;             // of the amplitude
-    float twoFreqMaxLineDistPercentage = 80.0F;  // of half the distance between two lines
+    std::optional<AutoExposureSettings> autoExposure;  // none: the exposure times are left alone
+    float minAmplitude = 20.0F;                        // raw counts
+    float maximumRawSymmetry = 0.5F;                   // of the amplitude
+    float twoFreqMaxLineDistPercentage = 80.0F;        // of half the distance between two lines
     bool straylightCorrection = false;
-    bool noiseEstimation = false;                // needs an intensity image in each frame
+    bool noiseEstimation = false;  // needs an intensity image in each frame
 };
 
 // The first packet of a recording. `more` are chunks that travel with it.

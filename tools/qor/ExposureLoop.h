@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The host's part in auto exposure: it hands each frame to the plug-in as a camera would, takes the exposure
+// times that the plug-in proposes, and decides to use them for the next frame.
+
+#pragma once
+
+#include <cstdint>
+#include <nlohmann/json_fwd.hpp>
+#include <optional>
+#include <vector>
+
+#include "plugin/Plugin.h"
+#include "zelta_packet.h"
+
+namespace qor {
+
+// What a frame measured, and what it was measured with.
+struct ExposedFrame {
+    std::size_t number = 0;
+    double brightness = 1.0;                  // of the scene, as a share of its own
+    std::vector<std::int32_t> exposureTimes;  // microseconds
+    std::size_t saturatedPixels = 0;          // saturated in every exposure
+    double medianAmplitude = 0.0;             // raw counts, of the valid pixels
+    std::vector<std::int32_t> proposedTimes;  // for the next frame
+};
+
+class ExposureLoop {
+ public:
+    // The packet of the calibration comes first. Throws plugin::PluginError, like all that follows.
+    ExposureLoop(plugin::Plugin& algorithm, const std::vector<std::uint8_t>& calibrationPacket);
+
+    // Hands over the packet of one raw image, taken with these times. The frame that it finishes, if it does.
+    // Throws recording::RecordError for a result that is not what it has to be.
+    std::optional<ExposedFrame> process(const std::vector<std::uint8_t>& packet,
+                                        const std::vector<std::int32_t>& exposureTimes);
+
+ private:
+    plugin::Plugin& algorithm_;
+    std::size_t frames_ = 0;
+};
+
+void printExposure(const std::vector<ExposedFrame>& frames);
+
+nlohmann::ordered_json exposureJson(const std::vector<ExposedFrame>& frames);
+
+}  // namespace qor
