@@ -471,7 +471,10 @@ InsideAndDistance judge(const ROIPolygon& polygon, double px, double py) {
     for (uint32_t i = 0; i < polygon.noPoints; ++i) {
         const AlgoPoint2D& a = polygon.points2D[i];
         const AlgoPoint2D& b = polygon.points2D[(i + 1) % polygon.noPoints];
-        const double ax = a.x, ay = a.y, bx = b.x, by = b.y;
+        const auto ax = static_cast<double>(a.x);
+        const auto ay = static_cast<double>(a.y);
+        const auto bx = static_cast<double>(b.x);
+        const auto by = static_cast<double>(b.y);
         if ((ay > py) != (by > py) && px < ax + (py - ay) / (by - ay) * (bx - ax)) {
             result.inside = !result.inside;
         }
