@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The host's thread services, made of std::thread. They count, and they fail when a test asks for it.
+// The host's thread and mutex services, made of the standard library's. They count, and they fail when a test
+// asks for it.
 #pragma once
 
 #include <array>
@@ -81,6 +82,63 @@ class ThreadServices {
     static inline ThreadServices* s_instance = nullptr;
     std::array<std::thread, 32> threads_;
     std::mutex errorMutex_;
+};
+
+/** The host's mutex services over one real mutex. They count, and they fail when a test asks for it. */
+class MutexServices {
+ public:
+    MutexServices() { s_instance = this; }
+    ~MutexServices() { s_instance = nullptr; }
+    MutexServices(const MutexServices&) = delete;
+    MutexServices& operator=(const MutexServices&) = delete;
+
+    static constexpr alif_int32_t kHandle = 77;
+
+    static alif_int32_t create(alif_int32_t* handle) {
+        if (s_instance->createFails) {
+            return 1;
+        }
+        *handle = kHandle;
+        ++s_instance->created;
+        return 0;
+    }
+
+    static alif_int32_t destroy(alif_int32_t handle) {
+        if (s_instance->destroyFails || handle != kHandle) {
+            return 1;
+        }
+        ++s_instance->destroyed;
+        return 0;
+    }
+
+    static alif_int32_t lock(alif_int32_t handle) {
+        if (handle != kHandle) {
+            return 1;
+        }
+        s_instance->mutex_.lock();
+        ++s_instance->locked;
+        return 0;
+    }
+
+    static alif_int32_t unlock(alif_int32_t handle) {
+        if (handle != kHandle) {
+            return 1;
+        }
+        ++s_instance->unlocked;
+        s_instance->mutex_.unlock();
+        return 0;
+    }
+
+    int created = 0;
+    int destroyed = 0;
+    int locked = 0;  ///< changed under the mutex only
+    int unlocked = 0;
+    bool createFails = false;
+    bool destroyFails = false;
+
+ private:
+    static inline MutexServices* s_instance = nullptr;
+    std::mutex mutex_;
 };
 
 }  // namespace testing_support

@@ -179,13 +179,14 @@ int32_t zeroImageBorder(float32_t* matrix, int32_t width, int32_t height, int32_
     if (width % 4 != 0) {
         return reportFailure(kSourceFile, "width must be a multiple of 4");
     }
+    const int32_t border = std::max(maskSizeHN, 0);
     for (int32_t y = 0; y < height; ++y) {
         float32_t* const line = matrix + int64_t{y} * width;
-        if (y < maskSizeHN || y >= height - maskSizeHN) {
+        if (y < border || y >= height - border) {
             std::fill_n(line, width, 0.0F);
         } else {
-            std::fill_n(line, maskSizeHN, 0.0F);
-            std::fill_n(line + width - maskSizeHN, maskSizeHN, 0.0F);
+            std::fill_n(line, border, 0.0F);
+            std::fill_n(line + width - border, border, 0.0F);
         }
     }
     return 0;
