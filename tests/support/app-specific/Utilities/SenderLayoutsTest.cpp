@@ -83,9 +83,7 @@ const std::vector<std::string> kUnused = {"QorDistanceImageIFCalib.unitVectors",
                                           "QorDistanceImageIFCalib.imagerCalib.freqDependent.noiseParameter",
                                           "QorDistanceImageIFCalib.intrinsicCalibration.internalTransRot",
                                           "QorDICIAuxiliaryParam.illuWarmUpTime",
-                                          "QorDistanceImageIFInput.customization.autoExpSet.roiSettings",
                                           "QorDistanceImageIFInput.param.verticalAssignment",
-                                          "QorDistanceImageCustomization.autoExpSet.roiSettings",
                                           "QorDistanceImageCustomization.compensateAmbientLightDrift"};
 
 std::vector<Sender> senders() {
