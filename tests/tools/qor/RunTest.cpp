@@ -288,7 +288,8 @@ TEST_F(RunCommand, QuietSaysNothingWhenAllIsWell) {
 // Large pictures of every frame take far longer than the signal. It comes once: a second one ends at once.
 TEST_F(RunCommand, AnInterruptionLeavesAWholeResult) {
     simulate("--frames 40");
-    const Outcome outcome = run("run r.zelta --pil --enlarge 16 --out p --frames ::1", "timeout --foreground -s INT 2");
+    const Outcome outcome =
+        run("run r.zelta --pil --enlarge 16 --out p --frames ::1", "timeout --foreground -s INT 2");
     EXPECT_EQ(outcome.exitCode, 124) << "the code by which timeout tells that it sent its signal";
     EXPECT_NE(outcome.errors.find("interrupted after"), std::string::npos) << outcome.errors;
     const Outcome info = run("info p/result.zelta");

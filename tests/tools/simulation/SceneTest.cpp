@@ -76,7 +76,8 @@ TEST(NamedScenes, AnUnknownNameListsTheKnownOnes) {
         sceneNamed("moon");
         FAIL() << "no exception";
     } catch (const std::invalid_argument& error) {
-        EXPECT_STREQ(error.what(), "There is no scene \"moon\"; known scenes: room, wall, ramp, hall, glare.");
+        EXPECT_STREQ(error.what(),
+                     "There is no scene \"moon\"; known scenes: room, wall, ramp, hall, glare.");
     }
 }
 
