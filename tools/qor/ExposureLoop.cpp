@@ -100,10 +100,10 @@ nlohmann::ordered_json exposureJson(const std::vector<ExposedFrame>& frames) {
     for (const ExposedFrame& frame : frames) {
         list.push_back({{"frame", frame.number},
                         {"brightness", frame.brightness},
-                        {"exposureTimes", frame.exposureTimes},
+                        {"exposuresMicroseconds", frame.exposureTimes},
                         {"saturatedPixels", frame.saturatedPixels},
                         {"medianAmplitude", frame.medianAmplitude},
-                        {"proposedTimes", frame.proposedTimes}});
+                        {"proposedMicroseconds", frame.proposedTimes}});
     }
     return list;
 }

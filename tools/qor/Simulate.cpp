@@ -213,7 +213,7 @@ nlohmann::ordered_json toJson(const Options& options, const Outcome& outcome,
     document["interrupted"] = outcome.interrupted;
     document["files"] = {options.file.string()};
     if (options.autoExposure) {
-        document["autoExposure"] = {{"longestExposure", options.longestExposure},
+        document["autoExposure"] = {{"longestExposureMicroseconds", options.longestExposure},
                                     {"saturatedPixelsAllowed", options.saturatedPixels},
                                     {"frames", exposureJson(outcome.exposed)}};
     }

@@ -45,6 +45,18 @@ TEST(FrameSelection, WhatSelectsNothingIsRefused) {
     EXPECT_TRUE(checkFrameSelection("1:2").empty());
 }
 
+TEST(BrightnessStep, IsAFrameAndAFactor) {
+    EXPECT_EQ(readBrightnessStep("10:0.05")->frame, 10U);
+    EXPECT_EQ(readBrightnessStep("10:0.05")->factor, 0.05);
+    EXPECT_EQ(readBrightnessStep("0:1000")->factor, 1000.0);
+    EXPECT_TRUE(checkBrightnessStep("4294967295:0").empty());
+    for (const char* text : {"", ":", "10", "10:", ":1", "-1:1", "1.5:1", "x:1", "1:x", "1:-0.1", "1:1000.1",
+                             "1:nan", "1:inf", "4294967296:1", " 1:1", "1 :1", "1:1x"}) {
+        EXPECT_FALSE(readBrightnessStep(text)) << text;
+        EXPECT_FALSE(checkBrightnessStep(text).empty()) << text;
+    }
+}
+
 TEST(Override, TheRecordIsTheFirstPartOfTheExpression) {
     const auto override = readOverride("R.a[3].b=1,2=3");
     ASSERT_TRUE(override);

@@ -6,6 +6,7 @@
 
 #include <csignal>
 
+#include "recording/Record.h"
 #include "recording/RecordingReader.h"
 
 namespace {
@@ -55,6 +56,13 @@ TEST_F(Command, UsageErrorsExitWithTwoAndWriteNothing) {
                                   "simulate --min-amplitude -1",
                                   "simulate --out folder",
                                   "simulate --out .zelta",
+                                  "simulate --brightness-steps 5",
+                                  "simulate --brightness-steps 5:1,5:2",
+                                  "simulate --max-saturated 5",
+                                  "simulate --max-exposure 500",
+                                  "simulate --plugin libqor.so",
+                                  "simulate --auto-exposure --max-exposure 49",
+                                  "simulate --auto-exposure --max-saturated -1",
                                   "simulate surplus"}) {
         const Outcome outcome = run(arguments);
         EXPECT_EQ(outcome.exitCode, 2) << arguments;
@@ -72,6 +80,56 @@ TEST_F(Command, SimulateWritesARecordingAndSaysWhatIsInIt) {
     EXPECT_NE(outcome.output.find("deep/r.zelta   13 packets, "), std::string::npos) << outcome.output;
     EXPECT_TRUE(std::filesystem::exists(path("deep/r.zelta")));
     EXPECT_FALSE(std::filesystem::exists(path("deep/r.zelta.part")));
+}
+
+TEST_F(Command, AutoExposureUsesTheProposalsAndReportsEveryFrame) {
+    const nlohmann::json document = jsonOf(
+        "simulate --auto-exposure --scene wall --exposures 50 --frames 5 --brightness-steps 3:0.1 --quiet "
+        "--max-exposure 1000 --max-saturated 50 --out r.zelta");
+    EXPECT_EQ(document["exposuresMicroseconds"], nlohmann::json({50}));  // as it began
+    const nlohmann::json& control = document["autoExposure"];
+    EXPECT_EQ(control["longestExposureMicroseconds"], 1000);
+    EXPECT_EQ(control["saturatedPixelsAllowed"], 50);
+    ASSERT_EQ(control["frames"].size(), 5U);
+    for (std::size_t k = 0; k < 5; ++k) {
+        const nlohmann::json& frame = control["frames"][k];
+        EXPECT_EQ(frame["frame"], k);
+        EXPECT_EQ(frame["brightness"], k < 3 ? 1.0 : 0.1);
+        EXPECT_GT(frame["medianAmplitude"], 0.0);
+        if (k > 0) {
+            EXPECT_EQ(frame["exposuresMicroseconds"], control["frames"][k - 1]["proposedMicroseconds"]);
+        }
+    }
+    EXPECT_EQ(control["frames"][0]["exposuresMicroseconds"], nlohmann::json({50}));
+    EXPECT_NE(control["frames"][0]["proposedMicroseconds"], nlohmann::json({50}));
+    // The recording holds the images as they were taken.
+    recording::RecordingReader reader(path("r.zelta"));
+    std::size_t image = 0;
+    while (const recording::RecordedPacket* packet = reader.next()) {
+        if (const zelta::ZeltaChunk* input = recording::findChunk(packet->chunks, 3208)) {
+            EXPECT_EQ(recording::numberOf(*input, "QorDistanceImageIFInput.phaseInfo.exposureTime"),
+                      control["frames"][image / 4]["exposuresMicroseconds"][0]);
+            ++image;
+        }
+    }
+    EXPECT_EQ(image, 20U);
+}
+
+TEST_F(Command, AutoExposurePrintsALineForEachFrame) {
+    const Outcome outcome = run("simulate --auto-exposure --exposures 100,400 --frames 2 --out r.zelta");
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
+    EXPECT_NE(outcome.output.find("Frame  Brightness"), std::string::npos) << outcome.output;
+    EXPECT_NE(outcome.output.find("    0           1      100 us + 400 us"), std::string::npos)
+        << outcome.output;
+    EXPECT_NE(outcome.output.find("\n    1           1"), std::string::npos) << outcome.output;
+}
+
+TEST_F(Command, AutoExposureWithoutAPluginSaysSoAndWritesNothing) {
+    const Outcome outcome = run("simulate --auto-exposure --plugin none.so --out r.zelta");
+    EXPECT_EQ(outcome.exitCode, 3);
+    EXPECT_NE(outcome.errors.find("Cannot open the plug-in none.so"), std::string::npos) << outcome.errors;
+    EXPECT_FALSE(std::filesystem::exists(path("r.zelta")));
+    EXPECT_FALSE(std::filesystem::exists(path("r.zelta.part")));
 }
 
 // Calibration first, then a packet for each raw image; the truth travels with the first.
@@ -115,7 +173,8 @@ TEST_F(Command, OneSeedMeansOneRecording) {
 
 // The signal comes while the command works on far more frames than it can finish in that time.
 TEST_F(Command, AnInterruptedSimulationLeavesAWholeRecording) {
-    const Outcome outcome = run("simulate --scene wall --frames 100000 --out r.zelta", "timeout --foreground -s INT 2");
+    const Outcome outcome =
+        run("simulate --scene wall --frames 100000 --out r.zelta", "timeout --foreground -s INT 2");
     EXPECT_EQ(outcome.exitCode, 124) << "the code by which timeout tells that it sent its signal";
     EXPECT_NE(outcome.errors.find("interrupted after"), std::string::npos) << outcome.errors;
     const Outcome info = run("info r.zelta");

@@ -115,6 +115,29 @@ TEST_F(Packets, TheInputRecordHoldsEverySetting) {
     EXPECT_EQ(zelta::subExpressionOffset(type, "QorDistanceImageIFInput.param.numExposures"), 20160U);
 }
 
+TEST_F(Packets, AutoExposureLooksAtTheWholeImage) {
+    ProcessingSettings settings;
+    settings.autoExposure = AutoExposureSettings{900, 33, 3, 5};
+    simulation::RawImage image;
+    image.phaseData.resize(simulation::rawImageBytes);
+    const zelta::Packet packet = parse(ImagePackets(calibration_, settings).packetOf(image));
+    const std::string root = "QorDistanceImageIFInput.";
+    EXPECT_EQ(numberOf(packet[0], root + "param.maxExposureTime"), 900.0);
+    EXPECT_EQ(numberOf(packet[0], root + "param.maxSumExposureTime"), 1800.0);
+    const std::string control = root + "customization.autoExpSet.";
+    EXPECT_EQ(numberOf(packet[0], control + "applyAutoExposure"), 1.0);
+    EXPECT_EQ(numberOf(packet[0], control + "minLongShortFactor"), 3.0);
+    EXPECT_EQ(numberOf(packet[0], control + "maxLongShortFactor"), 5.0);
+    EXPECT_EQ(numberOf(packet[0], control + "maxNumberOfSaturatedPixels"), 33.0);
+    const std::string regions = control + "roiSettings.rois.";
+    EXPECT_EQ(numberOf(packet[0], regions + "noROIs"), 1.0);
+    EXPECT_EQ(numberOf(packet[0], regions + "ROIs[0].type"), 2.0);
+    EXPECT_EQ(numberOf(packet[0], regions + "ROIs[0].rectangle.center.x"), 112.0);
+    EXPECT_EQ(numberOf(packet[0], regions + "ROIs[0].rectangle.center.y"), 86.0);
+    EXPECT_EQ(numberOf(packet[0], regions + "ROIs[0].rectangle.width"), 224.0);
+    EXPECT_EQ(numberOf(packet[0], regions + "ROIs[0].rectangle.height"), 172.0);
+}
+
 TEST_F(Packets, MoreChunksTravelAlong) {
     const Record more(structure("More", {uint8("x")}));
     EXPECT_EQ(parse(calibrationPacket(calibration_, 1, {more.chunk(9100)}))[2].channelID, 9100);

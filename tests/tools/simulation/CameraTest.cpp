@@ -193,6 +193,68 @@ TEST(Camera, PredictedDeviationIsThatOfThePhase) {
     EXPECT_NEAR(std::sqrt(sum / count), 1.0, 0.05);
 }
 
+TEST(Camera, BrightnessStepsScaleWhatTheSceneReturns) {
+    CameraSettings settings = settingsFor("wall");
+    settings.ambient = 5.0;
+    Camera steady(settings);
+    settings.brightnessSteps = {{1, 0.25}, {3, 1.0}};
+    Camera stepping(settings);
+    EXPECT_EQ(stepping.brightness(), 1.0);
+    const Frame first = stepping.nextFrame();
+    EXPECT_EQ(stepping.brightness(), 0.25);
+    const Frame second = stepping.nextFrame();
+    const Frame third = stepping.nextFrame();
+    EXPECT_EQ(stepping.brightness(), 1.0);
+    const Frame fourth = stepping.nextFrame();
+    for (std::size_t i = 0; i < pixelCount; i += 97) {
+        const double amplitude = first.truth->amplitude[i];
+        EXPECT_EQ(second.truth->amplitude[i], 0.25 * amplitude);
+        EXPECT_EQ(fourth.truth->amplitude[i], amplitude);
+        EXPECT_EQ(second.truth->distance[i], first.truth->distance[i]);
+        EXPECT_NEAR(second.truth->frequencies[0].exposures[0].rawAmplitude[i],
+                    0.25 * first.truth->frequencies[0].exposures[0].rawAmplitude[i], 1e-9);
+    }
+    // The truth is told anew with each step, and only then.
+    EXPECT_NE(first.truth, second.truth);
+    EXPECT_EQ(second.truth, third.truth);
+    EXPECT_NE(third.truth, fourth.truth);
+    // Where nothing has changed, the images are those of a camera without steps.
+    EXPECT_EQ(hashOf(first), hashOf(steady.nextFrame()));
+    EXPECT_NE(hashOf(second), hashOf(steady.nextFrame()));
+    steady.nextFrame();
+    EXPECT_EQ(hashOf(fourth), hashOf(steady.nextFrame()));
+}
+
+TEST(Camera, AFirstStepHoldsFromTheFirstFrameOn) {
+    CameraSettings settings = settingsFor("wall");
+    const Frame bright = Camera(settings).nextFrame();
+    settings.brightnessSteps = {{0, 0.5}};
+    Camera camera(settings);
+    EXPECT_EQ(camera.brightness(), 0.5);
+    const Frame dim = camera.nextFrame();
+    EXPECT_EQ(dim.truth->amplitude[1000], 0.5 * bright.truth->amplitude[1000]);
+}
+
+TEST(Camera, NewExposureTimesHoldForTheNextFrame) {
+    CameraSettings settings = settingsFor("wall");
+    settings.exposureTimes = {200, 1000};
+    Camera camera(settings);
+    const Frame before = camera.nextFrame();
+    camera.setExposureTimes({300, 1000});
+    const Frame after = camera.nextFrame();
+    EXPECT_EQ(after.images[0].exposureTime, 300);
+    EXPECT_EQ(after.images[4].exposureTime, 1000);
+    EXPECT_NE(after.truth, before.truth);
+    const auto& shorter = after.truth->frequencies[0].exposures[0].rawAmplitude;
+    EXPECT_NEAR(shorter[1000], 1.5 * before.truth->frequencies[0].exposures[0].rawAmplitude[1000], 1e-9);
+    camera.setExposureTimes({300, 1000});
+    EXPECT_EQ(camera.nextFrame().truth, after.truth);
+    EXPECT_THROW(camera.setExposureTimes({300}), std::invalid_argument);
+    EXPECT_THROW(camera.setExposureTimes({1000, 300}), std::invalid_argument);
+    EXPECT_THROW(camera.setExposureTimes({0, 300}), std::invalid_argument);
+    EXPECT_EQ(camera.nextFrame().images[0].exposureTime, 300);
+}
+
 TEST(Camera, RefusesSettingsThatNoCameraCouldFollow) {
     const std::vector<std::function<void(CameraSettings&)>> mistakes{
         [](CameraSettings& s) { s.frequencies = {}; },
@@ -215,6 +277,21 @@ TEST(Camera, RefusesSettingsThatNoCameraCouldFollow) {
         [](CameraSettings& s) { s.temperature = std::nan(""); },
         [](CameraSettings& s) { s.frameRate = 0.0; },
         [](CameraSettings& s) { s.scene.objects.clear(); },
+        [](CameraSettings& s) {
+            s.brightnessSteps = {{5, 1.0}, {5, 2.0}};
+        },
+        [](CameraSettings& s) {
+            s.brightnessSteps = {{5, 1.0}, {4, 2.0}};
+        },
+        [](CameraSettings& s) {
+            s.brightnessSteps = {{0, -0.1}};
+        },
+        [](CameraSettings& s) {
+            s.brightnessSteps = {{0, 1000.1}};
+        },
+        [](CameraSettings& s) {
+            s.brightnessSteps = {{0, std::nan("")}};
+        },
     };
     for (std::size_t k = 0; k < mistakes.size(); ++k) {
         CameraSettings settings = settingsFor("wall");
