@@ -377,6 +377,19 @@ TEST_F(Regions, TheWindingNumberCountsTurnsWithTheirSense) {
     EXPECT_EQ(std::abs(polywind(polygonOf({{1, 1}, {5, 1}, {3, 5}, {1, 1}, {5, 1}, {3, 5}}), {3, 2})), 2);
 }
 
+TEST_F(Regions, AVertexAtThePointsHeightCountsOnce) {
+    // Both side vertices lie at the height of the points.
+    const ROIPolygon diamond = polygonOf({{4, 1}, {7, 4}, {4, 7}, {1, 4}});
+    for (const ROIPolygon& polygon : {diamond, reversed(diamond)}) {
+        EXPECT_EQ(std::abs(polywind(polygon, {4.5F, 4.0F})), 1);
+        EXPECT_EQ(std::abs(polywind(polygon, {1.5F, 4.0F})), 1);
+        EXPECT_EQ(polywind(polygon, {0.5F, 4.0F}), 0);
+        EXPECT_EQ(polywind(polygon, {7.5F, 4.0F}), 0);
+        EXPECT_EQ(polywind(polygon, {5.0F, 1.0F}), 0);
+        EXPECT_EQ(polywind(polygon, {5.0F, 7.0F}), 0);
+    }
+}
+
 // --- Polygons: their pixels ---
 
 TEST_F(Regions, AnOutlineOfTwoPointsIsComplexAndDrawsNothing) {
