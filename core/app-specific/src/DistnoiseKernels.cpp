@@ -48,10 +48,7 @@ HWY_INLINE hn::Vec<DF> ofExposure(DF df, const uint16_t* confidence, const float
     const hn::Rebind<uint16_t, DF> du16;
     static_assert(kConfidenceLastExposure == 1 << 4);
     const auto atSign = hn::ShiftLeft<31 - 4>(hn::PromoteTo(di, hn::LoadU(du16, confidence)));
-    const auto last = hn::BitCast(df, hn::ShiftRight<31>(atSign));
-    // Logic has more units than the choice by a mask, which the loop below keeps busy.
-    const auto first = hn::Set(df, values[0]);
-    return hn::Xor(first, hn::And(last, hn::Xor(first, hn::Set(df, values[1]))));
+    return hn::IfNegativeThenElse(hn::BitCast(df, atSign), hn::Set(df, values[1]), hn::Set(df, values[0]));
 }
 
 /** The squared length of the signal, and the estimate of its inverse root. */
