@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -21,6 +22,9 @@ namespace {
 
 std::int32_t proposedTime(const zelta::ZeltaChunk& result, const char* member) {
     const double time = recording::numberOf(result, std::string("QorDistanceImageIFOutput.") + member);
+    if (std::isnan(time)) {
+        return 0;  // a time that the camera refuses
+    }
     return static_cast<std::int32_t>(
         std::clamp(time, 0.0, static_cast<double>(std::numeric_limits<std::int32_t>::max())));
 }
