@@ -49,7 +49,7 @@ class ThreadServices {
 
     static alif_int32_t join(alif_int32_t handle) {
         ThreadServices& self = *s_instance;
-        if (self.joined == self.joinFailsAt) {
+        if (self.joinCalls_++ == self.joinFailsAt) {
             return 1;
         }
         std::thread& thread = self.threads_.at(static_cast<size_t>(handle - kFirstHandle));
@@ -70,14 +70,16 @@ class ThreadServices {
         }
         created = 0;
         joined = 0;
+        joinCalls_ = 0;
     }
 
     int created = 0;
     int joined = 0;
     int createFailsAt = -1;  ///< how many workers start before the service fails; -1: it never fails
-    int joinFailsAt = -1;
+    int joinFailsAt = -1;    ///< the call of the service that fails; -1: none
 
  private:
+    int joinCalls_ = 0;
     static constexpr alif_int32_t kFirstHandle = 100;
     static inline ThreadServices* s_instance = nullptr;
     std::array<std::thread, 32> threads_;

@@ -9,6 +9,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
+#include <memory>
+#include <numeric>
 #include <vector>
 
 #include "simulation/Image.h"
@@ -17,21 +20,87 @@
 namespace qor {
 namespace {
 
-// The correction sees the image at an eighth of its resolution; so near to the border of the box it cannot
-// tell the box's own light from what it scatters.
-constexpr int nearTheBox = 24;  // pixels
+// A grid of values, row by row.
+struct Grid {
+    int width = 0;
+    int height = 0;
+    std::vector<double> values;
 
-simulation::CameraSettings glare() {
+    double& at(int x, int y) { return values.at(static_cast<std::size_t>(y * width + x)); }
+    double at(int x, int y) const { return values.at(static_cast<std::size_t>(y * width + x)); }
+};
+
+// Half the resolution; each value gathers (1, 2, 1) x (1, 2, 1) / 4, so that the sum stays.
+Grid halved(const Grid& grid) {
+    Grid half{(grid.width + 1) / 2, (grid.height + 1) / 2, {}};
+    half.values.resize(static_cast<std::size_t>(half.width * half.height));
+    for (int y = 0; y < half.height; ++y) {
+        for (int x = 0; x < half.width; ++x) {
+            for (int v = -1; v <= 1; ++v) {
+                for (int u = -1; u <= 1; ++u) {
+                    const int column = std::clamp(2 * x + u, 0, grid.width - 1);
+                    const int row = std::clamp(2 * y + v, 0, grid.height - 1);
+                    half.at(x, y) += (2 - std::abs(u)) * (2 - std::abs(v)) / 4.0 * grid.at(column, row);
+                }
+            }
+        }
+    }
+    return half;
+}
+
+// Adds a value of a grid of an eighth of the resolution to the pixels around its place, `left` and `top`,
+// weighted as the bilinear interpolation between the values does.
+void spread(double value, int left, int top, Grid& grid) {
+    for (int v = -7; v <= 7; ++v) {
+        for (int u = -7; u <= 7; ++u) {
+            const int x = left + u;
+            const int y = top + v;
+            if (x >= 0 && x < grid.width && y >= 0 && y < grid.height) {
+                grid.at(x, y) += value * (8 - std::abs(u)) * (8 - std::abs(v)) / 64.0;
+            }
+        }
+    }
+}
+
+double sumOf(const Grid& grid) {
+    return std::accumulate(grid.values.begin(), grid.values.end(), 0.0);
+}
+
+// The scattered light as the correction takes it to be: seen at an eighth of the resolution, without the
+// values that hold the point itself. The point keeps the rest of the light.
+simulation::PointSpread asTheCorrectionSeesIt(const simulation::PointSpread& pointSpread) {
+    constexpr double directLight = 0.25;  // values above it are the point itself
+    Grid grid{simulation::PointSpread::width, simulation::PointSpread::height, pointSpread.values};
+    const double light = sumOf(grid);
+    const Grid reduced = halved(halved(halved(grid)));
+    std::fill(grid.values.begin(), grid.values.end(), 0.0);
+    for (int y = 0; y < reduced.height; ++y) {
+        for (int x = 0; x < reduced.width; ++x) {
+            if (reduced.at(x, y) <= directLight) {
+                spread(reduced.at(x, y) / 64.0, simulation::imageWidth + 8 * (x - reduced.width / 2),
+                       simulation::imageHeight + 8 * (y - reduced.height / 2), grid);
+            }
+        }
+    }
+    double& point = grid.at(simulation::imageWidth, simulation::imageHeight);
+    point = 0.0;
+    point = light - sumOf(grid);
+    return {grid.values};
+}
+
+using Lens = std::shared_ptr<const simulation::Straylight>;
+
+simulation::CameraSettings glare(const Lens& lens) {
     simulation::CameraSettings settings;
     settings.scene = simulation::sceneNamed("glare");
     settings.exposureTimes = {60, 3000};
     settings.photonNoise = false;
-    settings.straylight =
-        std::make_shared<const simulation::Straylight>(simulation::readPointSpread(QOR_POINT_SPREAD));
+    settings.straylight = lens;
     return settings;
 }
 
-std::vector<std::uint8_t> wallOf(const simulation::Truth& truth) {
+// The pixels of the wall that are more than `margin` pixels away from the box.
+std::vector<std::uint8_t> wallOf(const simulation::Truth& truth, int margin) {
     std::vector<std::uint8_t> wall(simulation::pixelCount, 1);
     for (int y = 0; y < simulation::imageHeight; ++y) {
         for (int x = 0; x < simulation::imageWidth; ++x) {
@@ -39,12 +108,11 @@ std::vector<std::uint8_t> wallOf(const simulation::Truth& truth) {
                 1.0) {
                 continue;
             }
-            for (int v = std::max(0, y - nearTheBox);
-                 v <= std::min(simulation::imageHeight - 1, y + nearTheBox); ++v) {
+            for (int v = std::max(0, y - margin); v <= std::min(simulation::imageHeight - 1, y + margin);
+                 ++v) {
                 const auto line = static_cast<std::size_t>(v) * simulation::imageWidth;
-                const auto from = static_cast<std::size_t>(std::max(0, x - nearTheBox));
-                const auto to =
-                    static_cast<std::size_t>(std::min(simulation::imageWidth - 1, x + nearTheBox));
+                const auto from = static_cast<std::size_t>(std::max(0, x - margin));
+                const auto to = static_cast<std::size_t>(std::min(simulation::imageWidth - 1, x + margin));
                 std::fill(wall.begin() + static_cast<std::ptrdiff_t>(line + from),
                           wall.begin() + static_cast<std::ptrdiff_t>(line + to + 1), std::uint8_t{0});
             }
@@ -58,15 +126,15 @@ struct WallError {
     double meanAbsolute = 0.0;  // metres
 };
 
-WallError errorOfWall(bool corrected) {
-    Rig rig(glare(), [corrected](recording::ProcessingSettings& processing) {
+WallError errorOfWall(const Lens& lens, int margin, bool corrected) {
+    Rig rig(glare(lens), [corrected](recording::ProcessingSettings& processing) {
         processing.straylightCorrection = corrected;
     });
     const simulation::Frame frame = rig.nextFrame();
     for (std::size_t image = 0; image < frame.images.size(); ++image) {
         rig.process(frame, image);
     }
-    const std::vector<std::uint8_t> wall = wallOf(*frame.truth);
+    const std::vector<std::uint8_t> wall = wallOf(*frame.truth, margin);
     WallError error;
     for (std::size_t i = 0; i < simulation::pixelCount; ++i) {
         if (wall[i] != 0 && frame.truth->badPixel[i] == 0 && (rig.last()->confidence[i] & invalidBit) == 0) {
@@ -79,14 +147,27 @@ WallError errorOfWall(bool corrected) {
     return error;
 }
 
-TEST(Straylight, TheCorrectionRemovesNineTenthsOfTheErrorOnADarkWall) {
-    const WallError without = errorOfWall(false);
-    const WallError with = errorOfWall(true);
-    EXPECT_GT(without.pixels, 15000U);
+void expectNineTenthsRemoved(const Lens& lens, int margin, std::size_t leastPixels) {
+    const WallError without = errorOfWall(lens, margin, false);
+    const WallError with = errorOfWall(lens, margin, true);
+    EXPECT_GT(without.pixels, leastPixels);
     EXPECT_EQ(with.pixels, without.pixels);
     EXPECT_GT(without.meanAbsolute, 0.01);
     EXPECT_LE(with.meanAbsolute, 0.1 * without.meanAbsolute)
         << without.meanAbsolute << " " << with.meanAbsolute;
+}
+
+TEST(Straylight, TheCorrectionRemovesNineTenthsOfTheErrorOnADarkWall) {
+    const simulation::PointSpread scattered =
+        asTheCorrectionSeesIt(simulation::readPointSpread(QOR_POINT_SPREAD));
+    expectNineTenthsRemoved(std::make_shared<simulation::Straylight>(scattered, 1.609766, 0), 1, 28000);
+}
+
+// A lens that scatters with all its resolution. Near to the border of the box the correction cannot tell the
+// box's own light, which the reduction spreads, from what it scatters.
+TEST(Straylight, OfAnyResolutionIsRemovedAwayFromTheBox) {
+    const simulation::PointSpread lens = simulation::readPointSpread(QOR_POINT_SPREAD);
+    expectNineTenthsRemoved(std::make_shared<simulation::Straylight>(lens), 24, 15000);
 }
 
 }  // namespace

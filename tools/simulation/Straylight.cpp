@@ -20,9 +20,6 @@ using Complex = std::complex<double>;
 
 constexpr std::size_t valueCount = static_cast<std::size_t>(PointSpread::width) * PointSpread::height;
 
-// Within this radius, in pixels, light counts as not scattered: it belongs to the image of the point.
-constexpr int coreRadius = 8;
-
 // Scattered light of scattered light falls by a factor of about six each time.
 constexpr int roundsOfScattering = 12;
 
@@ -65,7 +62,8 @@ PointSpread readPointSpread(const std::filesystem::path& path) {
     return pointSpread;
 }
 
-Straylight::Straylight(const PointSpread& pointSpread, double weight) : spectrum_(emptySquare()) {
+Straylight::Straylight(const PointSpread& pointSpread, double weight, int coreRadius)
+    : spectrum_(emptySquare()) {
     double sum = 0.0;
     for (const double value : pointSpread.values) {
         sum += value;

@@ -29,8 +29,9 @@ PointSpread readPointSpread(const std::filesystem::path& path);
 class Straylight {
  public:
     // `weight` is the share that a scattered part as large as the whole would have. The default is the weight
-    // by which the algorithm's correction subtracts what it finds.
-    explicit Straylight(const PointSpread& pointSpread, double weight = 1.609766);
+    // by which the algorithm's correction subtracts what it finds. Up to `coreRadius` pixels from the point
+    // light counts as not scattered: it belongs to the image of the point.
+    explicit Straylight(const PointSpread& pointSpread, double weight = 1.609766, int coreRadius = 8);
 
     // Adds the scattered light to an image of phasors of 224 x 172 pixels. The light that scatters is that
     // which arrives, scattered light included: measured = ideal + scatter(measured).

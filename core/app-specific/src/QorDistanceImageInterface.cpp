@@ -322,7 +322,8 @@ int32_t takeIntensityImage(Call& call) noexcept {
         return 0;
     }
     QorStaticData& data = call.data;
-    data.input.intImg.intensityPhase = call.rawData.phaseData + kRawRowBytes;
+    uint8_t* const samples = call.rawData.phaseData;
+    data.input.intImg.intensityPhase = samples != nullptr ? samples + kRawRowBytes : nullptr;
     if (IntensityImgApply(&data.state.intImg, &data.input.intImg, &data.output.intImg) != 0) {
         return reportFailure(kSourceFile);
     }

@@ -43,6 +43,14 @@ TEST(Straylight, APointScattersItsShareToPixelsThatAreNotItsNeighbours) {
     EXPECT_NEAR(std::abs(phasors[pixel(100, 80)]), 5.0, 1e-6);
 }
 
+TEST(Straylight, WithoutACoreNeighboursReceiveTheirShareToo) {
+    std::vector<Complex> phasors(pixelCount);
+    phasors[pixel(100, 80)] = {3.0, -4.0};
+    Straylight(evenSpread(), 15.4905e-3, 0).addTo(phasors);
+    EXPECT_NEAR(std::abs(phasors[pixel(101, 80)]), 5.0e-7, 5.0e-9);
+    EXPECT_NEAR(std::abs(phasors[pixel(100, 80)]), 5.0, 1e-6);
+}
+
 TEST(Straylight, WhatArrivesScattersAgain) {
     std::vector<Complex> once(pixelCount);
     once[pixel(20, 20)] = 1.0;

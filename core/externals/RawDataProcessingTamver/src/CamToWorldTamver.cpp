@@ -244,10 +244,12 @@ int32_t applyOnThreads(const CamToWorldServices* services) noexcept {
             return reportFailure(kSourceFile, "Error creating thread");
         }
     }
+    bool joined = true;
     for (int32_t i = 0; i < numThreads; ++i) {
-        if (services->fctJoinThread(handles[i]) != 0) {
-            return reportFailure(kSourceFile, "Error joining thread");
-        }
+        joined = services->fctJoinThread(handles[i]) == 0 && joined;
+    }
+    if (!joined) {
+        return reportFailure(kSourceFile, "Error joining thread");
     }
     return ErrorHandling_PerFrameErrorOccured() != 0 ? reportFailure(kSourceFile) : 0;
 }

@@ -54,11 +54,15 @@ TEST_F(Interface, ThreeFrequenciesFailAfterTheStagesBeforeWereInitialised) {
     data.calib.suspectPT.width = 0;
     data.param.autoExpParam.imgWidth = 0;
     data.state.rawToDistState.currentRawIdx = 3;
+    data.state.wigglingState.invCalibLut[0][256] = 7.0F;
+    data.state.intImg.fpn[5] = 7;
     param_.numFrequencies = 3;
     EXPECT_EQ(init(), 1);
     EXPECT_EQ(data.calib.suspectPT.width, 224);
     EXPECT_EQ(data.param.autoExpParam.imgWidth, 224);
     EXPECT_EQ(data.state.rawToDistState.currentRawIdx, 0);
+    EXPECT_NE(data.state.wigglingState.invCalibLut[0][256], 7.0F);
+    EXPECT_EQ(data.state.intImg.fpn[5], 2200);  // the level without light, as the calibration has no pattern
 }
 
 TEST_F(Interface, AFailedInitLeavesApplyClosed) {
@@ -387,19 +391,28 @@ TEST_F(Interface, TheSecondOfTwoFrequenciesFinishesAFrame) {
 }
 
 TEST_F(Interface, AFinishedFrameHasItsPointsInSpace) {
+    const float rays[2][3] = {{0.6F, 0.0F, 0.8F}, {0.0F, 0.6F, 0.8F}};
+    std::memcpy(calib_->unitVectors + 3 * 1000, rays, sizeof rays);
     EXPECT_EQ(init(), 0);
     group_.fill(2048, 3048, 2048, 1048);
     EXPECT_EQ(applyGroup(group_), 0);
     EXPECT_EQ(result_->coord3Dinvalid, 0);
-    EXPECT_NEAR(result_->X[1000], 0.0, 1e-4);
-    EXPECT_NEAR(result_->Z[1000], result_->distance[1000], 1e-4);
+    const float distance = result_->distance[1000];
+    EXPECT_GT(distance, 0.1F);
+    EXPECT_NEAR(result_->X[1000], 0.6F * distance, 1e-4);
+    EXPECT_NEAR(result_->Y[1000], 0.0, 1e-4);
+    EXPECT_NEAR(result_->Z[1000], 0.8F * distance, 1e-4);
+    EXPECT_NEAR(result_->X[1001], 0.0, 1e-4);
+    EXPECT_NEAR(result_->Y[1001], 0.6F * result_->distance[1001], 1e-4);
 }
 
-TEST_F(Interface, WithoutCartesianThePointsAreInvalid) {
+TEST_F(Interface, WithoutCartesianThePointsAreInvalidAndUntouched) {
     customization_.disableCalcCartesian = 1;
     EXPECT_EQ(init(), 0);
+    result_->X[5] = 42.0F;
     EXPECT_EQ(applyGroup(group_), 0);
     EXPECT_EQ(result_->coord3Dinvalid, 1);
+    EXPECT_EQ(result_->X[5], 42.0F);
 }
 
 TEST_F(Interface, TheRaysAreDeliveredWithTheInitialisationAndAfterAChangeOfPose) {
@@ -407,13 +420,17 @@ TEST_F(Interface, TheRaysAreDeliveredWithTheInitialisationAndAfterAChangeOfPose)
     EXPECT_NEAR(distToCartesian_->unitVector[2], 1.0, 1e-4);
     result_->distToCartesian.unitVector[2] = 7.0F;
     EXPECT_EQ(applyGroup(group_), 0);
+    EXPECT_NEAR(result_->distToCartesian.unitVector[2], 1.0, 1e-4);  // the rays of the initialisation are new
     const uint8_t counter = result_->unitVectorChangeCounter;
+    result_->distToCartesian.unitVector[2] = 7.0F;
     EXPECT_EQ(applyGroup(group_), 0);
     EXPECT_EQ(result_->unitVectorChangeCounter, counter);
+    EXPECT_EQ(result_->distToCartesian.unitVector[2], 7.0F);  // not copied again
     customization_.extrinsicCalibrationCamera.transX = 1.0F;
     EXPECT_EQ(applyGroup(group_), 0);
     EXPECT_NE(result_->unitVectorChangeCounter, counter);
     EXPECT_NEAR(result_->distToCartesian.unitVector[2], 1.0, 1e-4);
+    EXPECT_NEAR(result_->distToCartesian.cameraCalibration.transX, 1.0, 1e-4);
 }
 
 TEST_F(Interface, KnownBadPixelsTakeTheMeanOfTheirNeighbours) {
@@ -435,9 +452,21 @@ TEST_F(Interface, TheIntensityImageIsDeliveredWithNoiseEstimationOn) {
     EXPECT_EQ(apply(ambient[0]), 0);
     EXPECT_EQ(applyGroup(group_), 0) << errorString();
     EXPECT_EQ(result_->intensityInvalid, 0);
+    EXPECT_EQ(result_->intensity[0], 800);  // 3000 above the level of 2200 without light
+    EXPECT_EQ(result_->intensity[kPixelCount - 1], 800);
     EXPECT_EQ(
         std::memcmp(result_->intensity, QorData_Get()->output.intImg.intensity, sizeof result_->intensity),
         0);
+}
+
+TEST_F(Interface, AnIntensityImageWithoutSamplesFails) {
+    EXPECT_EQ(init(), 0);
+    QorRawdataPhase image = group_[0];
+    image.info.intensityMeasurement = 1;
+    image.phaseData = nullptr;
+    EXPECT_EQ(apply(image), 1);
+    EXPECT_NE(errorString().find("IntensityImage"), std::string::npos) << errorString();
+    EXPECT_EQ(result_->outputInvalid, 1);
 }
 
 // With the model's factors p0 = 0.0442, p1 = 15.14 and p2 = 0.0775 the variance of an amplitude a under

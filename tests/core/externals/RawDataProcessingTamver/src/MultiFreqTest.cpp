@@ -144,8 +144,8 @@ TEST_F(MultiFreq, TheConfidenceOfTheResultMayBeThatOfTheCurrentImage) {
     EXPECT_EQ(stage_.currentConfidence[kPixelCount - 1], 0x8010);
 }
 
-// A line of exactly representable numbers: bins of 1 m, the line of all bins at difference 0, half width 0.5
-// m.
+// A line of exactly representable numbers: bins of 1 m, the line of all bins at difference 0, half width 50
+// m, so that a percent of acceptance is 0.5 m.
 class LineDistance : public MultiFreq {
  protected:
     void useLine(float percentage) {
