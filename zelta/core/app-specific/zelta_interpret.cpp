@@ -553,11 +553,15 @@ class MemberMatcher {
 class PlanBuilder {
  public:
     explicit PlanBuilder(Assigner& plan)
-        : m_plan(plan), m_remainingBytes(kMaxWrites * plan.destinationSize() + kSpareBytes) {}
+        : m_plan(plan),
+          m_remainingBytes(kMaxWrites * plan.destinationSize() + kSpareBytes),
+          m_remainingSteps(std::max(
+              kMinSteps, kMaxStepsPerByte * std::min<long long>(plan.sourceSize(), plan.destinationSize()))) {
+    }
 
     void add(const MemberPair& pair, long long sourceBase, long long destinationBase, unsigned int count) {
         if (--m_remainingSteps < 0) {
-            interpretError(TagUnknown, "plan exceeds the destination");
+            interpretError(TagUnknown, "plan takes too many steps");
         }
         if (pair.source->typeIdentifier() != TypeStruct) {
             addNumbers(pair, sourceBase, destinationBase, count);
@@ -577,7 +581,10 @@ class PlanBuilder {
     // a few hundred bytes must not make a plan of gigabytes.
     static constexpr long long kMaxWrites = 4;
     static constexpr long long kSpareBytes = 1LL << 20;
-    static constexpr int kMaxSteps = 1 << 21;
+    // A step is a number or array of numbers, or a struct on the way to it. It is worth at least a byte of
+    // both records, so the smaller one says how many an honest plan takes. Structs of no size do not.
+    static constexpr long long kMaxStepsPerByte = 4;
+    static constexpr long long kMinSteps = 1LL << 21;
 
     void addNumbers(const MemberPair& pair, long long sourceBase, long long destinationBase,
                     unsigned int count) {
@@ -606,7 +613,7 @@ class PlanBuilder {
 
     Assigner& m_plan;
     long long m_remainingBytes;
-    int m_remainingSteps = kMaxSteps;
+    long long m_remainingSteps;
 };
 
 /// The buffer that one side of a plan works on, and what to add to the offsets of its nodes.

@@ -60,8 +60,9 @@ using AssignerRef = shared_ptr<Assigner const>;
 /// Adds what `source` and `destination` have in common to a plan. The bases are added to the offsets stored
 /// in the nodes. A `maxCount` above 0 replaces the number of elements, else the smaller count of both sides
 /// holds. Members without counterpart, or whose kind or size differs, are left out. Throws InterpretError
-/// (unknown) when the plan would write more than four times what the destination holds (and a MiB), or takes
-/// more than two million steps to build: only definitions made to exhaust a machine need that.
+/// (unknown) when the plan would write more than four times what the destination holds (and a MiB), or when
+/// it visits more members, those of each element counted anew, than two million and than four for each byte
+/// of the smaller record: only definitions made to exhaust a machine need that.
 void recursive_assign(const TypeRef& source, long long sourceBase, const TypeRef& destination,
                       long long destinationBase, Assigner* assigner, int maxCount);
 
