@@ -445,6 +445,29 @@ bool inside(int offset, int size, int bufferSize) {
     return offset >= 0 && size >= 0 && static_cast<long long>(offset) + size <= bufferSize;
 }
 
+bool inside(long long offset, int bufferSize) {
+    return offset >= 0 && offset < bufferSize;
+}
+
+/// Each byte of a reversed item is a region of its own: those before the first that lies outside are copied,
+/// in the order of the source. A plain item is one region, so nothing of it is.
+void copyReversedUpToFault(const Assigner::Item& item, const unsigned char* from, int sourceSize,
+                           unsigned char* to, int destinationSize) {
+    if (item.elementSize == 1) {
+        return;
+    }
+    const long long element = item.elementSize;
+    for (long long i = 0; i < item.size; ++i) {
+        const long long mirrored = i - i % element + element - 1 - i % element;
+        const long long source = item.sourceOffset + i;
+        const long long destination = item.destinationOffset + mirrored;
+        if (!inside(source, sourceSize) || !inside(destination, destinationSize)) {
+            return;
+        }
+        to[destination] = from[source];
+    }
+}
+
 }  // namespace
 
 void Assigner::optimize() {
@@ -471,6 +494,7 @@ int Assigner::apply(const void* source, int sourceSize, void* destination, int d
     for (const Item& item : m_items) {
         if (!inside(item.destinationOffset, item.size, destinationSize) ||
             !inside(item.sourceOffset, item.size, sourceSize)) {
+            copyReversedUpToFault(item, from, sourceSize, to, destinationSize);
             interpretError(TagUnknown);
         }
         if (item.elementSize == 1) {

@@ -38,7 +38,8 @@ class Assigner {
 
     /// Carries the plan out and returns the bytes copied. The sizes must be those of the plan
     /// (InterpretError, size mismatch, before anything is copied); an item outside a buffer is refused
-    /// (InterpretError, unknown) after those before it have been copied. Allocates nothing.
+    /// (InterpretError, unknown) after those before it have been copied, and of an item that reverses bytes
+    /// those before the first outside. Allocates nothing.
     int apply(const void* source, int sourceSize, void* destination, int destinationSize) const;
 
     int sourceSize() const { return m_sourceSize; }

@@ -358,6 +358,36 @@ TEST(AssignerApply, KeepsWhatWasCopiedBeforeABadRegion) {
     EXPECT_EQ(destination, (Bytes{1, 2, 3, 4, 0xEE, 0xEE, 0xEE, 0xEE}));
 }
 
+/// Reversed bytes are regions of their own, in the order of the source.
+TEST(AssignerApply, KeepsWhatWasReversedBeforeTheFirstByteOutside) {
+    const TypeRef big = record("R", 8, 0, {number("a", TypeUnsigned, 4, 4, {2}, EndianBig)}, {}, EndianBig);
+    const TypeRef little = record("R", 16, 0, {number("a", TypeUnsigned, 4, 4, {2})});
+    const Bytes source = counting(8);
+    Bytes destination(16, 0xEE);
+    const AssignerRef plan = wholePlan(big, little);
+    EXPECT_EQ(messageOf<InterpretError>([&] { plan->apply(source.data(), 8, destination.data(), 16); }),
+              kUnknown);
+    // The second element begins behind the source.
+    Bytes expected(16, 0xEE);
+    std::reverse_copy(source.begin() + 4, source.end(), expected.begin() + 4);
+    EXPECT_EQ(destination, expected);
+}
+
+/// The first byte of an element goes to its last place, so a destination that ends inside takes none of it.
+TEST(AssignerApply, ReversesNothingOfAnElementWhoseFirstByteFallsOutside) {
+    Assigner plan(8, 6);
+    plan.addSwapRegion(0, 0, 8, 4);
+    const Bytes source = counting(8);
+    Bytes destination(6, 0xEE);
+    EXPECT_THROW(plan.apply(source.data(), 8, destination.data(), 6), InterpretError);
+    EXPECT_EQ(destination, (Bytes{4, 3, 2, 1, 0xEE, 0xEE}));
+    Assigner before(8, 6);
+    before.addSwapRegion(0, -1, 4, 4);
+    Bytes untouched(6, 0xEE);
+    EXPECT_THROW(before.apply(source.data(), 8, untouched.data(), 6), InterpretError);
+    EXPECT_EQ(untouched, (Bytes{3, 2, 1, 0xEE, 0xEE, 0xEE})) << "only the last byte falls in front";
+}
+
 TEST(AssignerApply, NeverLeavesItsBuffersWhateverTheTypesSay) {
     const TypeRef good = record("R", 8, 0, {number("a", TypeUnsigned, 1, 0, {8})});
     for (const int offset : {4, 8, -1, INT_MAX, INT_MIN}) {
