@@ -510,14 +510,6 @@ int Assigner::apply(const void* source, int sourceSize, void* destination, int d
     return saturateToInt(copied);
 }
 
-std::size_t Assigner::regionCount() const {
-    std::size_t regions = 0;
-    for (const Item& item : m_items) {
-        regions += item.elementSize == 1 ? 1 : static_cast<std::size_t>(item.size);
-    }
-    return regions;
-}
-
 namespace {
 
 /// Two nodes of the same name, and what they have in common below.

@@ -2,7 +2,6 @@
 // Assigners: copy plans between two layouts, members matched by name. A plan is built once and applied often.
 #pragma once
 
-#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -45,10 +44,6 @@ class Assigner {
     int sourceSize() const { return m_sourceSize; }
     int destinationSize() const { return m_destinationSize; }
     const std::vector<Item>& items() const { return m_items; }
-
-    /// The number of closed regions that the plan copies; an item that reverses bytes counts one for each
-    /// byte.
-    std::size_t regionCount() const;
 
  private:
     int m_sourceSize;

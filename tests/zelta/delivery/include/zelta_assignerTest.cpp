@@ -143,9 +143,26 @@ TEST(Assigner, ReversesTheBytesOfEachElementOfTheOtherByteOrder) {
     EXPECT_EQ(applied(plan), (Bytes{4, 3, 2, 1, 8, 7, 6, 5, 12, 11, 10, 9, 14, 13, 16, 15, 18, 17, 20, 19}));
 }
 
-TEST(Assigner, CountsOneRegionForEachByteThatChangesPlace) {
-    EXPECT_EQ(wholePlan(dense(EndianBig), dense())->regionCount(), 20U);
-    EXPECT_EQ(wholePlan(dense(), dense())->regionCount(), 1U);
+/// a and b are four bytes wide, c and d two.
+TEST(Assigner, ReversesNeighboursOfOneWidthInOneItem) {
+    const AssignerRef plan = wholePlan(dense(EndianBig), dense());
+    EXPECT_EQ(regionsOf(plan), (std::vector<Region>{{0, 0, 12}, {12, 12, 8}}));
+    EXPECT_EQ(plan->items()[0].elementSize, 4);
+    EXPECT_EQ(plan->items()[1].elementSize, 2);
+}
+
+TEST(Assigner, NeverJoinsReversedNeighboursWithAPlainOne) {
+    const auto type = [](TypeEndianess endianess) {
+        return record(
+            "R", 12, 0,
+            {number("a", TypeSigned, 4, 0, {}, endianess), number("b", TypeSigned, 4, 4, {}, endianess),
+             number("text", TypeSigned, 1, 8, {4}, endianess)},
+            {}, endianess);
+    };
+    const AssignerRef plan = wholePlan(type(EndianBig), type(EndianLittle));
+    EXPECT_EQ(regionsOf(plan), (std::vector<Region>{{0, 0, 8}, {8, 8, 4}}));
+    EXPECT_EQ(plan->items()[0].elementSize, 4);
+    EXPECT_EQ(plan->items()[1].elementSize, 1);
 }
 
 TEST(Assigner, CopiesSingleBytesWhateverTheByteOrder) {
@@ -518,7 +535,7 @@ TEST(AssignerLimits, ManyMembersOfOneNameAreMatchedQuickly) {
         same.push_back(child);
     }
     const TypeRef root = record("R", 1, 0, same);
-    EXPECT_EQ(wholePlan(root, root)->regionCount(), 20000U);  // all on one byte, which is in bounds of a MiB
+    EXPECT_EQ(wholePlan(root, root)->items().size(), 20000U);  // all on one byte, which is in bounds of a MiB
 }
 
 // --- Against the plain rule ---
