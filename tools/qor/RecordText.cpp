@@ -115,7 +115,8 @@ class Collector {
             add(expression, place);
             return;
         }
-        for (const std::string& inner : zelta::subExpressions(type_, expression)) {
+        for (const std::string& inner :
+             zelta::subExpressions(type_, expression, static_cast<std::size_t>(chunk_.dataSize))) {
             collect(inner);
         }
     }

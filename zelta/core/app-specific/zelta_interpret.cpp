@@ -221,11 +221,22 @@ void subExpressionType(const TypeRef& type, const std::string& expression, Zelta
 
 namespace {
 
+/// What the texts of a listing may take, in bytes. `heldBytes` of a record are really there; a size in a
+/// definition is a claim, worth something only up to a MiB.
+std::uint64_t listingBudget(std::uint64_t claimedBytes, std::uint64_t heldBytes) {
+    constexpr std::uint64_t kMaxClaim = 1U << 20U;
+    // An element of one byte in a record of long names is the worst that an honest record asks for.
+    constexpr std::uint64_t kTextPerByte = 256;
+    constexpr std::uint64_t kMinBudget = 1U << 25U;
+    const std::uint64_t bytes = std::max(std::min(claimedBytes, kMaxClaim), heldBytes);
+    return std::max(kMinBudget, kTextPerByte * std::min<std::uint64_t>(bytes, UINT32_MAX));
+}
+
 /// Lists expressions below a node. A definition of a few bytes can claim billions of elements, so the walk is
 /// bounded.
 class ExpressionLister {
  public:
-    explicit ExpressionLister(std::vector<std::string>& out) : m_out(out) {}
+    ExpressionLister(std::vector<std::string>& out, std::uint64_t budget) : m_out(out), m_remaining(budget) {}
 
     void list(const IType& node, std::string prefix, int levels) {
         if (prefix.empty() || prefix.back() == '.') {
@@ -251,9 +262,8 @@ class ExpressionLister {
     }
 
  private:
-    // Every text that the walk makes counts, with what a string takes beside its characters.
-    static constexpr std::size_t kMaxBytes = std::size_t{1} << 25U;
-    static constexpr std::size_t kStringBytes = 64;
+    // What a string takes beside its characters.
+    static constexpr std::uint64_t kStringBytes = 64;
 
     static void appendIndex(std::string& element, unsigned int entry) {
         element += '[';
@@ -263,11 +273,13 @@ class ExpressionLister {
 
     void append(std::string expression) { m_out.push_back(std::move(expression)); }
 
+    /// Every text that the walk makes counts, those of structs on the way too.
     void charge(const std::string& text) {
-        m_bytes += text.size() + kStringBytes;
-        if (m_bytes > kMaxBytes) {
+        const std::uint64_t cost = text.size() + kStringBytes;
+        if (cost > m_remaining) {
             interpretError(TagUnknown, "too many expressions");
         }
+        m_remaining -= cost;
     }
 
     void listElements(const IType& node, const std::string& prefix, int levels) {
@@ -293,24 +305,27 @@ class ExpressionLister {
     }
 
     std::vector<std::string>& m_out;
-    std::size_t m_bytes = 0;
+    std::uint64_t m_remaining;
 };
 
 }  // namespace
 
-std::vector<std::string> validExpressions(const TypeRef& type) {
+std::vector<std::string> validExpressions(const TypeRef& type, std::size_t heldBytes) {
     requireType(type);
     std::vector<std::string> expressions;
-    validExpressions(type, expressions, "", -1);
+    validExpressions(type, expressions, "", -1, heldBytes);
     return expressions;
 }
 
-void validExpressions(const TypeRef& type, std::vector<std::string>& out, std::string prefix, int levels) {
+void validExpressions(const TypeRef& type, std::vector<std::string>& out, std::string prefix, int levels,
+                      std::size_t heldBytes) {
     requireType(type);
-    ExpressionLister(out).list(*type, std::move(prefix), levels);
+    const std::uint64_t claimedBytes = std::uint64_t{type->size} * type->count();
+    ExpressionLister(out, listingBudget(claimedBytes, heldBytes)).list(*type, std::move(prefix), levels);
 }
 
-std::vector<std::string> subExpressions(const TypeRef& type, const std::string& expression) {
+std::vector<std::string> subExpressions(const TypeRef& type, const std::string& expression,
+                                        std::size_t heldBytes) {
     requireType(type, "type is null");
     if (expression.empty()) {
         return {type->name};
@@ -323,7 +338,7 @@ std::vector<std::string> subExpressions(const TypeRef& type, const std::string& 
     subExpressionType(type, expression, id, dimensions);
 
     std::vector<std::string> expressions;
-    ExpressionLister lister(expressions);
+    ExpressionLister lister(expressions, listingBudget(type->size, heldBytes));
     if (dimensions.empty()) {
         lister.list(*node, expression, 1);
         return expressions;

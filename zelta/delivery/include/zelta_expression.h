@@ -6,6 +6,7 @@
 // element; the last may leave dimensions open and then addresses the block behind them.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -48,17 +49,24 @@ unsigned int subExpressionOffset(const TypeRef& type, const std::string& express
 void subExpressionType(const TypeRef& type, const std::string& expression, ZeltaTypeID& id,
                        std::vector<unsigned int>& dimensions);
 
+// A few bytes of definition can claim billions of elements, so each listing has a budget: 256 bytes of text
+// for each byte of the record, and at least 32 MiB. The size in the definition counts up to 1 MiB only; who
+// holds a larger record says with `heldBytes` how many bytes of it there are. Every expression listed is
+// charged with its characters and 64 bytes, and so is every element and member on the way to one. Beyond the
+// budget: InterpretError, unknown.
+
 /// All expressions down to the leaves. Arrays of numbers appear once, arrays of structs element by element.
-/// Throws InterpretError for a definition that unrolls to more than 32 MiB of text.
-std::vector<std::string> validExpressions(const TypeRef& type);
+std::vector<std::string> validExpressions(const TypeRef& type, std::size_t heldBytes = 0);
 
 /// Appends the expressions below `type`, whose own expression is `prefix` (with a trailing "." if the name is
 /// still to be added), down to `levels` levels, all the way if `levels` is negative.
-void validExpressions(const TypeRef& type, std::vector<std::string>& out, std::string prefix, int levels);
+void validExpressions(const TypeRef& type, std::vector<std::string>& out, std::string prefix, int levels,
+                      std::size_t heldBytes = 0);
 
 /// What lies one step below an expression: the elements of the first open dimension, else the members, else
 /// nothing.
-std::vector<std::string> subExpressions(const TypeRef& type, const std::string& expression);
+std::vector<std::string> subExpressions(const TypeRef& type, const std::string& expression,
+                                        std::size_t heldBytes = 0);
 
 /// A short form for the same place: the root dropped, names as checksums, numbers with 6 bits to a digit.
 std::string compressExpression(const std::string& expression);

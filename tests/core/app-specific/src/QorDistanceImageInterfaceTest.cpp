@@ -504,7 +504,87 @@ TEST_F(Interface, APixelNoisierThanTheThresholdLosesItsDistance) {
     EXPECT_EQ(result_->confidence[7000] & 0x09, 0x09);
 }
 
-// A strong signal at 100 us: shorter times do. Every time is a multiple of 50 us within the limits.
+class NoisyFrame : public Interface {
+ protected:
+    /** Two exposures at 60 MHz, then two at 80 MHz, behind an intensity image of 700 us. */
+    void applyFrame() {
+        PhaseGroup ambient;
+        ambient[0].info.intensityMeasurement = 1;
+        ambient[0].info.exposureTime = 700;
+        ASSERT_EQ(apply(ambient[0]), 0) << errorString();
+        PhaseGroup groups[4];
+        for (size_t k = 0; k < 4; ++k) {
+            if (k > 0) {
+                groups[k].follow(groups[k - 1]);
+            }
+            groups[k].setFrequency(k < 2 ? 0 : 1);
+            groups[k].setExposure(k % 2 == 0 ? 100 : 400);
+            ASSERT_EQ(applyGroup(groups[k]), 0) << errorString();
+        }
+        ASSERT_EQ(result_->outputInvalid, 0);
+    }
+
+    void initTwoFrequencies() {
+        param_.numExposures = 2;
+        param_.numFrequencies = 2;
+        customization_.enableNoiseEstimation = 1;
+        ASSERT_EQ(init(), 0);
+    }
+};
+
+TEST_F(NoisyFrame, TheNoiseIsThatOfTheFramesFrequenciesAndExposures) {
+    initTwoFrequencies();
+    applyFrame();
+    const DistnoiseInput& input = QorData_Get()->input.distNoise;
+    const QorRawToDistOutput& exposures =
+        QorData_Get()->state.rawToDistOut[QorData_Get()->state.rawToDistActualBuffer];
+    EXPECT_FLOAT_EQ(input.uniqueRange[0], 149852320.0F / 80e6F);  // the latest comes first
+    EXPECT_FLOAT_EQ(input.uniqueRange[1], 149852320.0F / 60e6F);
+    EXPECT_EQ(input.numFrequenciesUsed, 2U);
+    EXPECT_EQ(input.numExpTimes, 2);
+    EXPECT_EQ(input.expTimes[0], 100.0F);
+    EXPECT_EQ(input.expTimes[1], 400.0F);
+    EXPECT_EQ(input.ampNormFactors[0], exposures.ampNormFactors[0]);
+    EXPECT_EQ(input.ampNormFactors[1], exposures.ampNormFactors[1]);
+    EXPECT_NE(input.ampNormFactors[0], input.ampNormFactors[1]);
+    EXPECT_EQ(input.intensityExpTime, 700.0F);
+}
+
+TEST_F(NoisyFrame, WithVerticalAssignmentTheNoiseIsThatOfOneFrequency) {
+    param_.verticalAssignment = 1;
+    initTwoFrequencies();
+    applyFrame();
+    EXPECT_EQ(QorData_Get()->input.distNoise.numFrequenciesUsed, 1U);
+}
+
+// At 40 counts the noise is sqrt(0.0442 40 + 15.14) / 40 0.3975 m = 41 mm, at the other pixels' 500 counts
+// 5 mm.
+TEST_F(Interface, TheFilterFillsWhatTheLimitOfTheNoiseDropped) {
+    constexpr int32_t weak = 86 * kImageWidth + 112;
+    EXPECT_EQ(init(), 0);
+    customization_.enableNoiseEstimation = 1;
+    customization_.distNoiseThreshold = 0.02F;
+    group_.fill(2250, 2250, 1750, 1750);
+    group_.set(weak, 2020, 2020, 1980, 1980);
+    PhaseGroup ambient;
+    ambient[0].info.intensityMeasurement = 1;
+    EXPECT_EQ(apply(ambient[0]), 0);
+    EXPECT_EQ(applyGroup(group_), 0) << errorString();
+    EXPECT_EQ(result_->distance[weak], 0.0F);
+    EXPECT_NE(result_->distance[weak + 5], 0.0F);
+    customization_.filterSet.applyDistanceFilter = 1;
+    customization_.filterSet.spatialFilter = SpatialFilter_Median;
+    const QorDistanceImageProfiling before = QorData_Get()->profiling;
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(apply(ambient[0]), 0);
+    EXPECT_EQ(applyGroup(group_), 0) << errorString();
+    EXPECT_EQ(result_->distance[weak], result_->distance[weak + 5]);
+    EXPECT_EQ(result_->confidence[weak] & 0x01, 0x00);
+    EXPECT_EQ(QorData_Get()->profiling.distNoise.numCalls, before.distNoise.numCalls + 1);
+    EXPECT_EQ(QorData_Get()->profiling.imageFilter.numCalls, before.imageFilter.numCalls + 1);
+}
+
+// A strong signal at 1000 us: shorter times do. Every time is a multiple of 50 us within the limits.
 TEST_F(Interface, ABrightFrameProposesAShorterTime) {
     EXPECT_EQ(init(), 0);
     askForExposureTimes();
@@ -517,6 +597,29 @@ TEST_F(Interface, ABrightFrameProposesAShorterTime) {
     EXPECT_EQ(result_->autoExpReady, 0);
 }
 
+// The short exposure has twice as many times to choose from as the single one.
+TEST_F(Interface, TheProposalStartsFromTheFramesTimesAndTheLimitOfSaturatedPixels) {
+    param_.numExposures = 2;
+    EXPECT_EQ(init(), 0);
+    askForExposureTimes();
+    customization_.autoExpSet.maxNumberOfSaturatedPixels = 100;
+    PhaseGroup second;
+    second.follow(group_);
+    second.setExposure(400);
+    EXPECT_EQ(applyGroup(group_), 0) << errorString();
+    EXPECT_EQ(applyGroup(second), 0) << errorString();
+    const AutoExposureInput& input = QorData_Get()->input.autoExpInput;
+    EXPECT_EQ(input.numExposures, 2U);
+    EXPECT_EQ(input.expTimes[0], 100U);
+    EXPECT_EQ(input.expTimes[1], 400U);
+    EXPECT_EQ(input.specificSettings[0].numExpTimesBase, 20);
+    EXPECT_EQ(input.specificSettings[1].numExpTimesBase, 10);
+    for (const SingleAlgoSettings& settings : input.specificSettings) {
+        EXPECT_EQ(settings.expTimeFactorBetweenSettings, 1.5F);
+        EXPECT_FLOAT_EQ(settings.saturationCheckQuantile, 1.0F - 100.0F / 38528.0F);
+    }
+}
+
 TEST_F(Interface, RegionsThatHoldTooFewPixelsFailTheFrame) {
     EXPECT_EQ(init(), 0);
     customization_.autoExpSet.applyAutoExposure = AutoExposureApplyMode_Normal;
@@ -524,7 +627,7 @@ TEST_F(Interface, RegionsThatHoldTooFewPixelsFailTheFrame) {
     EXPECT_EQ(errorMessage(), "Auto Exp region of interest too small");
 }
 
-// The bilateral filter leaves a hole a hole, the median of its neighbours fills it.
+// Without a filter a hole stays, the median of its neighbours fills it.
 TEST_F(Interface, TheSpatialFilterOfTheCustomizationIsApplied) {
     EXPECT_EQ(init(), 0);
     group_.fill(2500, 1500, 1500, 2500);
@@ -544,11 +647,35 @@ TEST_F(Interface, TheSpatialFilterOfTheCustomizationIsApplied) {
     EXPECT_EQ(result_->confidence[hole] & 0x01, 0x00);
 }
 
-// One bright pixel: without correction its neighbourhood stays as it is, with it, light is taken away.
+TEST_F(Interface, TheAmplitudeIsFilteredBehindTheVignetting) {
+    constexpr int32_t bright = 86 * kImageWidth + 112;
+    calib_->imagerCalib.freqIndependent.vignetting[bright] = 1.9F;
+    EXPECT_EQ(init(), 0);
+    customization_.filterSet.applyAmplitudeFilter = 1;
+    customization_.filterSet.spatialFilter = SpatialFilter_Mean;
+    group_.fill(2500, 1500, 1500, 2500);
+    EXPECT_EQ(applyGroup(group_), 0) << errorString();
+    // Nine pixels of a mask of 3 x 3, one of which is nine tenths brighter.
+    const float amplitude = result_->normalizedAmplitude[bright + 5];
+    EXPECT_GT(amplitude, 0.0F);
+    EXPECT_NEAR(result_->normalizedAmplitude[bright + 1], 1.1F * amplitude, 1e-5F * amplitude);
+}
+
+TEST_F(Interface, AFilterThatRefusesItsSettingsLeavesTheFrameFinished) {
+    EXPECT_EQ(init(), 0);
+    customization_.filterSet.applyDistanceFilter = 1;
+    customization_.filterSet.temporalFilter = TempFilter_Mean;
+    customization_.filterSet.tempMeanSettings.numberOfFrames = 1;
+    EXPECT_EQ(applyGroup(group_), 0);
+    EXPECT_EQ(errorMessage(), "temp. mean filter numberOfFrames <= 1");
+    EXPECT_EQ(result_->outputInvalid, 0);
+}
+
+// A bright square: without correction its neighbourhood stays as it is, with it, light is taken away.
 TEST_F(Interface, TheStraylightCorrectionOfTheCustomizationIsApplied) {
     EXPECT_EQ(init(), 0);
     customization_.enableStraylightCorrection = 1;
-    group_.fill(2100, 2000, 1900, 2000);
+    group_.fill(2100, 2050, 1900, 1950);
     constexpr int32_t bright = 86 * kImageWidth + 112;
     testing_support::packImage(group_[0].phaseData, [](int32_t pixel) {
         return std::abs(pixel / kImageWidth - 86) < 20 && std::abs(pixel % kImageWidth - 112) < 20 ? 4000
@@ -556,6 +683,14 @@ TEST_F(Interface, TheStraylightCorrectionOfTheCustomizationIsApplied) {
     });
     EXPECT_EQ(applyGroup(group_), 0) << errorString();
     const QorMatrices& matrices = QorData_Get()->state.matrices[QorData_Get()->state.rawToDistActualBuffer];
+    const ALSLC_Inout& inout = QorData_Get()->inout.slc;
+    EXPECT_EQ(inout.width, 224);
+    EXPECT_EQ(inout.height, 172);
+    EXPECT_EQ(inout.numberOfThreads, 0);
+    EXPECT_EQ(inout.pyrLevel, 3);
+    EXPECT_EQ(QorData_Get()->state.slcState.pyrLevel, 3);
+    EXPECT_EQ(static_cast<const float*>(inout.xyReal), matrices.xyReal);
+    EXPECT_EQ(static_cast<const float*>(inout.xyImag), matrices.xyImag);
     EXPECT_LT(matrices.amplAfterSLC[bright], result_->normalizedAmplitude[bright]);
     EXPECT_LT(matrices.amplAfterSLC[60 * kImageWidth + 60],
               result_->normalizedAmplitude[60 * kImageWidth + 60]);

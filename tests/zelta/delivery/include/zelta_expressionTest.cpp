@@ -313,6 +313,37 @@ TEST(ValidExpressions, OfBillionsOfElementsAreRefused) {
     EXPECT_THROW(subExpressions(endless, "R.s"), InterpretError);
 }
 
+/// 100000 points of three floats: 300000 expressions of a record of 1.2 MB.
+TEST(ValidExpressions, OfALargeRecordAreAllListed) {
+    const TypeRef cloud = record(
+        "Cloud", 1200000, 0,
+        {record("points", 12, 0,
+                {number("x", TypeFloat, 4, 0), number("y", TypeFloat, 4, 4), number("z", TypeFloat, 4, 8)},
+                {100000})});
+    const Texts expressions = validExpressions(cloud);
+    ASSERT_EQ(expressions.size(), 300000U);
+    EXPECT_EQ(expressions.back(), "Cloud.points[99999].z");
+}
+
+const char* const kTooMany = "Interpret Error, unknown error.\"too many expressions\"";
+
+/// A claim of 4 GiB is worth 256 MiB of text: at 64 bytes and more for each, it ends before 4 million
+/// elements.
+TEST(SubExpressions, OfMoreThanAClaimIsWorthNeedARecordThatIsHeld) {
+    const TypeRef buffer = record("State", 0xFFFFFFFFU, 0, {number("fft", TypeFloat, 4, 0, {4000000})});
+    EXPECT_EQ(messageOf<InterpretError>([&] { subExpressions(buffer, "State.fft"); }), kTooMany);
+    const Texts elements = subExpressions(buffer, "State.fft", 16000000);
+    ASSERT_EQ(elements.size(), 4000000U);
+    EXPECT_EQ(elements.back(), "State.fft[3999999]");
+}
+
+TEST(ValidExpressions, OfBillionsOfElementsAreRefusedWhateverSizeIsClaimed) {
+    const TypeRef endless =
+        record("R", 0xFFFFFFFFU, 0, {record("s", 1, 0, {number("x", TypeSigned, 1, 0)}, {0xFFFFFFFFU})});
+    EXPECT_EQ(messageOf<InterpretError>([&] { validExpressions(endless); }), kTooMany);
+    EXPECT_EQ(messageOf<InterpretError>([&] { subExpressions(endless, "R.s"); }), kTooMany);
+}
+
 TEST(SubExpressions, OfNothingAreTheRoot) {
     EXPECT_EQ(subExpressions(sample(), ""), Texts{"R"});
 }

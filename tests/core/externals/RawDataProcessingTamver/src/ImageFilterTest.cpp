@@ -8,6 +8,7 @@
 #include <limits>
 #include <vector>
 
+#include "ImageFilterMedian.h"
 #include "ImageFilterStage.h"
 #include "support/Floats.h"
 
@@ -365,6 +366,16 @@ TEST_F(ImageFilters, OnlyTheImagesAskedForAreFilteredAndTheAmplitudeNever) {
     }
 }
 
+TEST_F(ImageFilters, TheSpatialFilterOfEachImageReadsACopyOfThatImage) {
+    settings().spatialFilter = SpatialFilter_Mean;
+    settings().applyAmplitudeFilter = 1;
+    std::fill(distance.begin(), distance.end(), 2.0F);
+    std::fill(normalizedAmplitude.begin(), normalizedAmplitude.end(), 5.0F);
+    ASSERT_EQ(apply(), 0);
+    EXPECT_EQ(pixel(distance, 50, 50), 2.0F);
+    EXPECT_EQ(pixel(normalizedAmplitude, 50, 50), 5.0F);
+}
+
 TEST_F(ImageFilters, TheSpatialFilterFollowsTheTemporalOne) {
     settings().temporalFilter = TempFilter_Mean;
     settings().spatialFilter = SpatialFilter_Mean;
@@ -553,8 +564,8 @@ class ImageFilterWorkers : public ImageFilters {
         Random random(161);
         for (int32_t frame = 0; frame < frames; ++frame) {
             threads_.joinAll();
-            fillWithRoughScene(random, distance);
-            fillWithRoughScene(random, normalizedAmplitude);
+            fillWithRoughScene(random, distance, oneHoleIn_);
+            fillWithRoughScene(random, normalizedAmplitude, oneHoleIn_);
             EXPECT_EQ(apply(), 0);
         }
         EXPECT_EQ(takeMessages(), Messages{});
@@ -613,6 +624,43 @@ TEST_F(ImageFilterWorkers, EveryNumberOfWorkersGivesTheSameBilateralFilter) {
     expectTheSameFromEveryNumberOfWorkers(1);
     settings().spatBilateralSettings.maskSize = FilterMaskSize_5x5;
     expectTheSameFromEveryNumberOfWorkers(1);
+}
+
+TEST_F(ImageFilterWorkers, WithoutHolesEveryNumberOfWorkersGivesTheSameMedianOf9) {
+    settings().spatialFilter = SpatialFilter_Median;
+    holes_ = Holes::None;
+    expectTheSameFromEveryNumberOfWorkers(1);
+}
+
+TEST_F(ImageFilterWorkers, EveryWorkerCountsTheHolesOfItsOwnLinesForTheMedianOf9) {
+    settings().spatialFilter = SpatialFilter_Median;
+    settings().applyAmplitudeFilter = 0;
+    Random random(163);
+    SCOPED_TRACE(random.seedText());
+    std::vector<float> scene(distance.size());
+    fillWithRoughScene(random, scene);
+    std::vector<float> undivided;
+    for (int32_t n = 1; n <= kMaxThreads; ++n) {
+        useThreads(n);
+        threads_.joinAll();
+        ASSERT_EQ(init(), 0);
+        std::copy(scene.begin(), scene.end(), distance.begin());
+        ASSERT_EQ(apply(), 0);
+        // Which holes count as 0 and which as 1e10 begins anew with each worker's share of the lines.
+        std::vector<float> expected = scene;
+        const int32_t lines = kImageHeight / n;
+        for (int32_t t = 0; t < n; ++t) {
+            ASSERT_EQ(median3x3(scene.data(), expected.data(), kImageWidth, kImageHeight, t * lines,
+                                t == n - 1 ? kImageHeight : (t + 1) * lines),
+                      0);
+        }
+        EXPECT_TRUE(sameFloats(distance.data(), expected.data(), expected.size())) << n;
+        if (n == 1) {
+            undivided = expected;
+        }
+        // Else the comparison would not see who counted the holes.
+        EXPECT_EQ(sameFloats(undivided.data(), expected.data(), expected.size()), n == 1) << n;
+    }
 }
 
 TEST_F(ImageFilterWorkers, EveryNumberOfWorkersGivesTheSameMedianOf25) {
