@@ -10,6 +10,7 @@
 namespace {
 std::size_t g_allocations = 0;
 std::size_t g_largest = 0;
+std::size_t g_releases = 0;
 
 void* allocate(std::size_t size) {
     ++g_allocations;
@@ -18,6 +19,11 @@ void* allocate(std::size_t size) {
         return memory;
     }
     throw std::bad_alloc();
+}
+
+void release(void* memory) {
+    ++g_releases;
+    std::free(memory);
 }
 }  // namespace
 
@@ -32,19 +38,19 @@ void* operator new[](std::size_t size) {
     return allocate(size);
 }
 void operator delete(void* memory) noexcept {
-    std::free(memory);
+    release(memory);
 }
 void operator delete(void* memory, const std::nothrow_t&) noexcept {
-    std::free(memory);
+    release(memory);
 }
 void operator delete[](void* memory) noexcept {
-    std::free(memory);
+    release(memory);
 }
 void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
+    release(memory);
 }
 void operator delete[](void* memory, std::size_t) noexcept {
-    std::free(memory);
+    release(memory);
 }
 
 namespace zelta {
@@ -160,6 +166,23 @@ TEST(Allocations, OfAFileThatClaimsTwoGiBAreBoundedByWhatItHolds) {
     EXPECT_THROW(packet_parse(file, packet, storage), ZltEOFException);
     EXPECT_LT(g_largest, std::size_t{1} << 20U);
     std::fclose(file);
+}
+
+/// Keeps what had been freed when it ended.
+struct Witness {
+    explicit Witness(std::size_t& atEnd) : m_atEnd(atEnd) {}
+    Witness(const Witness&) = delete;
+    Witness& operator=(const Witness&) = delete;
+    ~Witness() { m_atEnd = g_releases; }
+    std::size_t& m_atEnd;
+};
+
+TEST(Allocations, ThePointersCounterIsFreedBeforeTheObject) {
+    std::size_t atEnd = 0;
+    const std::size_t before = g_releases;
+    { const shared_ptr<Witness> pointer(new Witness(atEnd)); }
+    EXPECT_EQ(atEnd, before + 1) << "the counter";
+    EXPECT_EQ(g_releases, before + 2) << "the counter and the object";
 }
 
 }  // namespace

@@ -184,8 +184,8 @@ class FileSource {
     FILE* m_file;
 };
 
-/// Bytes of a stream whose state nobody looks at: where it has ended, each byte is the one before. No run of
-/// equal bytes is a mark, so a packet that is cut off is refused all the same.
+/// Bytes of a stream. Words are read without a look at it: where it has ended, each byte is the one before,
+/// and the first is 0. No run of equal bytes is a mark, so what ends behind a count above 0 is refused.
 class StreamSource {
  public:
     explicit StreamSource(std::istream& stream) : m_stream(stream) {}

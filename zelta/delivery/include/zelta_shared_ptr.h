@@ -51,9 +51,8 @@ inline void destroy_object<unsigned char>(void* object) {
     ::operator delete(object);
 }
 
-/// Shared ownership of one object. Every pointer, an empty one too, owns a counter, so making one allocates
-/// and copying one does not. The destroyer is kept beside the object: who releases last need not know the
-/// whole type.
+/// Shared ownership of one object. Every pointer, an empty one too, owns a counter: making one allocates,
+/// copying does not. The destroyer stands beside the object, so who releases last need not know its type.
 template <typename T>
 class shared_ptr {
  public:
@@ -76,7 +75,7 @@ class shared_ptr {
         shared_ptr_ref_counter* const counter = other.m_counter;
         T* const object = other.m_object;
         const Destroyer destroyer = other.m_destroyer;
-        ++*counter;  // Before the release: the source may live inside the object that goes.
+        ++*counter;  // first, as the source may live inside the object that goes
         release();
         m_object = object;
         m_counter = counter;
@@ -116,6 +115,7 @@ class shared_ptr {
         shared_ptr_ref_counter::end(m_counter);
         if (m_object != nullptr) {
             assert(m_destroyer != 0);  // NOLINT(modernize-use-nullptr)
+            static_assert(__LINE__ == 118, "line 117 is part of the text that users see of the assertion");
             m_destroyer(untyped(m_object));
         }
     }

@@ -70,10 +70,11 @@ struct ImageFilterState {
     int32_t copyInOutImage;  ///< 1 until one thread has copied the image for the spatial phase
 };
 
+/** Working memory of the spatial filters. Only `inImage` is used; the rest keeps the record's layout. */
 struct ImageFilterScratch {
-    float32_t sorted[1376];  ///< reserved
-    float32_t inImage[kPixelCount];
-    float32_t m5x5Columns[kMaxThreads][5][5];
+    float32_t sorted[1376];                    ///< reserved
+    float32_t inImage[kPixelCount];            ///< copy of the image that is filtered
+    float32_t m5x5Columns[kMaxThreads][5][5];  ///< reserved, like those below
     float32_t m5x5Bulk10[kMaxThreads][2][10];
     float32_t m5x5Bulk20[kMaxThreads][20];
     float32_t m5x5Sorted[kMaxThreads][25];

@@ -19,7 +19,9 @@ int32_t median3x3(const float32_t* src, float32_t* dst, int32_t width, int32_t h
 /**
  * Median over 5 x 5 pixels, of an even number of values the lower middle one. A line of the band is the top
  * line of the mask: the results of line r go to line r + 2. Two pixels around the image stay as they are.
- * Fails for a null pointer and for an image below 5 x 5. Returns 0, or 1 after a reported failure.
+ * `scratch` must be there, but nothing in it is read or written: the medians work on the stack. Fails for a
+ * null pointer, for an image below 5 x 5 and for a `threadIdx` outside of 0 to 9. Returns 0, or 1 after a
+ * reported failure.
  */
 int32_t median5x5(float32_t* src, float32_t* dst, int32_t width, int32_t height, int32_t startLine,
                   int32_t endLine, ImageFilterScratch* scratch, int32_t threadIdx) noexcept;

@@ -404,6 +404,27 @@ TEST(PacketParseStream, CutOffDoesNotThrowAndIsRefused) {
     }
 }
 
+/// Where the stream has ended each byte is the one before, and the first is 0.
+TEST(PacketParseStream, ThatEndsAfterNothingButZeroBytesIsAPacketWithoutChunks) {
+    for (std::size_t size = 0; size < 4; ++size) {
+        Packet packet(2);
+        Storage storage;
+        EXPECT_EQ(parseStream(std::string(size, '\0'), packet, storage), 0) << size;
+        EXPECT_TRUE(packet.empty());
+        EXPECT_EQ(textOf(storage.get(), 4), std::string(4, '\0'));
+    }
+}
+
+TEST(PacketParseStream, ThatEndsInsideItsCountIsRefused) {
+    for (const std::string& text : {bytes({1}), bytes({0, 1}), bytes({0, 0, 1}), bytes({1, 0}),
+                                    bytes({1, 0, 0}), bytes({0xFF}), bytes({0, 4, 0})}) {
+        Packet packet(2);
+        Storage storage(new char[1]);
+        EXPECT_EQ(parseStream(text, packet, storage), -1) << testing::PrintToString(text);
+        EXPECT_EQ(storage, nullptr);
+    }
+}
+
 TEST(PacketParseStream, OfABadMarkFails) {
     std::string text = goldenPacket();
     text[text.size() - 1] = 0;

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
+#include <cstring>
 
 namespace zelta {
 namespace {
@@ -74,6 +74,26 @@ TEST(SharedPtr, AssignmentOfAnEmptyOneEmptiesAndKeepsWorking) {
     EXPECT_FALSE(pointer);
     pointer = shared_ptr<Tracked>(new Tracked(ended));
     EXPECT_TRUE(pointer);
+}
+
+/// The third word of a pointer; nothing else shows it while there is no object.
+using Destroyer = void (*)(void*);
+Destroyer destroyerOf(const shared_ptr<Tracked>& pointer) {
+    static_assert(sizeof pointer == 3 * sizeof(void*));
+    Destroyer destroyer = nullptr;
+    std::memcpy(&destroyer, reinterpret_cast<const char*>(&pointer) + 2 * sizeof(void*), sizeof destroyer);
+    return destroyer;
+}
+
+TEST(SharedPtr, AssignmentOfAnEmptyOneLeavesTheOldDestroyer) {
+    int ended = 0;
+    shared_ptr<Tracked> pointer;
+    EXPECT_EQ(destroyerOf(pointer), nullptr);
+    pointer = shared_ptr<Tracked>(new Tracked(ended));
+    EXPECT_EQ(destroyerOf(pointer), &destroy_object<Tracked>);
+    pointer = shared_ptr<Tracked>();
+    EXPECT_FALSE(pointer);
+    EXPECT_EQ(destroyerOf(pointer), &destroy_object<Tracked>);
 }
 
 TEST(SharedPtr, MayBeAssignedFromInsideItsOwnObject) {
