@@ -33,8 +33,9 @@ struct RegionOfInterestScratch {
  * `polygonComplex` or `polygonOutOfBounds`. Rectangles are polygons here. Both arrays go by the region's
  * position, and are written for polygons alone.
  *
- * Regions beyond the 64th and points beyond the 32nd do not count. 0, or 1 with a report: a null pointer, an
- * ID outside 0 to 63 or given twice, an image of more than 38528 pixels. The mask is all zero then.
+ * Regions beyond the 64th and points beyond the 32nd do not count. 0, or 1 with a report: a null pointer,
+ * which leaves the output as it is, or, with the mask all zero, an ID outside 0 to 63 or given twice, or an
+ * image of more than 38528 pixels.
  */
 int32_t RegionOfInterest_Apply(const RegionOfInterestInput* input, RegionOfInterestScratch* scratch,
                                RegionOfInterestOutput* output) noexcept;
@@ -56,8 +57,9 @@ int32_t ispolysimple(ROIPolygon polygon) noexcept;
 
 /**
  * Fills a simple polygon by its crossings with each line: sets bit `id` of the mask. `mask` and `corners`
- * hold width * height entries, and `corners` must be zero; it counts the crossings afterwards. Crossings that
- * fall outside the image are dropped.
+ * hold width * height entries, and `corners` must be zero; it counts the crossings afterwards. A crossing
+ * right of a line counts on the next line's first pixels, one left of it on the last pixels of the line
+ * before; only those before the first or behind the last pixel of the image are dropped.
  */
 void edgeflag(ROIPolygon polygon, int32_t id, int32_t width, int32_t height, uint64_t* mask,
               uint8_t* corners) noexcept;

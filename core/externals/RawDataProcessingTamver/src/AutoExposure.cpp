@@ -263,9 +263,6 @@ int32_t settingsChanged(AutoExposureState* state, AutoExposureOutput* output, Au
     if (numExposures < 1 || numExposures > kMaxExposures) {
         return reportFailure(kSourceFile);
     }
-    if (input->specificSettings[numExposures - 1].numExpTimesBase < 1) {
-        return reportFailure(kSourceFile);
-    }
     state->numValidExpTimes = buildCandidates(input, param, state);
     if (state->numValidExpTimes == 0) {
         return reportFailure(kSourceFile);

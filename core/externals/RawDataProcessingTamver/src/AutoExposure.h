@@ -98,8 +98,8 @@ int32_t AutoExposure_Init(AutoExposureParam* param, AutoExposureState* state,
 /**
  * Proposes exposure times for the next frame in `output->newExpTimes`: those of the measured frame where the
  * mode is off or the call fails. With one exposure a new proposal stands at index 0, and index 1 becomes 0.
- * `input->settings` are compared byte by byte with those of the last call; where they differ, regions and
- * candidates are built anew (see settingsChanged).
+ * `input->settings` are compared byte by byte with those that the list was built for; where they differ,
+ * regions and candidates are built anew (see settingsChanged).
  *
  * 0, or 1 with a report: a null pointer, a number of exposures other than 1 and 2, a mode other than off and
  * normal, regions by reference point, failed settings, a second exposure that is not longer than the first,

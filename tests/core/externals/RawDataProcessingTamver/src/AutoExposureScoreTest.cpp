@@ -345,7 +345,7 @@ TEST(Score, LevelsBehindTheTableCountAsEmpty) {
     EXPECT_EQ(predictScore(times, times, last, kSlopes, 1, h.cumMeanHistos, h.cumHistos, 1), 0.0F);
 }
 
-TEST(Score, AnyTablesAndTimesAreBornWithoutHarm) {
+TEST(Score, AnyTablesAndTimesAreBorneWithoutHarm) {
     Random random(14);
     SCOPED_TRACE(random.seedText());
     const auto h = std::make_unique<Histograms>();

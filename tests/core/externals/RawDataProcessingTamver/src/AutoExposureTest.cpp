@@ -461,11 +461,30 @@ TEST_F(AutoExposures, SettingsThatFailedAreNotTriedAgain) {
     EXPECT_EQ(apply(), 0);
 }
 
-TEST_F(AutoExposures, WithoutBaseTimesSettingsFail) {
-    input->specificSettings[0].numExpTimesBase = 0;
+TEST_F(AutoExposures, ChangedSettingsThatFailLeaveNoListOfTheOnesBefore) {
+    measureLevel(100);
+    ASSERT_EQ(apply(), 0);
+    ASSERT_EQ(state->numValidExpTimes, 8U);
+    input->settings.roiSettings.rois.ROIs[0].ID = 64;
+    EXPECT_EQ(apply(), 1);
+    EXPECT_EQ(state->numValidExpTimes, 0U);
+    EXPECT_EQ(apply(), 1);
+    expectProposal(400, 0);
+}
+
+TEST_F(AutoExposures, WithoutBaseTimesSettingsFailAndTheFirstCandidateIsCleared) {
+    measureLevel(100);
+    setTimes(100, 400);
+    ASSERT_EQ(apply(), 0);
+    ASSERT_EQ(state->validExpTimes[0][0], 50U);
+    ASSERT_EQ(state->validExpTimes[0][1], 100U);
+    input->specificSettings[1].numExpTimesBase = 0;
+    input->settings.continuous = 1;  // build anew
     EXPECT_EQ(apply(), 1);
     expectReports({{"AutoExposure", ""}, {"AutoExposure", ""}});
     EXPECT_EQ(state->numValidExpTimes, 0U);
+    EXPECT_EQ(state->validExpTimes[0][0], 0U);
+    EXPECT_EQ(state->validExpTimes[0][1], 0U);
 }
 
 TEST_F(AutoExposures, WithoutACandidateWithinTheLimitsSettingsFail) {
@@ -520,17 +539,91 @@ TEST_F(AutoExposures, ThePresentTimesOnTheListAreTheirOwnNearest) {
 }
 
 TEST_F(AutoExposures, AllPixelsInTheLastBinHalveTheLimit) {
-    // q = 2049, doubled 4098; 2047 / 4098 * 900 = 449.6. All candidates up to 400 predict nothing but
-    // saturated pixels and score 0; the first of them wins.
+    // A last knee point of 2048 lets the last bin score, and a longer time score higher: the limit decides.
+    // q = 2049, doubled 4098; 2048 / 4098 * 900 = 449.8. Not doubled it would allow 600.
+    param->score_x_kneepoints[3] = 2048;
+    measureLevel(2048);
+    setTimes(900);
+    ASSERT_EQ(apply(), 0);
+    expectProposal(400, 0);
+    // Predicted level 2048 * 400 / 900 = 910.2, in the last piece, which begins with 0.5 + 10 + 8 at 100.
+    EXPECT_NEAR(output->score_predicted, 18.5F + 0.01F * (910.2F - 100.0F), 0.01F);
+}
+
+TEST_F(AutoExposures, PixelsThatAllSaturateLeadToTheFirstCandidate) {
+    // Up to the limit of 449.6 all candidates predict nothing but saturated pixels and score 0.
     measureLevel(2048);
     setTimes(900);
     ASSERT_EQ(apply(), 0);
     expectProposal(50, 0);
     EXPECT_EQ(output->score_predicted, 0.0F);
-    // 50 / 2 is below the shortest time, which therefore stays allowed.
-    setTimes(50);
+}
+
+TEST_F(AutoExposures, AQuantileFrom2048OnIsDoubled) {
+    // All pixels in the bin from 2047 to 2048, at 600 us; a longer time scores higher.
+    measureLevel(2047);
+    setTimes(600);
+    // q = 2048, doubled 4096; 2047 / 4096 * 600 = 299.9.
+    input->specificSettings[0].saturationCheckQuantile = 1.0F;
     ASSERT_EQ(apply(), 0);
-    expectProposal(50, 0);
+    expectProposal(250, 0);
+    // q = 2047.5; 2047 / 2047.5 * 600 = 599.9.
+    input->specificSettings[0].saturationCheckQuantile = 0.5F;
+    ASSERT_EQ(apply(), 0);
+    expectProposal(400, 0);
+}
+
+TEST_F(AutoExposures, TheLimitIsAtLeastTheFirstCandidate) {
+    // 2047 / 4098 * 250 = 124.9 would exclude the whole list.
+    input->settings.expTimeLowerLimit = 250;
+    measureLevel(2048);
+    setTimes(250);
+    ASSERT_EQ(apply(), 0);
+    ASSERT_EQ(state->validExpTimes[0][0], 250U);
+    expectProposal(250, 0);
+}
+
+TEST_F(AutoExposures, TheLimitIsAtLeastTheShortestTime) {
+    // 100 pixels beyond the last bin at 600 us: 2047 / 4098 * 600 = 299.7 allows 250, the shortest time 400.
+    measureLevel(1000, kPixelCount - 100);
+    histogram(0)[2048] = 100;
+    setTimes(600);
+    ASSERT_EQ(apply(), 0);
+    expectProposal(250, 0);
+    param->minExpTime = 400;  // the list stays: it goes by the settings
+    ASSERT_EQ(apply(), 0);
+    expectProposal(400, 0);
+}
+
+// With a long exposure that shows nothing but saturated pixels, all that is known is the short one. A long
+// time under test below the measured one draws on it: 60 levels at 100 us are 180 at 300 us, which scores
+// 18.5 + 0.01 * (180 - 100) = 19.3, more than 150 at 250 us (19.0), 120 at 200 us (18.7) and less. Where the
+// long time is not below the measured one, the short time under test counts alone: 150 at 250 us at best. So
+// (100, 300), the first of the pairs with 300 us, is best. The nearest, (50, 400), has 30 levels and 17.8.
+
+TEST_F(AutoExposures, TheShorterExposureSetsTheSaturationLimit) {
+    // q = 61, the limit 2047 / 61 * 100 = 3356. By the longer exposure it would be 50: (50, 250).
+    clearHistograms();
+    histogram(0)[60] = kPixelCount;
+    histogram(1)[2048] = kPixelCount;
+    setTimes(100, 400);
+    ASSERT_EQ(apply(), 0);
+    expectProposal(100, 300);
+    EXPECT_NEAR(output->score_predicted, 19.3F, 0.001F);
+}
+
+TEST_F(AutoExposures, TheSaturationLimitTakesTheShareForTheNumberOfExposures) {
+    // A tenth saturates even the short exposure. Seven eighths must not: q is below 61. By the share for one
+    // exposure, all pixels, q would lie in the last bin, and the limit would be 50: (50, 250).
+    clearHistograms();
+    histogram(0)[60] = kPixelCount - kPixelCount / 10;
+    histogram(0)[2048] = kPixelCount / 10;
+    histogram(1)[2048] = kPixelCount;
+    input->specificSettings[0].saturationCheckQuantile = 1.0F;
+    input->specificSettings[1].saturationCheckQuantile = 0.875F;
+    setTimes(100, 400);
+    ASSERT_EQ(apply(), 0);
+    expectProposal(100, 300);
 }
 
 TEST_F(AutoExposures, TooManySaturatedPixelsForceAShorterTime) {
@@ -603,8 +696,6 @@ TEST_F(AutoExposures, ATooLongPresentTimeIsLeftEvenWithoutAGain) {
 }
 
 TEST_F(AutoExposures, TheFirstCandidateBeyondTheLimitMayStillBeTheNearest) {
-    // At 400 us half the pixels show 300, half 1000; the limit is 2047 / 1001 * 400 = 818. At 800 us the
-    // nearest is 900, which is beyond the limit of the frame, though the present time is not.
     measureLevel(600, kPixelCount / 2);
     histogram(0)[2000] = kPixelCount / 2;
     setTimes(810);
@@ -683,7 +774,7 @@ TEST_F(AutoExposures, FollowsASceneFromBrightToDarkAndBackWithinFiveFrames) {
     expectReports({});
 }
 
-TEST_F(AutoExposures, AnySettingsAndHistogramsAreBornWithoutHarm) {
+TEST_F(AutoExposures, AnySettingsAndHistogramsAreBorneWithoutHarm) {
     Random random(31);
     SCOPED_TRACE(random.seedText());
     const int32_t integers[] = {kMin, -1, 0, 1, 2, 50, 38528, kMax - 1, kMax};

@@ -228,7 +228,7 @@ TEST(SetupFft2, EachPartThatDoesNotFitHasItsLine) {
     }
 }
 
-TEST(SetupFft2, AWidthThatIsNoMultipleOf32IsLine1270And36) {
+TEST(SetupFft2, AnIllegalWidthIsLine1270And36) {
     for (const int32_t width : {0, 1, 31, 33, 48, 224, -64, std::numeric_limits<int32_t>::min()}) {
         const Reports reports;
         Buffer buffer(100000);
