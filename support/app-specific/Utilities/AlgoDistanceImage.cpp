@@ -119,8 +119,8 @@ void AlgoDistanceImage::assignReceivedChunks(bool fromCustomPin) {
         try {
             assignInput();
         } catch (...) {
-            // A record that cannot be read leaves the former one in force; the packet's image waits for the
-            // next.
+            // What came before the fault stays; the flags and the test of the parameters wait for the next
+            // good record.
         }
     }
     if (m_prioCustom) {
