@@ -5,6 +5,7 @@
 #include <cstring>
 #include <memory>
 #include <stdexcept>
+#include <string_view>
 
 #include "PacketZelta.h"
 #include "QorDescriptors.h"
@@ -41,12 +42,23 @@ void assignRecords(const Packet& packet, QorDistanceImageIFCalib& calibration, Q
                  sizeof auxInfo, "QorDICIAuxiliaryParam", false);
 }
 
+/** Never fails: where memory ran out, the text is cut to what fits in the place of the last one. */
+void keepError(std::string_view prefix, std::string_view what) noexcept {
+    try {
+        g_lastError.reserve(prefix.size() + what.size());
+    } catch (...) {
+        prefix = prefix.substr(0, g_lastError.capacity());
+        what = what.substr(0, g_lastError.capacity() - prefix.size());
+    }
+    g_lastError.assign(prefix).append(what);
+}
+
 /** The text goes into the record as far as it fits; `errorOccured` stays 0, callers learn of it from the
  * result. */
-void recordError(const char* what) {
-    g_lastError = std::string(kExceptionPrefix) + what;
-    std::copy_n(g_lastError.data(), std::min(g_lastError.size(), sizeof diciError.ErrorMsg),
-                diciError.ErrorMsg);
+void recordError(std::string_view what) noexcept {
+    constexpr std::string_view prefix = kExceptionPrefix;
+    auto* const end = std::copy(prefix.begin(), prefix.end(), diciError.ErrorMsg);
+    std::copy_n(what.begin(), std::min(what.size(), sizeof diciError.ErrorMsg - prefix.size()), end);
 }
 
 Bytes copyOf(const void* data, int size) {
@@ -102,18 +114,19 @@ alif_int32_t CalibInterpreter_Apply(const Packet& packet, QorDistanceImageIFCali
         assignRecords(packet, calibration, auxInfo, indices);
     } catch (const std::exception& e) {
         recordError(e.what());
+        keepError(kExceptionPrefix, e.what());
         retVal = 1;
     } catch (...) {
-        g_lastError = kUnknownException;
+        keepError(kUnknownException, "");
         return 1;
     }
     try {
         fillAnswer(packet, indices, measBuffer, measBuffersArraySize);
     } catch (const std::exception& e) {
-        g_lastError = std::string(kExceptionPrefix) + e.what();
+        keepError(kExceptionPrefix, e.what());
         return 1;
     } catch (...) {
-        g_lastError = kUnknownException;
+        keepError(kUnknownException, "");
         return 1;
     }
     return retVal;

@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "AlgoDistanceImage.h"
 
@@ -12,6 +13,16 @@ namespace {
 
 std::unique_ptr<AlgoDistanceImage> g_algoInstance;
 std::string g_lastExceptionMessage;
+
+/** Never fails: where memory ran out, the text is cut to what fits in the place of the last one. */
+void keepMessage(std::string_view text) noexcept {
+    try {
+        g_lastExceptionMessage.reserve(text.size());
+    } catch (...) {
+        text = text.substr(0, g_lastExceptionMessage.capacity());
+    }
+    g_lastExceptionMessage.assign(text);
+}
 
 }  // namespace
 
@@ -32,9 +43,9 @@ int32_t processZelta(const void* dataPacket, int32_t dataPacketBytes, int32_t fr
     try {
         return g_algoInstance->processZelta(dataPacket, dataPacketBytes, fromCustomPin == 1) ? 1 : 0;
     } catch (const std::exception& e) {
-        g_lastExceptionMessage = e.what();
+        keepMessage(e.what());
     } catch (...) {
-        g_lastExceptionMessage = "Unknown exception";
+        keepMessage("Unknown exception");
     }
     *exceptionOccured = 1;
     return 0;

@@ -8,6 +8,7 @@
 
 #include "Camera.h"
 #include "QorDescriptors.h"
+#include "Utilities/Allocator.h"
 
 namespace {
 
@@ -315,6 +316,29 @@ TEST_F(CalibInterpreterDecipher, AnExceptionOfNoStandardTypeLeavesTheBuffersUnto
 TEST_F(CalibInterpreterDecipher, WithoutAFunctionTheDefinitionIsACryptError) {
     EXPECT_EQ(apply({encipheredCalibration(), camera_.auxiliaryChunk()}), 1);
     EXPECT_NE(errorText().find("Crypt error"), std::string::npos) << errorText();
+}
+
+/** A failure whose text does not fit where the last one stood, under a memory that ends a little later each
+ * time: at the text itself, too. */
+TEST_F(CalibInterpreterDecipher, NoExceptionLeavesWhereverMemoryRunsOut) {
+    static std::string longest(1000, 'x');
+    longest += longest;
+    zelta::setDecipher(
+        [](unsigned int, unsigned int, unsigned char*, unsigned int) { throw std::runtime_error(longest); });
+    const std::string whole = kPrefix + longest;
+    const std::string noMemory = std::string(kPrefix) + "std::bad_alloc";
+    const std::vector<OwnedChunk> chunks = {encipheredCalibration(), camera_.auxiliaryChunk()};
+    const Packet packet = host_testing::viewOf(chunks);
+    std::string message;
+    for (std::size_t allocations = 0; message != whole && allocations < 1000; ++allocations) {
+        host_testing::g_allocationsLeft = allocations;
+        const int result = DICI_Qor::CalibInterpreter_Apply(packet, *calibration_, auxInfo_, measBuffer_, 6);
+        host_testing::g_allocationsLeft = host_testing::kMemoryWithoutEnd;
+        ASSERT_EQ(result, 1) << allocations;
+        message = DICI_Qor::GetLastErrorString();
+        ASSERT_TRUE(whole.rfind(message, 0) == 0 || noMemory.rfind(message, 0) == 0) << message;
+    }
+    EXPECT_EQ(message, whole);
 }
 
 }  // namespace

@@ -8,9 +8,24 @@
 namespace host_testing {
 
 bool g_nextAllocationThrowsANumber = false;
+std::size_t g_allocationsLeft = kMemoryWithoutEnd;
 bool g_newMemoryIsDirty = false;
 std::size_t g_allocations = 0;
 
+namespace {
+
+void* take(std::size_t size) {
+    if (g_allocationsLeft == 0) {
+        return nullptr;
+    }
+    if (g_allocationsLeft != kMemoryWithoutEnd) {
+        --g_allocationsLeft;
+    }
+    ++g_allocations;
+    return std::malloc(size == 0 ? 1 : size);
+}
+
+}  // namespace
 }  // namespace host_testing
 
 // Those that a sanitizer would otherwise replace alone: a block may come from one and go to another.
@@ -19,8 +34,7 @@ void* operator new(std::size_t size) {
         host_testing::g_nextAllocationThrowsANumber = false;
         throw 42;
     }
-    ++host_testing::g_allocations;
-    void* const memory = std::malloc(size == 0 ? 1 : size);
+    void* const memory = host_testing::take(size);
     if (memory == nullptr) {
         throw std::bad_alloc();
     }
@@ -31,8 +45,7 @@ void* operator new(std::size_t size) {
 }
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    ++host_testing::g_allocations;
-    return std::malloc(size == 0 ? 1 : size);
+    return host_testing::take(size);
 }
 
 void operator delete(void* memory) noexcept {

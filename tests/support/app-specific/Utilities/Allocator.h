@@ -1,15 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// An allocator for a whole test program, the plug-in that it loads included: it counts, and it fails in an
-// uncommon way when a test asks for it.
+// An allocator for a whole test program, the plug-in that it loads included: it counts, and it fails when a
+// test asks for it.
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 namespace host_testing {
 
 /** The next allocation throws an int, which is no exception class. */
 extern bool g_nextAllocationThrowsANumber;
+
+/** This many allocations succeed, then memory has run out. Take it back before the test framework needs some.
+ */
+inline constexpr std::size_t kMemoryWithoutEnd = SIZE_MAX;
+extern std::size_t g_allocationsLeft;
 
 /** New memory is full of 0xA5 bytes. */
 extern bool g_newMemoryIsDirty;

@@ -232,6 +232,32 @@ TEST_F(QorPlugin, AnExceptionOfAnUnknownTypeIsUnknown) {
     start();
 }
 
+/** The flag stands and nothing escapes, also when there is no memory left to keep the text in. */
+TEST_F(QorPlugin, NoExceptionLeavesWhereverMemoryRunsOut) {
+    const std::string whole = "Unable to find requested channel 3228 in ZeltaChunk vector";
+    const std::string noMemory = "std::bad_alloc";
+    const Bytes packet = camera_.calibrationPacket();
+    EXPECT_EQ(plugin_.process(camera_.customizationPacket(), 1), kNothing)
+        << "what the plug-in keeps is there";
+    std::string message;
+    bool wasCut = false;
+    for (std::size_t allocations = 0; message != whole && allocations < 1000; ++allocations) {
+        int32_t exceptionOccured = 0;
+        host_testing::g_allocationsLeft = allocations;
+        const int32_t result =
+            plugin_.processZelta(packet.data(), static_cast<int32_t>(packet.size()), 1, &exceptionOccured);
+        host_testing::g_allocationsLeft = host_testing::kMemoryWithoutEnd;
+        ASSERT_EQ(result, 0) << allocations;
+        ASSERT_EQ(exceptionOccured, 1) << allocations;
+        message = exceptionMessage();
+        ASSERT_TRUE(message == noMemory || (!message.empty() && whole.rfind(message, 0) == 0)) << message;
+        wasCut = wasCut || (message != noMemory && message.size() < whole.size());
+    }
+    EXPECT_EQ(message, whole);
+    EXPECT_TRUE(wasCut) << "memory never ran out at the text itself";
+    start();
+}
+
 TEST_F(QorPlugin, ADeclaredSizeOf4GiBIsRefusedAndAllocatesNothingOfThatSize) {
     host_testing::OwnedChunk calibration = camera_.calibrationChunk();
     std::fill_n(calibration.description.begin() + 8, 4, std::uint8_t{0xFF});
