@@ -56,7 +56,7 @@ int32_t getRequiredOutputSize(int32_t isPIL) {
 }
 
 int32_t packResult(void* dataPacket, int dataPacketSize) {
-    return g_algoInstance != nullptr ? g_algoInstance->packResult(dataPacket, dataPacketSize) : 0;
+    return g_algoInstance != nullptr ? g_algoInstance->packResult(dataPacket, dataPacketSize) : -1;
 }
 
 void getAlgoVersion(AlgoVersion* version) {

@@ -6,7 +6,7 @@
  * at the end clearAlgo.
  *
  * All but createAlgo, clearAlgo and lastExceptionMessage need an algorithm; calling them before createAlgo is
- * a fault of the host: they then do nothing and return 0 or an empty text.
+ * a fault of the host: they then do nothing and return 0, packResult -1, or an empty text.
  */
 #ifndef QOR_PLUGIN_H
 #define QOR_PLUGIN_H

@@ -116,6 +116,9 @@ TEST_F(QorPlugin, WithoutAnAlgorithmTheFunctionsAnswerNothing) {
     plugin_.clearAlgo();
     EXPECT_EQ(plugin_.process(camera_.calibrationPacket()), kNothing);
     EXPECT_EQ(plugin_.getRequiredOutputSize(0), 0);
+    Bytes untouched(4, 9);
+    EXPECT_EQ(plugin_.packResult(untouched.data(), 4), -1);
+    EXPECT_EQ(untouched, Bytes(4, 9));
     EXPECT_STREQ(plugin_.lastMessage(), "");
     EXPECT_STREQ(plugin_.prettyName(), "");
     AlgoVersion version = {9, 9, 9};
