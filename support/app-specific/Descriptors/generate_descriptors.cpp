@@ -22,7 +22,7 @@ template <class T>
 inline constexpr bool isReference<Ref<T>> = true;
 #endif
 
-/** Kind of a number on the wire. Texts are signed bytes on every target, enumerations signed numbers. */
+/** Kind of a number on the wire. Texts are signed bytes on every target, enumerations signed words. */
 template <class T>
 constexpr zelta::TypeIdentifier kindOf() {
     if constexpr (std::is_floating_point_v<T>) {
@@ -30,7 +30,8 @@ constexpr zelta::TypeIdentifier kindOf() {
     } else if constexpr (std::is_same_v<T, char>) {
         return zelta::TypeSigned;
     } else if constexpr (std::is_enum_v<T>) {
-        return kindOf<std::underlying_type_t<T>>();
+        static_assert(sizeof(T) == 4 && std::is_signed_v<std::underlying_type_t<T>>);
+        return zelta::TypeSigned;
     } else {
         return std::is_signed_v<T> ? zelta::TypeSigned : zelta::TypeUnsigned;
     }
