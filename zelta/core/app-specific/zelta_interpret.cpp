@@ -13,6 +13,7 @@
 #include <limits>
 #include <map>
 #include <set>
+#include <span>
 #include <string_view>
 #include <type_traits>
 
@@ -84,17 +85,6 @@ TypeRef findChild(const IType& parent, const std::string& name) {
     return TypeRef();
 }
 
-/// Elements of a node behind an index: the product of the dimensions that the index does not cover.
-unsigned int openCount(const IType& node, std::size_t indexEntries) {
-    std::uint32_t product = 1;
-    bool isEmpty = false;
-    for (std::size_t i = indexEntries; i < node.dimensions.size(); ++i) {
-        isEmpty = isEmpty || node.dimensions[i] == 0;
-        product = saturatingMultiply(product, node.dimensions[i]);
-    }
-    return isEmpty ? 0 : product;
-}
-
 /// The number of "[" in the last segment.
 unsigned int lastSegmentGroups(const std::string& expression) {
     const std::size_t dot = expression.rfind('.');
@@ -147,7 +137,7 @@ TypeRef typeFromExpression(const TypeRef& type, const std::string& expression, u
         displacement = saturatingAdd(displacement, saturatingMultiply(node->size, node->index2lin(index)));
     }
     offset = displacement;
-    count = openCount(*node, index.size());
+    count = elementCount(std::span(node->dimensions).subspan(index.size()));
     return node;
 }
 

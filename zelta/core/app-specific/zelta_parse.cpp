@@ -35,13 +35,7 @@ IType::IType(const std::string& name_, const std::vector<unsigned int>& dimensio
 IType::~IType() = default;
 
 unsigned int IType::count() const {
-    std::uint32_t product = 1;
-    bool isEmpty = false;
-    for (const unsigned int dimension : dimensions) {
-        isEmpty = isEmpty || dimension == 0;
-        product = saturatingMultiply(product, dimension);
-    }
-    return isEmpty ? 0 : product;
+    return elementCount(dimensions);
 }
 
 std::vector<unsigned int> IType::startIterate() const {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstdint>
+#include <span>
 
 namespace zelta {
 
@@ -18,6 +19,17 @@ constexpr std::uint32_t saturatingAdd(std::uint32_t a, std::uint32_t b) noexcept
 
 constexpr std::uint32_t saturatingMultiply(std::uint32_t a, std::uint32_t b) noexcept {
     return saturate(std::uint64_t{a} * b);
+}
+
+/// Elements behind these dimensions: none where one of them is 0, however large the others are.
+constexpr std::uint32_t elementCount(std::span<const unsigned int> dimensions) noexcept {
+    std::uint32_t product = 1;
+    bool isEmpty = false;
+    for (const unsigned int dimension : dimensions) {
+        isEmpty = isEmpty || dimension == 0;
+        product = saturatingMultiply(product, dimension);
+    }
+    return isEmpty ? 0 : product;
 }
 
 /// For sizes and offsets that are kept as int.
