@@ -13,6 +13,7 @@
 #include <limits>
 #include <memory>
 #include <numeric>
+#include <utility>
 #include <vector>
 
 #include "ALfftRule.h"
@@ -615,6 +616,13 @@ TEST_P(StraylightState, AnImageTooLargeForTheHalvesIsLine253) {
         EXPECT_EQ(apply(3), 1);
         EXPECT_EQ(reports.all(), (Lines{"StraylightCorrectio 253", "StraylightCorrectio 207"}));
     }
+}
+
+TEST_P(StraylightState, AReducedImageThatFillsAHalfPasses) {
+    setRandomImages(1024, 864);  // 512 x 432 is 221184; the image itself is too large for what comes last
+    const Reports reports;
+    EXPECT_EQ(apply(5), 1);
+    EXPECT_EQ(reports.all(), (Lines{"StraylightCorrectio 281", "StraylightCorrectio 207"}));
 }
 
 TEST_P(StraylightState, AnImageLargerThanTheTransformIsLine266) {

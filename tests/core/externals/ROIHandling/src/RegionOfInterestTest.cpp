@@ -11,6 +11,7 @@
 #include <limits>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ALErrorHandling.h"
@@ -362,8 +363,19 @@ TEST_F(Regions, EdgesThatTouchCross) {
     EXPECT_EQ(ispolysimple(reversed(apart)), -2);
 }
 
+TEST_F(Regions, EdgesOfADeterminantBelowTheSmallestCountAsParallel) {
+    // The dent that touches the bottom, made small: the determinant is 36 times the square of the size.
+    for (const auto& [size, shape] : {std::pair(0x1p-14F, 0), {0x1p-17F, 2}}) {  // 1.3e-7, 2.1e-9
+        ROIPolygon polygon = polygonOf({{1, 1}, {4, 7}, {7, 1}, {7, 7}, {1, 7}});
+        for (AlgoPoint2D& point : polygon.points2D) {
+            point = {point.x * size, point.y * size};
+        }
+        EXPECT_EQ(ispolysimple(polygon), shape) << size;
+    }
+}
+
 TEST_F(Regions, ParallelEdgesNeverCross) {
-    // All edges across the notch are parallel; two of them lie on one line.
+    // The sides of the notch are parallel, and the edges left and right of it lie on one line.
     const ROIPolygon notch = polygonOf({{0, 0}, {6, 0}, {6, 4}, {4, 4}, {4, 2}, {2, 2}, {2, 4}, {0, 4}});
     EXPECT_EQ(ispolysimple(notch), 2);
 }
