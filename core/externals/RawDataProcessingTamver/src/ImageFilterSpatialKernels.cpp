@@ -152,6 +152,9 @@ void meansOfTile(DF df, const FilterBand& band, int32_t firstColumn, int32_t cou
 template <int32_t kHalf>
 void computeMeans(const FilterBand& band) {
     const hn::ScalableTag<float32_t> df;
+    if (band.firstLine >= band.lastLine) {
+        return;  // lines without pixels in them may be of any width
+    }
     const int32_t columns = band.width - 2 * kHalf;
     for (int32_t first = 0; first < columns; first += kMeanTile) {
         const int32_t count = std::min(columns - first, kMeanTile);

@@ -394,7 +394,8 @@ TEST_F(SpatialFilters, TheMediansOwnFailureIsNotPassedOn) {
 TEST_F(SpatialFilters, ImagesNarrowerThanTheMaskStayAsTheyAre) {
     const SpatialFilterMeanSettings meanSettings = {FilterMaskSize_5x5};
     settings_.maskSize = FilterMaskSize_5x5;
-    for (const auto& [columns, rows] : {std::pair(4, 9), {1, 9}, {12, 4}, {12, 1}, {0, 9}, {12, 0}, {kMax, 0}, {0, kMax}}) {
+    for (const auto& [columns, rows] :
+         {std::pair(4, 9), {1, 9}, {12, 4}, {12, 1}, {0, 9}, {12, 0}, {kMax, 0}, {0, kMax}}) {
         EXPECT_EQ(
             applySpatialMeanFilter(distance.data(), columns, rows, 0, rows, scratch.get(), &meanSettings), 0);
         EXPECT_EQ(applySpatialBilateralFilter(distance.data(), columns, rows, 0, rows, scratch.get(),

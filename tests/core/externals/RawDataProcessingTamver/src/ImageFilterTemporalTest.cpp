@@ -295,7 +295,7 @@ TEST_F(AdaptiveExponential, LimitsOfTheChangeInFallingOrderLetTheWeightFall) {
     // A slope of (0.75 - 0.25) / (0.1 - 0.5) = -1.25 and an offset of 0.25 + 1.25 * 0.5 = 0.875.
     settings_ = {0.5F, 0.25F, 0.1F, 0.75F};
     filtered(2.0F, 1.0F);
-    EXPECT_EQ(filtered(4.0F, 1.0F), 3.5F);          // no change: 0.875, cut to 0.75; 0.75 * 4 + 0.25 * 2
+    EXPECT_EQ(filtered(4.0F, 1.0F), 3.5F);           // no change: 0.875, cut to 0.75; 0.75 * 4 + 0.25 * 2
     EXPECT_NEAR(filtered(5.5F, 1.3F), 4.5F, 1e-5F);  // a change of 0.3: 0.875 - 0.375 = 0.5
     EXPECT_NEAR(filtered(8.5F, 9.0F), 5.5F, 1e-5F);  // a large one: 0.25; 0.25 * 8.5 + 0.75 * 4.5
 }
