@@ -153,7 +153,7 @@ template <int32_t kHalf>
 void computeMeans(const FilterBand& band) {
     const hn::ScalableTag<float32_t> df;
     if (band.firstLine >= band.lastLine) {
-        return;  // lines without pixels in them may be of any width
+        return;  // an image without lines may be of any width
     }
     const int32_t columns = band.width - 2 * kHalf;
     for (int32_t first = 0; first < columns; first += kMeanTile) {
