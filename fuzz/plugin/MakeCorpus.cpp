@@ -8,12 +8,14 @@
 
 #include "Camera.h"
 #include "Session.h"
+#include "zelta/Seeds.h"
 
 namespace {
 
 using fuzz::SessionWriter;
 using host_testing::Bytes;
 using host_testing::OwnedChunk;
+using zelta::fuzz::nestedPayload;
 
 class Folder {
  public:
@@ -125,22 +127,6 @@ void writeHostileNumbers(const Folder& folder) {
             folder.write(std::string("calibration-") + member.name + "-" + std::to_string(high), session);
         }
     }
-}
-
-/** `depth` structs in each other around one number. */
-std::string nestedPayload(unsigned int depth) {
-    std::string payload;
-    for (unsigned int i = 0; i < depth; ++i) {
-        payload += std::string("d\0\0\0\1s", 6) + std::string("e\0\0\0\0f\0\0\0\0g\0\0\0\4", 15);
-        payload += i == 0 ? std::string("h\0\0\0\xC8", 5) : std::string();
-        payload += std::string("\x96\0\0\0\xFE", 5);
-    }
-    payload += std::string("d\0\0\0\1x", 6) + std::string("e\0\0\0\0f\0\0\0\0g\0\0\0\4", 15);
-    payload += std::string("\x96\0\0\0\1", 5);
-    for (unsigned int i = 0; i < depth; ++i) {
-        payload += std::string("\x96\0\0\0\xFF", 5);
-    }
-    return payload;
 }
 
 void writeHostilePackets(const Folder& folder) {

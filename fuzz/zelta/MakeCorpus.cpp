@@ -1,16 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 // Writes the seeds of the fuzz targets with the library's own writers: make_corpus FOLDER.
-#include <zlib.h>
-
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 
 #include "Seeds.h"
+#include "zelta/TestTypes.h"
 
 namespace {
 
 using zelta::TypeRef;
+using zelta::fuzz::nestedPayload;
+using zelta::test::deflated;
 
 class Folder {
  public:
@@ -30,43 +31,10 @@ class Folder {
     std::filesystem::path m_path;
 };
 
-/// `depth` structs in each other and one number at the bottom, as a payload: deeper than a tree may be.
-std::string nestedPayload(unsigned int depth) {
-    const TypeRef number(new zelta::ElementaryType("x", {}, 0, 4, zelta::EndianLittle, zelta::TypeSigned));
-    const TypeRef empty(new zelta::StructType("s", {}, 0, 4, zelta::EndianLittle, {}));
-    std::string outer;
-    zelta::recGenerate_v_1_0(outer, empty, true);
-    std::string inner;
-    zelta::recGenerate_v_1_0(inner, empty, false);
-    constexpr std::size_t kEndBytes = 5;
-    const std::string end = outer.substr(outer.size() - kEndBytes);
-    outer.resize(outer.size() - kEndBytes);
-    inner.resize(inner.size() - kEndBytes);
-
-    std::string payload = outer;
-    for (unsigned int i = 1; i < depth; ++i) {
-        payload += inner;
-    }
-    zelta::recGenerate_v_1_0(payload, number, false);
-    for (unsigned int i = 0; i < depth; ++i) {
-        payload += end;
-    }
-    return payload;
-}
-
 std::string payloadOf(const TypeRef& type) {
     std::string payload;
     zelta::recGenerate_v_1_0(payload, type, true);
     return payload;
-}
-
-std::string deflated(const std::string& bytes) {
-    uLongf size = compressBound(static_cast<uLong>(bytes.size()));
-    std::string stream(size, '\0');
-    compress2(reinterpret_cast<Bytef*>(stream.data()), &size, reinterpret_cast<const Bytef*>(bytes.data()),
-              static_cast<uLong>(bytes.size()), Z_BEST_COMPRESSION);
-    stream.resize(size);
-    return stream;
 }
 
 std::string version1(const std::string& stream, unsigned int declaredSize) {
@@ -87,6 +55,14 @@ std::string version3(const std::string& stored, unsigned int declaredSize, bool 
 
 std::string plain(const std::string& payload) {
     return version3(payload, static_cast<unsigned int>(payload.size()), false);
+}
+
+/// A record of 4 GiB, so it says, of structs of one byte.
+std::string endlessDefinition() {
+    const TypeRef number(new zelta::ElementaryType("x", {}, 0, 1, zelta::EndianLittle, zelta::TypeUnsigned));
+    const TypeRef structs(new zelta::StructType("s", {0xFFFFFFFFU}, 0, 1, zelta::EndianLittle, {number}));
+    return plain(
+        payloadOf(TypeRef(new zelta::StructType("R", {}, 0, 0xFFFFFFFFU, zelta::EndianLittle, {structs}))));
 }
 
 void writeDefinitions(const Folder& folder) {
@@ -113,6 +89,7 @@ void writeDefinitions(const Folder& folder) {
                                                  zelta::EndianLittle, zelta::TypeFloat));
     folder.write("huge", plain(payloadOf(TypeRef(new zelta::StructType("R", {}, 0, 0xFFFFFFFFU,
                                                                        zelta::EndianLittle, {huge, huge})))));
+    folder.write("endless", endlessDefinition());
 }
 
 void writeExpressions(const Folder& folder) {
@@ -127,6 +104,7 @@ void writeExpressions(const Folder& folder) {
     for (const std::string& expression : zelta::validExpressions(zelta::fuzz::sampleType())) {
         folder.write("valid-" + std::to_string(number++), expression + "\n" + definition);
     }
+    folder.write("endless", "R.s\n" + endlessDefinition());
 }
 
 void writePackets(const Folder& folder) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Type trees that seeds and fuzz targets share.
+// Type trees and payloads that seeds and fuzz targets share.
 #pragma once
 
 #include <string>
@@ -22,6 +22,30 @@ inline TypeRef sampleType(TypeEndianess endianess = EndianLittle) {
                        {number("a", TypeSigned, 4, 0, {2, 3}), number("text", TypeSigned, 1, 24, {9}), point,
                         number("d", TypeFloat, 8, 72), number("flag", TypeUnsigned, 1, 80),
                         number("counter", TypeUnsigned, 2, 82)}));
+}
+
+/// `depth` structs in each other and one number at the bottom, as a payload: deeper than a tree may be.
+inline std::string nestedPayload(unsigned int depth) {
+    const TypeRef number(new ElementaryType("x", {}, 0, 4, EndianLittle, TypeSigned));
+    const TypeRef empty(new StructType("s", {}, 0, 4, EndianLittle, {}));
+    std::string outer;
+    recGenerate_v_1_0(outer, empty, true);
+    std::string inner;
+    recGenerate_v_1_0(inner, empty, false);
+    constexpr std::size_t kEndBytes = 5;
+    const std::string end = outer.substr(outer.size() - kEndBytes);
+    outer.resize(outer.size() - kEndBytes);
+    inner.resize(inner.size() - kEndBytes);
+
+    std::string payload = outer;
+    for (unsigned int i = 1; i < depth; ++i) {
+        payload += inner;
+    }
+    recGenerate_v_1_0(payload, number, false);
+    for (unsigned int i = 0; i < depth; ++i) {
+        payload += end;
+    }
+    return payload;
 }
 
 }  // namespace zelta::fuzz

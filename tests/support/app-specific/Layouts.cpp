@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Layouts.h"
 
-#include <zlib.h>
-
 #include <algorithm>
 #include <cstring>
 #include <stdexcept>
+
+#include "zelta/TestTypes.h"
 
 namespace host_testing {
 namespace {
@@ -207,19 +207,8 @@ Bytes nativeDefinition(zelta::DefinitionGetter getter) {
 
 namespace {
 
-Bytes deflated(const std::string& payload) {
-    uLongf size = compressBound(static_cast<uLong>(payload.size()));
-    Bytes stream(size);
-    if (compress2(stream.data(), &size, reinterpret_cast<const Bytef*>(payload.data()),
-                  static_cast<uLong>(payload.size()), Z_BEST_COMPRESSION) != Z_OK) {
-        throw std::runtime_error("compress2 failed");
-    }
-    stream.resize(size);
-    return stream;
-}
-
 Bytes definitionOf(const std::string& payload, unsigned int version, bool enciphered) {
-    const Bytes stream = deflated(payload);
+    const std::string stream = zelta::test::deflated(payload);
     Bytes definition;
     definition.reserve(stream.size() + 16);
     for (const unsigned int byte : {0xDAU, 0xDEU, version >> 8U, version & 0xFFU}) {
