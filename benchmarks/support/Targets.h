@@ -20,6 +20,18 @@ inline void countPixels(benchmark::State& state) {
                            benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
 
+/** Repeats `work(workload())` as long as the benchmark asks for. */
+template <class Workload, class Work>
+auto repeat(Workload& (*workload)(), Work work) {
+    return [workload, work](benchmark::State& state) {
+        Workload& w = workload();
+        for (auto _ : state) {
+            work(w);
+            benchmark::ClobberMemory();
+        }
+    };
+}
+
 /** Registers `run(state)` once for each target that the machine can run, under name/TARGET. */
 template <class Run>
 void registerOnEveryTarget(const std::string& name, Run run) {

@@ -19,6 +19,11 @@ struct Workload : testing_support::DistnoiseFrame {
             confidence[i] = static_cast<uint16_t>(random.integer(0, 1) * 0x0010 + random.integer(0, 1));
         }
     }
+
+    void applyWithLimit(float metres) {
+        input.distNoiseThreshold = metres;
+        apply();
+    }
 };
 
 Workload& workload() {
@@ -26,24 +31,13 @@ Workload& workload() {
     return instance;
 }
 
-/** Repeats `work(workload)` as long as the benchmark asks for. */
-template <class Work>
-auto repeat(float distNoiseThreshold, Work work) {
-    return [=](benchmark::State& state) {
-        Workload& w = workload();
-        w.input.distNoiseThreshold = distNoiseThreshold;
-        for (auto _ : state) {
-            work(w);
-            benchmark::ClobberMemory();
-        }
-    };
-}
-
 const bool registered = [] {
     using namespace benchmark_support;
-    registerOnEveryTarget("distanceNoise", repeat(0.0F, [](Workload& w) { w.apply(); }));
-    registerScalar("distanceNoise", repeat(0.0F, [](Workload& w) { rule::distanceNoise(w.input, w.inout); }));
-    registerOnEveryTarget("distanceNoiseWithALimit", repeat(0.05F, [](Workload& w) { w.apply(); }));
+    registerOnEveryTarget("distanceNoise", repeat(workload, [](Workload& w) { w.applyWithLimit(0.0F); }));
+    registerScalar("distanceNoise",
+                   repeat(workload, [](Workload& w) { rule::distanceNoise(w.input, w.inout); }));
+    registerOnEveryTarget("distanceNoiseWithALimit",
+                          repeat(workload, [](Workload& w) { w.applyWithLimit(0.05F); }));
     return true;
 }();
 

@@ -14,6 +14,7 @@ namespace {
 
 using benchmark_support::registerOnEveryTarget;
 using benchmark_support::registerScalar;
+using benchmark_support::repeat;
 
 /** One frame's worth of random raw images and a calibration with all corrections. */
 struct Workload {
@@ -67,39 +68,29 @@ Workload& workload() {
     return instance;
 }
 
-/** Repeats `work(workload)` as long as the benchmark asks for. */
-template <class Work>
-auto repeat(Work work) {
-    return [work](benchmark::State& state) {
-        Workload& w = workload();
-        for (auto _ : state) {
-            work(w);
-            benchmark::ClobberMemory();
-        }
-    };
-}
-
 const bool registered = [] {
-    registerOnEveryTarget("unpackToXYS",
-                          repeat([](Workload& w) { NEON_RawToXYS(w.state.get(), 100, 3995, 1, 0x0010); }));
-    registerScalar("unpackToXYS", repeat([](Workload& w) {
+    registerOnEveryTarget("unpackToXYS", repeat(workload, [](Workload& w) {
+                              NEON_RawToXYS(w.state.get(), 100, 3995, 1, 0x0010);
+                          }));
+    registerScalar("unpackToXYS", repeat(workload, [](Workload& w) {
                        rule::rawToXYS(*w.state, 100, 3995, 1, 0x0010, nullptr, nullptr);
                    }));
-    registerOnEveryTarget("unpackToXYSWithHistogram", repeat([](Workload& w) {
+    registerOnEveryTarget("unpackToXYSWithHistogram", repeat(workload, [](Workload& w) {
                               NEON_RawToXYS_histo(w.state.get(), 100, 3995, 1, 0x0010, w.roi.data(),
                                                   w.histogram.data());
                           }));
-    registerScalar("unpackToXYSWithHistogram", repeat([](Workload& w) {
+    registerScalar("unpackToXYSWithHistogram", repeat(workload, [](Workload& w) {
                        rule::rawToXYS(*w.state, 100, 3995, 1, 0x0010, w.roi.data(), w.histogram.data());
                    }));
-    registerOnEveryTarget("mergeExposures", repeat([](Workload& w) {
+    registerOnEveryTarget("mergeExposures", repeat(workload, [](Workload& w) {
                               RawToDist_MergeExposures(w.state.get(), 0.01F, 0.002F);
                           }));
     registerScalar("mergeExposures",
-                   repeat([](Workload& w) { rule::mergeExposures(*w.state, 0.01F, 0.002F); }));
-    registerOnEveryTarget("phase", repeat([](Workload& w) { RawToDist_ComputePhase(w.input, w.output); }));
-    registerScalar("phase", repeat([](Workload& w) { rule::computePhase(w.input, w.output); }));
-    registerOnEveryTarget("phaseWithDriftCompensation", repeat([](Workload& w) {
+                   repeat(workload, [](Workload& w) { rule::mergeExposures(*w.state, 0.01F, 0.002F); }));
+    registerOnEveryTarget("phase",
+                          repeat(workload, [](Workload& w) { RawToDist_ComputePhase(w.input, w.output); }));
+    registerScalar("phase", repeat(workload, [](Workload& w) { rule::computePhase(w.input, w.output); }));
+    registerOnEveryTarget("phaseWithDriftCompensation", repeat(workload, [](Workload& w) {
                               RawToDistPhaseInput input = w.input;
                               input.intensity = w.intensity.data();
                               RawToDist_ComputePhase(input, w.output);

@@ -12,6 +12,7 @@ namespace {
 
 using benchmark_support::registerOnEveryTarget;
 using benchmark_support::registerScalar;
+using benchmark_support::repeat;
 
 /** Random phases and amplitudes, so that every pixel reads another place of the tables. */
 struct Workload {
@@ -52,25 +53,13 @@ Workload& workload() {
     return instance;
 }
 
-/** Repeats `work(workload)` as long as the benchmark asks for. */
-template <class Work>
-auto repeat(Work work) {
-    return [work](benchmark::State& state) {
-        Workload& w = workload();
-        for (auto _ : state) {
-            work(w);
-            benchmark::ClobberMemory();
-        }
-    };
-}
-
 void registerForward(const char* name, WigglingCalibReferenceFunc referenceFunc) {
-    registerOnEveryTarget(name, repeat([referenceFunc](Workload& w) {
+    registerOnEveryTarget(name, repeat(workload, [referenceFunc](Workload& w) {
                               const rule::WigglingTables& tables = w.tables[referenceFunc];
                               Wiggling_ComputeTrue(referenceFunc, tables.lutPhase.data(),
                                                    tables.lutAmp.data(), w.forward());
                           }));
-    registerScalar(name, repeat([referenceFunc](Workload& w) {
+    registerScalar(name, repeat(workload, [referenceFunc](Workload& w) {
                        const rule::WigglingTables& tables = w.tables[referenceFunc];
                        rule::wigglingForward(referenceFunc, tables.lutPhase.data(), tables.lutAmp.data(),
                                              w.forward());
@@ -78,10 +67,10 @@ void registerForward(const char* name, WigglingCalibReferenceFunc referenceFunc)
 }
 
 const bool registered = [] {
-    registerOnEveryTarget("wigglingBackward", repeat([](Workload& w) {
+    registerOnEveryTarget("wigglingBackward", repeat(workload, [](Workload& w) {
                               Wiggling_ComputeRaw(w.tables[0].invCalibLut.data(), w.backward());
                           }));
-    registerScalar("wigglingBackward", repeat([](Workload& w) {
+    registerScalar("wigglingBackward", repeat(workload, [](Workload& w) {
                        rule::wigglingBackward(w.tables[0].invCalibLut.data(), w.backward());
                    }));
     registerForward("wigglingForwardCircle", ReferenceFunc_UnitCircle);

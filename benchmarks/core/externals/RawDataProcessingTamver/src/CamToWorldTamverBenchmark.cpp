@@ -13,6 +13,7 @@ namespace {
 
 using benchmark_support::registerOnEveryTarget;
 using benchmark_support::registerScalar;
+using benchmark_support::repeat;
 
 /**
  * A frame in which one pixel in ten is invalid, in the records of the pipeline. Nothing is clipped, so that
@@ -53,34 +54,22 @@ Workload& workload() {
     return instance;
 }
 
-/** Repeats `work(workload)` as long as the benchmark asks for. */
-template <class Work>
-auto repeat(Work work) {
-    return [work](benchmark::State& state) {
-        Workload& w = workload();
-        for (auto _ : state) {
-            work(w);
-            benchmark::ClobberMemory();
-        }
-    };
-}
-
 const bool registered = [] {
-    registerOnEveryTarget("cartesianPoints", repeat([](Workload& w) {
+    registerOnEveryTarget("cartesianPoints", repeat(workload, [](Workload& w) {
                               CamToWorld_ComputePoints(w.pixels(), w.origin, w.clipping, kPixelCount);
                           }));
-    registerScalar("cartesianPoints", repeat([](Workload& w) {
+    registerScalar("cartesianPoints", repeat(workload, [](Workload& w) {
                        rule::computePoints(w.pixels(), w.origin, w.clipping, kPixelCount);
                    }));
-    registerOnEveryTarget("cartesianPointsInACuboidBesideTheOrigin", repeat([](Workload& w) {
+    registerOnEveryTarget("cartesianPointsInACuboidBesideTheOrigin", repeat(workload, [](Workload& w) {
                               CamToWorld_ComputePoints(w.pixels(), w.farOrigin, w.besideTheOrigin,
                                                        kPixelCount);
                           }));
-    registerOnEveryTarget("rotateRays", repeat([](Workload& w) {
+    registerOnEveryTarget("rotateRays", repeat(workload, [](Workload& w) {
                               CamToWorld_RotateVectors(w.rotation, w.state->bouget_vectors,
                                                        w.state->unit_vectors, kPixelCount);
                           }));
-    registerScalar("rotateRays", repeat([](Workload& w) {
+    registerScalar("rotateRays", repeat(workload, [](Workload& w) {
                        rule::rotateVectors(w.rotation, w.state->bouget_vectors, w.state->unit_vectors,
                                            kPixelCount);
                    }));

@@ -24,6 +24,7 @@ namespace {
 
 using benchmark_support::registerOnEveryTarget;
 using benchmark_support::registerScalar;
+using benchmark_support::repeat;
 
 constexpr uint32_t kFrames = 5;
 
@@ -64,18 +65,6 @@ struct Workload {
 Workload& workload() {
     static Workload instance;
     return instance;
-}
-
-/** Repeats `work(workload)` as long as the benchmark asks for. */
-template <class Work>
-auto repeat(Work work) {
-    return [work](benchmark::State& state) {
-        Workload& w = workload();
-        for (auto _ : state) {
-            work(w);
-            benchmark::ClobberMemory();
-        }
-    };
 }
 
 #ifdef QOR_HAVE_OPENCV
@@ -131,16 +120,18 @@ void registerTemporalFilters() {
 
 void registerSpatialFilters(int32_t halfSize, bool withHoles) {
     const std::string mean = rowName("imageFilterMean", halfSize, withHoles);
-    registerOnEveryTarget(
-        mean, repeat([=](Workload& w) { ImageFilter_ComputeMeans(halfSize, w.band(withHoles, halfSize)); }));
-    registerScalar(mean,
-                   repeat([=](Workload& w) { rule::meanFilter(halfSize, w.band(withHoles, halfSize)); }));
+    registerOnEveryTarget(mean, repeat(workload, [=](Workload& w) {
+                              ImageFilter_ComputeMeans(halfSize, w.band(withHoles, halfSize));
+                          }));
+    registerScalar(mean, repeat(workload, [=](Workload& w) {
+                       rule::meanFilter(halfSize, w.band(withHoles, halfSize));
+                   }));
     const std::string bilateral = rowName("imageFilterBilateral", halfSize, withHoles);
-    registerOnEveryTarget(bilateral, repeat([=](Workload& w) {
+    registerOnEveryTarget(bilateral, repeat(workload, [=](Workload& w) {
                               ImageFilter_ComputeBilateral(halfSize, w.weights(halfSize),
                                                            w.band(withHoles, halfSize));
                           }));
-    registerScalar(bilateral, repeat([=](Workload& w) {
+    registerScalar(bilateral, repeat(workload, [=](Workload& w) {
                        rule::bilateralFilter(halfSize, w.weights(halfSize), w.band(withHoles, halfSize));
                    }));
 #ifdef QOR_HAVE_OPENCV
@@ -163,7 +154,7 @@ const bool registered = [] {
         registerSpatialFilters(1, withHoles);
         registerSpatialFilters(2, withHoles);
     }
-    registerOnEveryTarget("imageFilterConfidence", repeat([](Workload& w) {
+    registerOnEveryTarget("imageFilterConfidence", repeat(workload, [](Workload& w) {
                               ImageFilter_UpdateConfidence(w.wallWithHoles.data(), w.confidence.data(),
                                                            kPixelCount);
                           }));

@@ -37,18 +37,6 @@ Workload& workload() {
     return instance;
 }
 
-/** Repeats `work(workload)` as long as the benchmark asks for. */
-template <class Work>
-auto repeat(Work work) {
-    return [work](benchmark::State& state) {
-        Workload& w = workload();
-        for (auto _ : state) {
-            work(w);
-            benchmark::ClobberMemory();
-        }
-    };
-}
-
 void median3x3Of(Workload& w, const std::vector<float>& image) {
     median3x3(image.data(), w.result.data(), kImageWidth, kImageHeight, 0, kImageHeight);
 }
@@ -75,15 +63,17 @@ void registerOpenCv(const char* name, int maskSize) {
 
 const bool registered = [] {
     using namespace benchmark_support;
-    registerOnEveryTarget("median3x3", repeat([](Workload& w) { median3x3Of(w, w.full); }));
-    registerOnEveryTarget("median3x3WithHoles", repeat([](Workload& w) { median3x3Of(w, w.holed); }));
-    registerScalar("median3x3WithHoles", repeat([](Workload& w) {
+    registerOnEveryTarget("median3x3", repeat(workload, [](Workload& w) { median3x3Of(w, w.full); }));
+    registerOnEveryTarget("median3x3WithHoles",
+                          repeat(workload, [](Workload& w) { median3x3Of(w, w.holed); }));
+    registerScalar("median3x3WithHoles", repeat(workload, [](Workload& w) {
                        rule::median3x3(w.holed.data(), w.result.data(), kImageWidth, kImageHeight, 0,
                                        kImageHeight);
                    }));
-    registerOnEveryTarget("median5x5", repeat([](Workload& w) { median5x5Of(w, w.full); }));
-    registerOnEveryTarget("median5x5WithHoles", repeat([](Workload& w) { median5x5Of(w, w.holed); }));
-    registerScalar("median5x5WithHoles", repeat([](Workload& w) {
+    registerOnEveryTarget("median5x5", repeat(workload, [](Workload& w) { median5x5Of(w, w.full); }));
+    registerOnEveryTarget("median5x5WithHoles",
+                          repeat(workload, [](Workload& w) { median5x5Of(w, w.holed); }));
+    registerScalar("median5x5WithHoles", repeat(workload, [](Workload& w) {
                        rule::median5x5(w.holed.data(), w.result.data(), kImageWidth, kImageHeight, 0,
                                        kImageHeight);
                    }));

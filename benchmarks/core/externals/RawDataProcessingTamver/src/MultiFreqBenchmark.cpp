@@ -15,6 +15,7 @@ namespace {
 
 using benchmark_support::registerOnEveryTarget;
 using benchmark_support::registerScalar;
+using benchmark_support::repeat;
 
 constexpr float kAcceptance = 80.0F;
 
@@ -60,18 +61,6 @@ Workload& workload() {
     return instance;
 }
 
-/** Repeats `work(workload)` as long as the benchmark asks for. */
-template <class Work>
-auto repeat(Work work) {
-    return [work](benchmark::State& state) {
-        Workload& w = workload();
-        for (auto _ : state) {
-            work(w);
-            benchmark::ClobberMemory();
-        }
-    };
-}
-
 void buildTables(benchmark::State& state) {
     testing_support::MultiFreqStage stage;
     for (auto _ : state) {
@@ -82,28 +71,28 @@ void buildTables(benchmark::State& state) {
 BENCHMARK(buildTables)->Name("multiFreqTables")->Unit(benchmark::kMicrosecond);
 
 const bool registered = [] {
-    registerOnEveryTarget("assignPair", repeat([](Workload& w) { w.assign(0, 0); }));
-    registerScalar("assignPair", repeat([](Workload& w) {
+    registerOnEveryTarget("assignPair", repeat(workload, [](Workload& w) { w.assign(0, 0); }));
+    registerScalar("assignPair", repeat(workload, [](Workload& w) {
                        rule::assignPair(w.stage.state->LUTBackward[0], w.stage.settings(kAcceptance),
                                         w.stage.pairInput(), w.stage.distance.data(),
                                         w.stage.confidence.data(), 0, kImageHeight);
                    }));
-    registerOnEveryTarget("assignPairVertically", repeat([](Workload& w) { w.assign(0, 1); }));
-    registerOnEveryTarget("assignPairByVote", repeat([](Workload& w) { w.assign(1, 0); }));
-    registerScalar("assignPairByVote", repeat([](Workload& w) {
+    registerOnEveryTarget("assignPairVertically", repeat(workload, [](Workload& w) { w.assign(0, 1); }));
+    registerOnEveryTarget("assignPairByVote", repeat(workload, [](Workload& w) { w.assign(1, 0); }));
+    registerScalar("assignPairByVote", repeat(workload, [](Workload& w) {
                        rule::assignPairByVote(w.stage.state->LUTBackward[0], w.stage.settings(kAcceptance),
                                               w.stage.pairInput(), w.stage.scratch->lineIndices,
                                               w.stage.distance.data(), w.stage.confidence.data(), 0,
                                               kImageHeight);
                    }));
     registerOnEveryTarget(
-        "combinePairs", repeat([](Workload& w) {
+        "combinePairs", repeat(workload, [](Workload& w) {
             const IntermediateRes3Freq* const pairs = w.stage.state->intermediateResults;
             MultiFreq_CombinePairs(
                 {pairs[0].distance, pairs[1].distance, pairs[0].confidence, pairs[1].confidence, 7.5F, 0.1F},
                 w.stage.distance.data(), w.stage.confidence.data(), 0, kPixelCount);
         }));
-    registerScalar("combinePairs", repeat([](Workload& w) {
+    registerScalar("combinePairs", repeat(workload, [](Workload& w) {
                        const IntermediateRes3Freq* const pairs = w.stage.state->intermediateResults;
                        rule::combinePairs(pairs[0], pairs[1], 7.5F, 0.1F, w.stage.distance.data(),
                                           w.stage.confidence.data(), 0, kPixelCount);
