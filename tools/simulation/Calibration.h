@@ -14,7 +14,7 @@
 
 namespace simulation {
 
-// Speed of light in air, metres per second, and the constant behind every unique range: half of it.
+// Speed of light in air, metres per second.
 inline constexpr double speedOfLightInAir = 299792458.0 / 1.000293;
 
 // The distance, in metres, after which the phase of one modulation frequency repeats.
@@ -53,8 +53,8 @@ struct FrequencyCalibration {
     float ambientDriftAngle = 0.0F;
 };
 
-// What a pixel with a defect does; the defects repeat in this order along badPixelIdx.
-enum class PixelDefect : std::uint8_t { StuckLow, StuckHigh, Hot };
+// What a pixel does that it should not.
+enum class PixelDefect : std::uint8_t { None, StuckLow, StuckHigh, Hot };
 
 struct HoppingEntry {
     std::uint16_t fid = 0;
@@ -69,9 +69,9 @@ struct Calibration {
     std::vector<HoppingEntry> frequencyHoppingTable;
     std::int16_t minDiff = 0;  // the range of a sample outside which it counts as saturated
     std::int16_t maxDiff = 4095;
-    std::vector<float> vignetting;  // gain that makes the amplitude even over the image, at least 1
-    std::vector<std::int32_t> badPixelIdx;
-    std::vector<std::int16_t> FPN;  // dark level per pixel, counts
+    std::vector<float> vignetting;          // gain that makes the amplitude even over the image, at least 1
+    std::vector<std::int32_t> badPixelIdx;  // in turn stuck low, stuck high and hot
+    std::vector<std::int16_t> FPN;          // dark level per pixel, counts
     SensorProperties sensor;
 };
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Elementary functions that give the same bits on every machine. Mathematics libraries differ in the last bit
-// between systems and even between processors; these use nothing but + - * / and exact scaling by powers of
-// two, so that one seed means one recording, wherever it is made.
+// between systems and even between processors; these use nothing but + - * /, the exact square root and exact
+// scaling by powers of two, so that one seed means one recording, wherever it is made.
 
 #pragma once
 

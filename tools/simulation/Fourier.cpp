@@ -15,11 +15,6 @@ constexpr std::size_t size = fourierSize;
 using Complex = std::complex<double>;
 using Line = std::array<Complex, size>;
 
-// Written out: the multiplication of std::complex looks for infinities first.
-Complex product(const Complex& a, const Complex& b) {
-    return {a.real() * b.real() - a.imag() * b.imag(), a.real() * b.imag() + a.imag() * b.real()};
-}
-
 // e^(-2 pi i k / size)
 const std::array<Complex, size / 2>& roots() {
     static const std::array<Complex, size / 2> table = [] {

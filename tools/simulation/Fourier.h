@@ -16,4 +16,9 @@ inline constexpr int fourierSize = 512;  // columns and rows
 void fourierTransform(std::vector<std::complex<double>>& image);
 void inverseFourierTransform(std::vector<std::complex<double>>& image);
 
+// Written out: the multiplication of std::complex looks for infinities first.
+inline std::complex<double> product(const std::complex<double>& a, const std::complex<double>& b) {
+    return {a.real() * b.real() - a.imag() * b.imag(), a.real() * b.imag() + a.imag() * b.real()};
+}
+
 }  // namespace simulation

@@ -4,8 +4,6 @@
 
 #include <cmath>
 
-#include "simulation/Elementary.h"
-
 namespace simulation {
 namespace {
 
@@ -29,16 +27,18 @@ PhaseResponse::Harmonic PhaseResponse::harmonic(float amplitude, float angle) {
     return {static_cast<double>(amplitude), direction.sine, direction.cosine};
 }
 
+double PhaseResponse::sineOf(const SineCosine& x, const Harmonic& harmonic) {
+    return harmonic.amplitude * (x.sine * harmonic.cosineOfAngle + x.cosine * harmonic.sineOfAngle);
+}
+
+double PhaseResponse::cosineOf(const SineCosine& x, const Harmonic& harmonic) {
+    return harmonic.amplitude * (x.cosine * harmonic.cosineOfAngle - x.sine * harmonic.sineOfAngle);
+}
+
 PhaseResponse::Value PhaseResponse::evaluate(double shownPhase) const {
     const SineCosine twice = sineAndCosine(2.0 * shownPhase);
     const SineCosine fourTimes = doubled(twice);
     const SineCosine eightTimes = doubled(fourTimes);
-    const auto sineOf = [](const SineCosine& x, const Harmonic& h) {
-        return h.amplitude * (x.sine * h.cosineOfAngle + x.cosine * h.sineOfAngle);
-    };
-    const auto cosineOf = [](const SineCosine& x, const Harmonic& h) {
-        return h.amplitude * (x.cosine * h.cosineOfAngle - x.sine * h.sineOfAngle);
-    };
     return {(shownPhase - offset_) -
                 (sineOf(fourTimes, fourth_) + sineOf(twice, second_) + sineOf(eightTimes, eighth_)),
             1.0 - (4.0 * cosineOf(fourTimes, fourth_) + 2.0 * cosineOf(twice, second_) +
@@ -79,12 +79,7 @@ double PhaseResponse::shownPhase(double truePhase) const {
 
 double PhaseResponse::amplitudeFactor(double shownPhase) const {
     const SineCosine twice = sineAndCosine(2.0 * shownPhase);
-    const SineCosine fourTimes = doubled(twice);
-    return factorFourth_.amplitude *
-               (fourTimes.sine * factorFourth_.cosineOfAngle + fourTimes.cosine * factorFourth_.sineOfAngle) +
-           factorSecond_.amplitude *
-               (twice.sine * factorSecond_.cosineOfAngle + twice.cosine * factorSecond_.sineOfAngle) +
-           meanFactor_;
+    return sineOf(doubled(twice), factorFourth_) + sineOf(twice, factorSecond_) + meanFactor_;
 }
 
 }  // namespace simulation

@@ -8,6 +8,8 @@
 
 #include <array>
 
+#include "simulation/Elementary.h"
+
 namespace simulation {
 
 class PhaseResponse {
@@ -33,6 +35,10 @@ class PhaseResponse {
         double cosineOfAngle = 1.0;
     };
     static Harmonic harmonic(float amplitude, float angle);
+
+    // amplitude sin(x + angle) and amplitude cos(x + angle)
+    static double sineOf(const SineCosine& x, const Harmonic& harmonic);
+    static double cosineOf(const SineCosine& x, const Harmonic& harmonic);
 
     struct Value {
         double phase = 0.0;

@@ -3,6 +3,7 @@
 #include "simulation/Sensor.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <complex>
 
@@ -18,6 +19,9 @@ namespace {
 constexpr double largestSample = 4095.0;
 constexpr double leastCounts = 1e-9;   // less is no light; the transform leaves so much everywhere
 constexpr double hotElectrons = 40.0;  // dark current of a hot pixel, electrons per microsecond, into one tap
+
+// Along badPixelIdx the defects repeat in this order.
+constexpr std::array badPixelDefects{PixelDefect::StuckLow, PixelDefect::StuckHigh, PixelDefect::Hot};
 
 std::uint16_t toSample(double counts) {
     return static_cast<std::uint16_t>(std::floor(std::clamp(counts, 0.0, largestSample) + 0.5));
@@ -60,10 +64,13 @@ void scatter(std::vector<double>& phase, std::vector<double>& amplitude, const P
 }  // namespace
 
 Sensor::Sensor(const Calibration& calibration, std::uint64_t seed, bool photonNoise)
-    : calibration_(calibration), seed_(seed), photonNoise_(photonNoise), defects_(pixelCount, 0) {
+    : calibration_(calibration),
+      seed_(seed),
+      photonNoise_(photonNoise),
+      defects_(pixelCount, PixelDefect::None) {
     for (std::size_t k = 0; k < calibration.badPixelIdx.size(); ++k) {
         defects_.at(static_cast<std::size_t>(calibration.badPixelIdx[k])) =
-            static_cast<std::uint8_t>(1 + k % 3);
+            badPixelDefects[k % badPixelDefects.size()];
     }
 }
 
@@ -163,21 +170,18 @@ std::vector<std::uint16_t> Sensor::sampleIntensity(const ReturnedLight& light, d
 
 std::uint16_t Sensor::convert(std::size_t pixel, const PixelCharge& charge, double exposureTime,
                               std::uint32_t imageNumber) const {
-    constexpr std::uint8_t stuckLow = 1 + static_cast<std::uint8_t>(PixelDefect::StuckLow);
-    constexpr std::uint8_t stuckHigh = 1 + static_cast<std::uint8_t>(PixelDefect::StuckHigh);
-    constexpr std::uint8_t hot = 1 + static_cast<std::uint8_t>(PixelDefect::Hot);
-    const std::uint8_t defect = defects_[pixel];
-    if (defect == stuckLow) {
+    const PixelDefect defect = defects_[pixel];
+    if (defect == PixelDefect::StuckLow) {
         return 0;
     }
-    if (defect == stuckHigh) {
+    if (defect == PixelDefect::StuckHigh) {
         return static_cast<std::uint16_t>(largestSample);
     }
     const SensorProperties& sensor = calibration_.sensor;
     const double difference = charge.difference / sensor.countsPerElectron;
     double tapA = std::max(0.0, 0.5 * (charge.electrons + difference));
     double tapB = std::max(0.0, 0.5 * (charge.electrons - difference));
-    if (defect == hot) {
+    if (defect == PixelDefect::Hot) {
         tapA += hotElectrons * exposureTime;
     }
     if (tapA > sensor.tapCapacity || tapB > sensor.tapCapacity) {

@@ -71,7 +71,7 @@ class Sensor {
     const Calibration& calibration_;
     std::uint64_t seed_;
     bool photonNoise_;
-    std::vector<std::uint8_t> defects_;  // per pixel 0, or 1 + PixelDefect
+    std::vector<PixelDefect> defects_;  // per pixel
 };
 
 }  // namespace simulation

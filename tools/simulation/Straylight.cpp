@@ -7,7 +7,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <string>
 
@@ -96,10 +95,7 @@ void Straylight::addTo(std::vector<Complex>& phasors) const {
         }
         fourierTransform(square);
         for (std::size_t i = 0; i < square.size(); ++i) {
-            const Complex a = square[i];
-            const Complex b = spectrum_[i];
-            square[i] = {a.real() * b.real() - a.imag() * b.imag(),
-                         a.real() * b.imag() + a.imag() * b.real()};
+            square[i] = product(square[i], spectrum_[i]);
         }
         inverseFourierTransform(square);
         for (std::size_t i = 0; i < phasors.size(); ++i) {
