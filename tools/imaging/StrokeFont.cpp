@@ -11,9 +11,8 @@ namespace {
 
 // A glyph in writing: strokes separated by blanks. A stroke begins with its kind, '-' straight, '~' a curve
 // from its first to its last point, 'o' a closed curve; then points, each an x ('0' to '9', 'A' to 'C' for 10
-// to 12) and a y
-// ('a' to 's' for -4 to 14, 'e' is the baseline, 'o' the height of small letters). A curve is the quadratic
-// B-spline of its points: it touches the middle of every inner leg.
+// to 12) and a y ('a' to 's' for -4 to 14, 'e' is the baseline, 'o' the height of small letters). A curve is
+// the quadratic B-spline of its points: it touches the middle of every inner leg.
 struct Writing {
     char character;
     double width;
@@ -25,7 +24,9 @@ constexpr auto writings = std::to_array<Writing>({
     {'!', 0, "-0e0e -0i0s"},
     {'"', 3, "-0s0p -3s3p"},
     {'#', 8, "-1e3s -5e7s -0i8i -0n8n"},
+    {'$', 8, "~8o8q0q0l8l8g0g0i -4s4e"},
     {'%', 10, "o0n4n4s0s o6eAeAj6j -1eAs"},
+    {'&', 9, "~9e1o1s6s6o0k0e6e9k"},
     {'\'', 0, "-0s0p"},
     {'(', 3, "~3s0o0g3c"},
     {')', 3, "~0s3o3g0c"},
@@ -51,6 +52,7 @@ constexpr auto writings = std::to_array<Writing>({
     {'=', 8, "-0i8i -0m8m"},
     {'>', 7, "-0o7k0g"},
     {'?', 7, "~0p0s7s7m3m3i -3e3e"},
+    {'@', 12, "o3i8i8o3o ~8o8iCiCs0s0e9e"},
     {'A', 9, "-0e4s5s9e -2i7i"},
     {'B', 9, "-0e0s4s ~4s8s8l4l -4l0l ~4l9l9e4e -4e0e"},
     {'C', 9, "~9p8s0s0e8e9h"},
@@ -80,7 +82,9 @@ constexpr auto writings = std::to_array<Writing>({
     {'[', 3, "-3s0s0c3c"},
     {'\\', 6, "-0s6d"},
     {']', 3, "-0s3s3c0c"},
+    {'^', 6, "-0n3s6n"},
     {'_', 8, "-0c8c"},
+    {'`', 2, "-0s2p"},
     {'a', 7, "o0e7e7o0o -7o7e"},
     {'b', 7, "-0s0e o0e7e7o0o"},
     {'c', 7, "~7m6o0o0e6e7g"},
@@ -107,7 +111,10 @@ constexpr auto writings = std::to_array<Writing>({
     {'x', 7, "-0e7o -0o7e"},
     {'y', 7, "-0o3e4e -7o4e2a0a"},
     {'z', 6, "-0o6o0e6e"},
+    {'{', 4, "~4s2s2k0k ~0k2k2c4c"},
     {'|', 0, "-0s0b"},
+    {'}', 4, "~0s2s2k4k ~4k2k2c0c"},
+    {'~', 8, "~0j2n6h8l"},
 });
 
 constexpr Writing unknown{'\0', 7, "-0e7e7s0s0e"};

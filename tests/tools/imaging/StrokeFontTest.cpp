@@ -9,8 +9,11 @@
 namespace imaging {
 namespace {
 
+// Printable ASCII but the blank.
 constexpr std::string_view letters =
-    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789.,:;+-*/=<>()[]%#!?'\"_|\\";
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789"
+    "!\"#$%&'()*+,-./:;<=>?@[\\]^_`{|}~";
+static_assert(letters.size() == '~' - ' ');
 
 bool isEmptyBox(const StrokeGlyph& glyph) {
     return &glyph == &strokeGlyph('\x01');
