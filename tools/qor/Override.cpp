@@ -2,8 +2,8 @@
 
 #include "qor/Override.h"
 
-#include <algorithm>
 #include <span>
+#include <system_error>
 
 #include "recording/Record.h"
 
@@ -61,7 +61,13 @@ std::vector<bool> applyOverrides(const std::vector<Override>& overrides, recordi
 
 void checkOverrides(const std::vector<Override>& overrides, const std::filesystem::path& recordingPath) {
     if (overrides.empty()) {
-        return;  // a recording that comes through a pipe can be read only once
+        return;
+    }
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(recordingPath, error);
+    if (std::filesystem::is_fifo(status) || std::filesystem::is_character_file(status)) {
+        throw recording::RecordError("this needs a recording that can be read twice; " +
+                                     recordingPath.string() + " is no file.");
     }
     std::vector<Override> open = overrides;
     recording::RecordingReader reader(recordingPath);

@@ -30,7 +30,7 @@ inline std::string contentOf(const std::filesystem::path& path) {
 
 class Command : public testing::Test {
  protected:
-    // Runs in the folder of the test; `before` are settings of the environment.
+    // Runs in the folder of the test; `before` are settings of the environment or the start of a pipe.
     Outcome run(const std::string& arguments, const std::string& before = "") const {
         const std::filesystem::path output = folder_.path() / "stdout.txt";
         const std::filesystem::path errors = folder_.path() / "stderr.txt";

@@ -2,6 +2,8 @@
 //
 // qor run, with the real plug-in and with one that does as it is told.
 
+#include <sys/stat.h>
+
 #include <array>
 #include <cmath>
 
@@ -213,6 +215,22 @@ TEST_F(RunCommand, UsageErrorsExitWithTwoAndWriteNothing) {
     EXPECT_NE(run("run r.zelta --set None.a=3")
                   .errors.find("no packet of r.zelta holds a record None, which None.a=3 names."),
               std::string::npos);
+}
+
+// What --set names is looked up before anything is written, and a pipe would be empty afterwards.
+TEST_F(RunCommand, ASetMemberNeedsARecordingThatCanBeReadTwice) {
+    simulate();
+    const Outcome piped =
+        run("run /dev/stdin --pil --enlarge 1 --out p --set "
+            "QorDistanceImageIFInput.customization.minAmplitude=30",
+            "cat r.zelta |");
+    EXPECT_EQ(piped.exitCode, 2);
+    EXPECT_EQ(piped.errors,
+              "qor run: --set: this needs a recording that can be read twice; /dev/stdin is no file.\n");
+    EXPECT_FALSE(std::filesystem::exists(path("p")));
+    ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
+    EXPECT_EQ(run("run pipe --set QorDistanceImageIFInput.customization.minAmplitude=30").exitCode, 2);
+    EXPECT_EQ(run("run /dev/stdin --pil --enlarge 1 --out p", "cat r.zelta |").exitCode, 0);
 }
 
 TEST_F(RunCommand, TheRecordingIsNeverOverwritten) {
