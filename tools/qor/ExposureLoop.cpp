@@ -67,13 +67,10 @@ std::optional<ExposedFrame> ExposureLoop::process(const std::vector<std::uint8_t
                                                   const std::vector<std::int32_t>& exposureTimes) {
     algorithm_.process(packet);
     const std::vector<std::uint8_t> bytes = algorithm_.result(true);
-    zelta::Packet result;
     if (bytes.empty()) {
         return std::nullopt;
     }
-    if (zelta::packet_parse(bytes.data(), static_cast<int>(bytes.size()), result) != 0) {
-        throw plugin::PluginError("The plug-in's result is no packet.");
-    }
+    const zelta::Packet result = resultPacket(bytes);
     const std::optional<ResultFrame> finished = frameIn(result, false);
     if (!finished) {
         return std::nullopt;

@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "plugin/Plugin.h"
-#include "zelta_packet.h"
 
 namespace qor {
 

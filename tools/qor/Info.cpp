@@ -16,7 +16,7 @@
 #include "PacketZelta.h"
 #include "qor/Arguments.h"
 #include "qor/ExitCode.h"
-#include "recording/Channels.h"
+#include "recording/CameraRecords.h"
 #include "recording/Record.h"
 #include "recording/RecordingReader.h"
 
@@ -40,7 +40,7 @@ struct ChannelSummary {
 struct Summary {
     std::size_t packets = 0;
     std::uint64_t bytes = 0;
-    std::size_t frames = 0;  // input records whose sequenceCounter is 0
+    std::size_t frames = 0;
     std::map<int, ChannelSummary> channels;
     std::string damage;
 };
@@ -72,20 +72,12 @@ void addDefinition(ChannelSummary& channel, const zelta::ZeltaChunk& chunk) {
     }
 }
 
-bool beginsFrame(const zelta::ZeltaChunk& chunk) {
-    try {
-        return chunk.channelID == recording::channel::input &&
-               recording::numberOf(chunk, "QorDistanceImageIFInput.phaseInfo.sequenceCounter") == 0.0;
-    } catch (const recording::RecordError&) {
-        return false;
-    }
-}
-
 Summary summarise(recording::RecordingReader& reader) {
     Summary summary;
     try {
         while (const recording::RecordedPacket* packet = reader.next()) {
             ++summary.packets;
+            summary.frames += recording::beginsFrame(packet->chunks) ? 1 : 0;
             for (const zelta::ZeltaChunk& chunk : packet->chunks) {
                 ChannelSummary& channel = summary.channels[chunk.channelID];
                 if (channel.chunks++ == 0) {
@@ -94,7 +86,6 @@ Summary summarise(recording::RecordingReader& reader) {
                 channel.bytes +=
                     static_cast<std::uint64_t>(chunk.descSize) + static_cast<std::uint64_t>(chunk.dataSize);
                 addDefinition(channel, chunk);
-                summary.frames += beginsFrame(chunk) ? 1 : 0;
             }
         }
     } catch (const recording::RecordingError& error) {

@@ -2,30 +2,16 @@
 
 #include "qor/Replay.h"
 
-#include <memory>
+#include <optional>
 #include <utility>
 
+#include "recording/CameraRecords.h"
 #include "recording/Channels.h"
 #include "recording/Record.h"
 #include "recording/RecordingWriter.h"
 
 namespace qor {
 namespace {
-
-// A packet on this channel carries a customization of its own and goes in by its own pin.
-constexpr int customizationChannel = 3228;
-
-bool beginsFrame(const zelta::Packet& packet) {
-    const zelta::ZeltaChunk* const input = recording::findChunk(packet, recording::channel::input);
-    if (input == nullptr) {
-        return false;
-    }
-    try {
-        return recording::numberOf(*input, "QorDistanceImageIFInput.phaseInfo.sequenceCounter") == 0.0;
-    } catch (const recording::RecordError&) {
-        return false;
-    }
-}
 
 class Replay {
  public:
@@ -64,7 +50,7 @@ class Replay {
             if (packet == nullptr) {
                 return;
             }
-            if (beginsFrame(packet->chunks)) {
+            if (recording::beginsFrame(packet->chunks)) {
                 if (settings_.frames.isOver(framesBegun_)) {
                     counts_.stopped = true;
                     return;
@@ -99,7 +85,9 @@ class Replay {
         bool failed = false;
         try {
             applyOverrides(settings_.overrides, packet);
-            const bool fromCustomPin = recording::findChunk(packet.chunks, customizationChannel) != nullptr;
+            // A customization of its own goes in by its own pin.
+            const bool fromCustomPin =
+                recording::findChunk(packet.chunks, recording::channel::customization) != nullptr;
             plugin_.process(packet.bytes, fromCustomPin);
         } catch (const recording::RecordError& error) {
             return fail(error.what());
@@ -125,10 +113,7 @@ class Replay {
             return;
         }
         writer_.write(bytes);
-        zelta::Packet result;
-        if (zelta::packet_parse(bytes.data(), static_cast<int>(bytes.size()), result) != 0) {
-            throw plugin::PluginError("The plug-in's result is no packet.");
-        }
+        const zelta::Packet result = resultPacket(bytes);
         std::optional<ResultFrame> frame;
         try {
             frame = frameIn(result, settings_.withCoordinates);

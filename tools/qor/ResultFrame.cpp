@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <string>
 
+#include "plugin/Plugin.h"
 #include "recording/Channels.h"
 #include "recording/Record.h"
 #include "simulation/Image.h"
@@ -22,6 +23,14 @@ std::uint32_t wholeNumber(const zelta::ZeltaChunk& chunk, const char* member) {
 }
 
 }  // namespace
+
+zelta::Packet resultPacket(const std::vector<std::uint8_t>& bytes) {
+    zelta::Packet packet;
+    if (zelta::packet_parse(bytes.data(), static_cast<int>(bytes.size()), packet) != 0) {
+        throw plugin::PluginError("The plug-in's result is no packet.");
+    }
+    return packet;
+}
 
 std::optional<ResultFrame> frameIn(const zelta::Packet& result, bool withCoordinates) {
     const zelta::ZeltaChunk* const chunk = recording::findChunk(result, recording::channel::result);

@@ -12,9 +12,13 @@
 
 namespace qor {
 
-inline constexpr std::uint8_t invalidBit = 0x01;       // of the confidence image
+// Bits of the confidence image.
+inline constexpr std::uint8_t invalidBit = 0x01;
 inline constexpr std::uint8_t saturatedBit = 0x02;     // a raw sample at its limit
+inline constexpr std::uint8_t asymmetricBit = 0x04;    // the four samples fit no sine
+inline constexpr std::uint8_t lowAmplitudeBit = 0x08;  // or too much noise of the distance
 inline constexpr std::uint8_t lastExposureBit = 0x10;  // set: the pixel was taken from the last exposure
+inline constexpr std::uint8_t unassignedBit = 0x20;    // the frequencies agree on no distance
 
 // Positions of the pixels, row by row, metres.
 struct Coordinates {
@@ -34,6 +38,10 @@ struct ResultFrame {
     std::uint32_t timestamp = 0;             // microseconds
     std::optional<Coordinates> coordinates;  // if they are wanted and valid
 };
+
+// What the plug-in left as its result, taken apart; it points into the bytes. Throws plugin::PluginError if
+// it is no packet.
+zelta::Packet resultPacket(const std::vector<std::uint8_t>& bytes);
 
 // The frame that a result packet holds, if it holds one. Throws recording::RecordError, with a sentence, for
 // a record that is not what it has to be.

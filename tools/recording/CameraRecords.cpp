@@ -114,10 +114,6 @@ Member rawImageDescription() {
     return structure("QorRawPhaseData", {uint8("phaseData", {simulation::rawImageBytes})});
 }
 
-std::string element(const std::string& array, std::size_t index) {
-    return array + "[" + std::to_string(index) + "]";
-}
-
 template <typename T, typename Values>
 void setArray(Record& record, const std::string& expression, const Values& values) {
     record.set<T>(expression, std::vector<T>(values.begin(), values.end()));
@@ -260,6 +256,18 @@ std::vector<std::uint8_t> ImagePackets::packetOf(const simulation::RawImage& ima
     std::vector<zelta::ZeltaChunk> chunks{input_.chunk(channel::input), rawImage_.chunk(channel::rawImage)};
     chunks.insert(chunks.end(), more.begin(), more.end());
     return recording::packetOf(chunks);
+}
+
+bool beginsFrame(const zelta::Packet& packet) {
+    const zelta::ZeltaChunk* const input = findChunk(packet, channel::input);
+    if (input == nullptr) {
+        return false;
+    }
+    try {
+        return numberOf(*input, "QorDistanceImageIFInput.phaseInfo.sequenceCounter") == 0.0;
+    } catch (const RecordError&) {
+        return false;
+    }
 }
 
 }  // namespace recording

@@ -52,4 +52,8 @@ class ImagePackets {
     Record rawImage_;
 };
 
+// Whether a frame begins with the packet: the sequenceCounter of its first input record is 0. A packet whose
+// input record is not there or cannot be read begins none.
+bool beginsFrame(const zelta::Packet& packet);
+
 }  // namespace recording

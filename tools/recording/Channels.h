@@ -11,6 +11,7 @@ inline constexpr int input = 3208;
 inline constexpr int result = 3210;
 inline constexpr int calibration = 3212;
 inline constexpr int auxiliary = 3226;
+inline constexpr int customization = 3228;
 
 // What is true about the frames beside the images that tell about it. No algorithm listens here.
 inline constexpr int sceneTruth = 9000;

@@ -202,6 +202,10 @@ TypeRef typeOf(const ZeltaChunk& chunk) {
     }
 }
 
+std::string element(const std::string& array, std::size_t index) {
+    return array + "[" + std::to_string(index) + "]";
+}
+
 unsigned int countOf(const TypeRef& type, const std::string& expression) {
     return placeOf(type, expression).count;
 }

@@ -66,6 +66,9 @@ const zelta::ZeltaChunk* findChunk(const zelta::Packet& packet, int channel);
 // The type of a chunk, of the library's cache. Throws RecordError if its definition is damaged or empty.
 zelta::TypeRef typeOf(const zelta::ZeltaChunk& chunk);
 
+// "array[3]", the expression of one element.
+std::string element(const std::string& array, std::size_t index);
+
 // The number of elements that an expression addresses. Throws RecordError if it addresses nothing.
 unsigned int countOf(const zelta::TypeRef& type, const std::string& expression);
 

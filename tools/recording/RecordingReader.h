@@ -11,18 +11,12 @@
 #include <filesystem>
 #include <memory>
 #include <span>
-#include <stdexcept>
 #include <vector>
 
+#include "recording/RecordingError.h"
 #include "zelta_packet.h"
 
 namespace recording {
-
-// A recording that cannot be opened, or is cut off or damaged, told in a sentence with the byte offset.
-class RecordingError : public std::runtime_error {
- public:
-    using std::runtime_error::runtime_error;
-};
 
 // One packet of a recording. Its bytes may be changed in place, except sizes and marks.
 struct RecordedPacket {

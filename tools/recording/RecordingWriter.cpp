@@ -6,7 +6,7 @@
 #include <cstring>
 #include <system_error>
 
-#include "recording/RecordingReader.h"
+#include "recording/RecordingError.h"
 
 namespace recording {
 

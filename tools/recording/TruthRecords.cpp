@@ -20,10 +20,6 @@ constexpr std::size_t longestSceneName = 32;
 constexpr unsigned int mostFrequencies = simulation::largestFrequencyCount;
 constexpr unsigned int mostExposures = 8;
 
-std::string element(const std::string& array, std::size_t index) {
-    return array + "[" + std::to_string(index) + "]";
-}
-
 void setImage(Record& record, const std::string& expression, const std::vector<double>& values) {
     std::vector<float> image(values.size());
     std::transform(values.begin(), values.end(), image.begin(),

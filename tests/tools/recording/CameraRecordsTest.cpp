@@ -148,6 +148,18 @@ TEST_F(Packets, MoreChunksTravelAlong) {
     EXPECT_EQ(parse(packets.packetOf(image)).size(), 2U);
 }
 
+TEST_F(Packets, AFrameBeginsWithTheInputRecordWhoseSequenceCounterIsZero) {
+    ImagePackets packets(calibration_, {});
+    simulation::RawImage image;
+    image.phaseData.assign(simulation::rawImageBytes, 0);
+    EXPECT_TRUE(beginsFrame(parse(packets.packetOf(image))));
+    image.sequenceCounter = 1;
+    EXPECT_FALSE(beginsFrame(parse(packets.packetOf(image))));
+    EXPECT_FALSE(beginsFrame(parse(calibrationPacket(calibration_, 1))));
+    const Record other(structure("Other", {int32("sequenceCounter")}));
+    EXPECT_FALSE(beginsFrame(parse(packetOf({other.chunk(channel::input)}))));
+}
+
 TEST_F(Packets, AnImageOfAnotherSizeIsRefused) {
     ImagePackets packets(calibration_, {});
     simulation::RawImage image;
