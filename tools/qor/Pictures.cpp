@@ -6,10 +6,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "imaging/Figure.h"
 #include "imaging/Png.h"
 #include "imaging/PointCloud.h"
+#include "qor/Quantile.h"
 #include "simulation/Image.h"
 
 namespace qor {
@@ -46,16 +48,16 @@ std::uint8_t stateOf(std::uint8_t confidence) {
     if (!has(invalidBit)) {
         return has(lastExposureBit) ? LastExposure : FirstExposure;
     }
-    if (has(0x02)) {
+    if (has(saturatedBit)) {
         return Saturated;
     }
-    if (has(0x20)) {
+    if (has(unassignedBit)) {
         return Unassigned;
     }
-    if (has(0x08)) {
+    if (has(lowAmplitudeBit)) {
         return LowAmplitude;
     }
-    return has(0x04) ? Asymmetric : OtherFault;
+    return has(asymmetricBit) ? Asymmetric : OtherFault;
 }
 
 constexpr double largestSample = 4095.0;  // counts
@@ -150,10 +152,9 @@ Range distanceRangeOf(const ResultFrame& frame) {
     if (distances.empty()) {
         return {};
     }
-    const auto rank = distances.begin() + static_cast<std::ptrdiff_t>(distances.size() / 100 * 99);
-    std::nth_element(distances.begin(), rank, distances.end());
+    const double furthest = quantile(std::move(distances), 0.99);
     constexpr double step = 0.5;  // metres
-    return {0.0, std::clamp(std::ceil(static_cast<double>(*rank) / step) * step, step, 1000.0)};
+    return {0.0, std::clamp(std::ceil(furthest / step) * step, step, 1000.0)};
 }
 
 }  // namespace qor
