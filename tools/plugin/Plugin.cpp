@@ -9,12 +9,7 @@
 #include <limits>
 #include <system_error>
 
-// As the interface of the plug-in declares it, outside any namespace.
-struct AlgoVersion {
-    std::uint32_t major = 0;
-    std::uint32_t minor = 0;
-    std::uint32_t patch = 0;
-};
+#include "QorPlugin.h"
 
 namespace plugin {
 namespace {
@@ -49,15 +44,15 @@ auto guarded(const char* what, Work work) {
 }  // namespace
 
 struct Plugin::Functions {
-    void (*createAlgo)() = nullptr;
-    void (*clearAlgo)() = nullptr;
-    std::int32_t (*processZelta)(const void*, std::int32_t, std::int32_t, std::int32_t*) = nullptr;
-    std::int32_t (*getRequiredOutputSize)(std::int32_t) = nullptr;
-    int (*packResult)(void*, int) = nullptr;
-    void (*getAlgoVersion)(AlgoVersion*) = nullptr;
-    const char* (*lastMessage)() = nullptr;
-    const char* (*prettyName)() = nullptr;
-    const char* (*lastExceptionMessage)() = nullptr;
+    decltype(&::createAlgo) createAlgo = nullptr;
+    decltype(&::clearAlgo) clearAlgo = nullptr;
+    decltype(&::processZelta) processZelta = nullptr;
+    decltype(&::getRequiredOutputSize) getRequiredOutputSize = nullptr;
+    decltype(&::packResult) packResult = nullptr;
+    decltype(&::getAlgoVersion) getAlgoVersion = nullptr;
+    decltype(&::lastMessage) lastMessage = nullptr;
+    decltype(&::prettyName) prettyName = nullptr;
+    decltype(&::lastExceptionMessage) lastExceptionMessage = nullptr;
 };
 
 struct Plugin::Library {
@@ -157,7 +152,7 @@ std::string Plugin::name() const {
 }
 
 std::string Plugin::version() const {
-    AlgoVersion version;
+    AlgoVersion version{};
     functions_->getAlgoVersion(&version);
     return std::to_string(version.major) + "." + std::to_string(version.minor) + "." +
            std::to_string(version.patch);

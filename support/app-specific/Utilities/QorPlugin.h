@@ -19,15 +19,20 @@
 #define QOR_PLUGIN_EXPORT __attribute__((visibility("default")))
 #endif
 
-#ifdef __cplusplus
-struct AlgoVersion;
-extern "C" {
+/* Among the sources of the algorithm, ALTypes.h has the version as one of its records. */
+#if defined(__cplusplus) && __has_include("ALTypes.h")
+#include "ALTypes.h"
 #else
+/** Version of the algorithm. */
 typedef struct AlgoVersion {
     uint32_t major;
     uint32_t minor;
     uint32_t patch;
 } AlgoVersion;
+#endif
+
+#ifdef __cplusplus
+extern "C" {
 #endif
 
 /** Creates the algorithm; one that exists is destroyed. */
@@ -57,6 +62,7 @@ QOR_PLUGIN_EXPORT int32_t getRequiredOutputSize(int32_t isPIL);
  */
 QOR_PLUGIN_EXPORT int32_t packResult(void* dataPacket, int dataPacketSize);
 
+/** Fills `version`; without an algorithm it stays as it is. */
 QOR_PLUGIN_EXPORT void getAlgoVersion(struct AlgoVersion* version);
 
 /* Texts are valid until they change. */

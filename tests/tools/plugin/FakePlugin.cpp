@@ -18,14 +18,9 @@
 #include <string>
 #include <vector>
 
+#include "QorPlugin.h"
 #include "recording/Channels.h"
 #include "recording/Record.h"
-
-struct AlgoVersion {
-    std::uint32_t major;
-    std::uint32_t minor;
-    std::uint32_t patch;
-};
 
 namespace {
 
@@ -141,20 +136,18 @@ std::string lastException;
 
 }  // namespace
 
-#define FAKE_EXPORT extern "C" __attribute__((visibility("default")))
-
-FAKE_EXPORT void createAlgo() {
+void createAlgo() {
     note("createAlgo");
     algorithm = std::make_unique<Algorithm>();
 }
 
-FAKE_EXPORT void clearAlgo() {
+void clearAlgo() {
     note("clearAlgo");
     algorithm.reset();
 }
 
-FAKE_EXPORT std::int32_t processZelta(const void* bytes, std::int32_t size, std::int32_t fromCustomPin,
-                                      std::int32_t* exceptionOccured) {
+std::int32_t processZelta(const void* bytes, std::int32_t size, std::int32_t fromCustomPin,
+                          std::int32_t* exceptionOccured) {
     note("processZelta " + std::to_string(size) + " " + std::to_string(fromCustomPin));
     *exceptionOccured = 0;
     try {
@@ -166,26 +159,26 @@ FAKE_EXPORT std::int32_t processZelta(const void* bytes, std::int32_t size, std:
     return 0;
 }
 
-FAKE_EXPORT std::int32_t getRequiredOutputSize(std::int32_t isPIL) {
+std::int32_t getRequiredOutputSize(std::int32_t isPIL) {
     note("getRequiredOutputSize " + std::to_string(isPIL));
     return algorithm->requiredSize(isPIL == 1);
 }
 
-FAKE_EXPORT int packResult(void* bytes, int size) {
+std::int32_t packResult(void* bytes, int size) {
     note("packResult");
     return algorithm->pack(bytes, size);
 }
 
-FAKE_EXPORT void getAlgoVersion(AlgoVersion* version) {
+void getAlgoVersion(AlgoVersion* version) {
     *version = {1, 22, 333};
 }
 
-FAKE_EXPORT const char* lastMessage() {
+const char* lastMessage() {
     return "fake message";
 }
-FAKE_EXPORT const char* prettyName() {
+const char* prettyName() {
     return "Fake Algorithm";
 }
-FAKE_EXPORT const char* lastExceptionMessage() {
+const char* lastExceptionMessage() {
     return lastException.c_str();
 }
