@@ -23,7 +23,6 @@
 #include "qor/Report.h"
 #include "recording/CameraRecords.h"
 #include "recording/Channels.h"
-#include "recording/RecordingReader.h"
 #include "recording/RecordingWriter.h"
 #include "recording/TruthRecords.h"
 #include "simulation/Camera.h"
@@ -266,35 +265,30 @@ std::string sceneList() {
     return text;
 }
 
-}  // namespace
-
-void addSimulate(CLI::App& app, int& exitCode) {
-    const auto options = std::make_shared<Options>();
-    CLI::App* command = app.add_subcommand(
-        "simulate",
-        "Write a recording of the raw images that a camera would take of a synthetic scene, and the truth");
+// The scene, the camera and what the recording asks for.
+void addCameraOptions(CLI::App& command, Options& options) {
     std::vector<std::string> sceneNames;
     for (const simulation::Scene& scene : simulation::namedScenes()) {
         sceneNames.push_back(scene.name);
     }
-    command->add_option("--scene", options->scene, "Scene, one of those below")
+    command.add_option("--scene", options.scene, "Scene, one of those below")
         ->check(CLI::IsMember(sceneNames))
         ->type_name("NAME")
         ->capture_default_str();
-    command->add_option("--frames", options->frames, "Frames to simulate")
+    command.add_option("--frames", options.frames, "Frames to simulate")
         ->check(CLI::Range(1, 100000))
         ->type_name("N")
         ->capture_default_str();
     command
-        ->add_option("--exposures", options->exposures,
-                     "One or two exposure times in microseconds, shorter first")
+        .add_option("--exposures", options.exposures,
+                    "One or two exposure times in microseconds, shorter first")
         ->delimiter(',')
         ->expected(1, 2)
         ->type_name("T1[,T2]")
         ->default_str("1000");
     command
-        ->add_option("--frequencies", options->frequencies,
-                     "One or two modulation frequencies in Hz, or with a unit: 60MHz,80MHz")
+        .add_option("--frequencies", options.frequencies,
+                    "One or two modulation frequencies in Hz, or with a unit: 60MHz,80MHz")
         ->delimiter(',')
         ->expected(1, 2)
         ->transform(
@@ -302,74 +296,92 @@ void addSimulate(CLI::App& app, int& exitCode) {
                                   CLI::AsNumberWithUnit::CASE_INSENSITIVE))
         ->type_name("F1[,F2]")
         ->default_str("60MHz");
-    command->add_option("--seed", options->seed, "Selects the specimen of the camera and its noise")
+    command.add_option("--seed", options.seed, "Selects the specimen of the camera and its noise")
         ->check(checkSeed)
         ->type_name("N")
         ->capture_default_str();
-    command->add_option("--ambient", options->ambient, "Ambient light in kilolux, 0 to 1000")
+    command.add_option("--ambient", options.ambient, "Ambient light in kilolux, 0 to 1000")
         ->check(numberFrom(0.0, 1000.0))
         ->type_name("KLX")
         ->capture_default_str();
     command
-        ->add_option("--temperature", options->temperature,
-                     "Temperature of the illumination in degrees Celsius, -100 to 200")
+        .add_option("--temperature", options.temperature,
+                    "Temperature of the illumination in degrees Celsius, -100 to 200")
         ->check(numberFrom(-100.0, 200.0))
         ->type_name("C")
         ->capture_default_str();
-    command->add_flag("--no-noise", options->noNoise,
-                      "No photon and read noise; the rounding to 12 bits remains");
-    command->add_flag("--no-wiggling", options->noWiggling,
-                      "A sensor whose correlation function is a pure sine");
-    command->add_flag("--no-fixed-pattern", options->noFixedPattern, "A sensor whose pixels are all alike");
+    command.add_flag("--no-noise", options.noNoise,
+                     "No photon and read noise; the rounding to 12 bits remains");
+    command.add_flag("--no-wiggling", options.noWiggling,
+                     "A sensor whose correlation function is a pure sine");
+    command.add_flag("--no-fixed-pattern", options.noFixedPattern, "A sensor whose pixels are all alike");
     command
-        ->add_option("--straylight", options->straylight,
-                     "Point spread function by which the lens scatters light: 449 x 345 floats,\n"
-                     "for example that of the algorithm, straylight_psf.f32 beside libqor.so")
+        .add_option("--straylight", options.straylight,
+                    "Point spread function by which the lens scatters light: 449 x 345 floats,\n"
+                    "for example that of the algorithm, straylight_psf.f32 beside libqor.so")
         ->type_name("FILE");
-    command->add_flag("--intensity-image", options->intensityImage,
-                      "Begin each frame with an intensity image, and ask for the noise of the distances");
+    command.add_flag("--intensity-image", options.intensityImage,
+                     "Begin each frame with an intensity image, and ask for the noise of the distances");
     command
-        ->add_option("--min-amplitude", options->minAmplitude,
-                     "Raw counts below which the recording asks for pixels to be invalid")
+        .add_option("--min-amplitude", options.minAmplitude,
+                    "Raw counts below which the recording asks for pixels to be invalid")
         ->check(numberFrom(0.0, 1.0e6))
         ->type_name("COUNTS")
         ->capture_default_str();
     command
-        ->add_option("--brightness-steps", options->brightnessSteps,
-                     "From a frame on, the scene returns FACTOR times its light: 10:0.05,20:1\n"
-                     "is dark from frame 10 and bright again from frame 20")
+        .add_option("--brightness-steps", options.brightnessSteps,
+                    "From a frame on, the scene returns FACTOR times its light: 10:0.05,20:1\n"
+                    "is dark from frame 10 and bright again from frame 20")
         ->delimiter(',')
         ->check(checkBrightnessStep)
         ->type_name("FRAME:FACTOR,...");
+}
+
+void addExposureControlOptions(CLI::App& command, Options& options) {
     CLI::Option* const autoExposure =
-        command->add_flag("--auto-exposure", options->autoExposure,
-                          "Run the plug-in along and use the exposure times that it proposes for the next\n"
-                          "frame; --exposures are those of the first");
+        command.add_flag("--auto-exposure", options.autoExposure,
+                         "Run the plug-in along and use the exposure times that it proposes for the next\n"
+                         "frame; --exposures are those of the first");
     command
-        ->add_option("--max-exposure", options->longestExposure,
-                     "Longest exposure time that may be proposed, microseconds")
+        .add_option("--max-exposure", options.longestExposure,
+                    "Longest exposure time that may be proposed, microseconds")
         ->needs(autoExposure)
         ->check(CLI::Range(50, 1000000))
         ->type_name("T")
         ->capture_default_str();
     command
-        ->add_option("--max-saturated", options->saturatedPixels,
-                     "Pixels that may be saturated in the shorter exposure")
+        .add_option("--max-saturated", options.saturatedPixels,
+                    "Pixels that may be saturated in the shorter exposure")
         ->needs(autoExposure)
         ->check(CLI::Range(0, 38528))
         ->type_name("N")
         ->capture_default_str();
     command
-        ->add_option("--plugin", options->plugin,
-                     "Plug-in to propose them; by default libqor.so that belongs to this command")
+        .add_option("--plugin", options.plugin,
+                    "Plug-in to propose them; by default libqor.so that belongs to this command")
         ->needs(autoExposure)
         ->type_name("FILE");
-    command->add_option("-o,--out", options->file, "The recording; its folders are made if needed")
+}
+
+void addOutputOptions(CLI::App& command, Options& options) {
+    command.add_option("-o,--out", options.file, "The recording; its folders are made if needed")
         ->check(checkRecordingName)
         ->type_name("FILE.zelta")
         ->capture_default_str();
-    command->add_flag("--json", options->json, "Print what was made as JSON");
-    command->add_flag("--quiet", options->quiet, "No progress and no report; only what is wrong");
+    command.add_flag("--json", options.json, "Print what was made as JSON");
+    command.add_flag("--quiet", options.quiet, "No progress and no report; only what is wrong");
+}
+
+}  // namespace
+
+void addSimulate(CLI::App& app, int& exitCode) {
+    const auto options = std::make_shared<Options>();
+    CLI::App* command = app.add_subcommand(
+        "simulate",
+        "Write a recording of the raw images that a camera would take of a synthetic scene, and the truth");
+    addCameraOptions(*command, *options);
+    addExposureControlOptions(*command, *options);
+    addOutputOptions(*command, *options);
     command->footer(sceneList() +
                     "\nExit codes: 0 good, 1 interrupted, 2 usage, 3 the recording could not be written\n");
     command->callback([options, &exitCode] { exitCode = run(*options); });
