@@ -5,7 +5,6 @@
 #include <png.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <csetjmp>
 #include <exception>

@@ -6,7 +6,6 @@
 
 #include <chrono>
 #include <cstddef>
-#include <cstdio>
 #include <string>
 
 namespace qor {

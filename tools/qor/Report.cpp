@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include <nlohmann/json.hpp>
+#include <vector>
 
 #include "qor/Arguments.h"
 #include "simulation/Calibration.h"

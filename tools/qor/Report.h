@@ -5,7 +5,6 @@
 #pragma once
 
 #include <nlohmann/json_fwd.hpp>
-#include <vector>
 
 #include "qor/Accuracy.h"
 #include "qor/TemporalNoise.h"

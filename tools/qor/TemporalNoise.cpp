@@ -8,6 +8,7 @@
 #include "simulation/Image.h"
 
 namespace qor {
+
 void TemporalNoise::add(const ResultFrame& frame) {
     pixels_.resize(simulation::pixelCount);
     ++frames_;

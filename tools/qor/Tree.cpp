@@ -5,7 +5,6 @@
 #include <fmt/format.h>
 
 #include <filesystem>
-#include <limits>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
