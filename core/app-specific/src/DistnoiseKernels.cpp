@@ -19,7 +19,7 @@ namespace hn = hwy::HWY_NAMESPACE;
 namespace al = alsimd::HWY_NAMESPACE;
 
 /** Invalid, as its noise is above the limit. */
-constexpr int32_t kTooNoisy = 0x0209;
+constexpr int32_t kTooNoisy = kConfidenceInvalid | kConfidenceLowAmplitude | kConfidenceChanged;
 
 /**
  * The values on the way to the noise, of a line of pixels. Each loop over them is short: in a long one a

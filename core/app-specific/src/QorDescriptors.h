@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Descriptors of the records that leave the process: for each its data definition, made at build time from
+// The records that leave the process: the channel of each, and its data definition, made at build time from
 // the record's own description. A getter stores the definition's address and its size in bytes; it cannot
 // fail.
 #pragma once
@@ -8,6 +8,24 @@
 #include "ALTypes.h"
 
 using zelta_size_t = unsigned int;
+
+/** A record's data has an even channel; the definition goes out on the next one. */
+namespace channel {
+
+inline constexpr int kRawData = 3200;        ///< QorRawPhaseData
+inline constexpr int kInput = 3208;          ///< QorDistanceImageIFInput
+inline constexpr int kResult = 3210;         ///< QorDistanceImageIFOutput
+inline constexpr int kCalibration = 3212;    ///< QorDistanceImageIFCalib
+inline constexpr int kState = 3214;          ///< QorDistanceImageState
+inline constexpr int kStageInput = 3216;     ///< QorDistanceImageInput
+inline constexpr int kStageOutput = 3218;    ///< QorDistanceImageOutput
+inline constexpr int kDebug = 3220;          ///< QorDistanceImageDebug
+inline constexpr int kProfiling = 3222;      ///< QorDistanceImageProfiling
+inline constexpr int kError = 3224;          ///< QorDICIError, of the calibration interpreter
+inline constexpr int kAuxiliary = 3226;      ///< QorDICIAuxiliaryParam, for the calibration interpreter
+inline constexpr int kCustomization = 3228;  ///< QorDistanceImageCustomization
+
+}  // namespace channel
 
 #define QOR_DESCRIPTOR(record) \
     QOR_EXPORT void zeltaGet_##record(const void** dataDescriptionBuffer, zelta_size_t* bufferSize)

@@ -22,14 +22,15 @@ namespace {
 
 constexpr char_t kSourceFile[] = "core/app-specific/src/QorDistanceImageInterface";
 
-constexpr float32_t kHalfSpeedOfLight =
-    149852320.0F;  ///< in air, m/s: unique range = this / modulation frequency
+/** m/s: unique range = this / modulation frequency. */
+constexpr float32_t kHalfSpeedOfLightInAir = 149852320.0F;
 constexpr float32_t kOneDivTwoPi = 0.15915494F;
 constexpr float32_t kRangesBeforeRemainder =
     4.0F;  ///< added so that a distance is positive before it is folded
 constexpr float32_t kThreeFreqMax2FLineDistPercentage = 42.0F;
 constexpr float32_t kOneDivPixelCount = 2.5955149e-05F;
 constexpr int32_t kDefaultMaxSumExposureTime = 1300;
+constexpr float64_t kMicrosecondsPerMillisecond = 1000.0000500222087;  ///< booked runtimes rest on it
 
 /** Scattered light is smooth: an eighth of the resolution holds it. */
 constexpr int32_t kStraylightPyramidLevel = 3;
@@ -283,13 +284,15 @@ int32_t updateTimeMapping(QorStaticData& data) noexcept {
 void offerDebugChannels(Call& call) noexcept {
     QorStaticData& data = call.data;
     std::fill_n(call.measBuffers, call.measBufferCount, AlgoMeasBuffer{});
-    offerChannel(call, 3208, &data.ifInput, sizeof data.ifInput, zeltaGet_QorDistanceImageIFInput);
-    offerChannel(call, 3214, &data.state, sizeof data.state, zeltaGet_QorDistanceImageState);
-    offerChannel(call, 3216, &data.input, sizeof data.input, zeltaGet_QorDistanceImageInput);
-    offerChannel(call, 3218, &data.output, sizeof data.output, zeltaGet_QorDistanceImageOutput);
-    offerChannel(call, 3220, &data.debug, sizeof data.debug, zeltaGet_QorDistanceImageDebug);
-    offerChannel(call, 3222, &data.profiling, sizeof data.profiling, zeltaGet_QorDistanceImageProfiling);
-    offerChannel(call, 3200, call.rawData.phaseData, kRawPhaseBytes, zeltaGet_QorRawPhaseData);
+    offerChannel(call, channel::kInput, &data.ifInput, sizeof data.ifInput, zeltaGet_QorDistanceImageIFInput);
+    offerChannel(call, channel::kState, &data.state, sizeof data.state, zeltaGet_QorDistanceImageState);
+    offerChannel(call, channel::kStageInput, &data.input, sizeof data.input, zeltaGet_QorDistanceImageInput);
+    offerChannel(call, channel::kStageOutput, &data.output, sizeof data.output,
+                 zeltaGet_QorDistanceImageOutput);
+    offerChannel(call, channel::kDebug, &data.debug, sizeof data.debug, zeltaGet_QorDistanceImageDebug);
+    offerChannel(call, channel::kProfiling, &data.profiling, sizeof data.profiling,
+                 zeltaGet_QorDistanceImageProfiling);
+    offerChannel(call, channel::kRawData, call.rawData.phaseData, kRawPhaseBytes, zeltaGet_QorRawPhaseData);
 }
 
 /** The working set changes with the first image after a finished phase group. */
@@ -445,7 +448,7 @@ int32_t rawToDistRemaining(Call& call, const float32_t* phaseAfterSLC,
     const float32_t* const factor = c.temperatureFactor;
     PhaseToMetresParam param = {};
     param.tempCorr = (factor[0] + (factor[1] + dT * factor[2]) * dT) * dT;
-    param.range = kHalfSpeedOfLight / calib.frequencies[call.info().freqIdx];
+    param.range = kHalfSpeedOfLightInAir / calib.frequencies[call.info().freqIdx];
     param.metresPerRadian = param.range * kOneDivTwoPi;
     param.offset = param.range * kRangesBeforeRemainder;
 
@@ -527,8 +530,8 @@ int32_t deliverNoiseAndIntensity(Call& call) noexcept {
     const QorRawToDistOutput& exposures = call.rawToDistOut();
     DistnoiseInput& input = data.input.distNoise;
     input.calib = &kDefaultNoiseCalib;
-    input.uniqueRange[0] = kHalfSpeedOfLight / frequencies[call.info().freqIdx];
-    input.uniqueRange[1] = kHalfSpeedOfLight / frequencies[data.state.lastFreqIdx];
+    input.uniqueRange[0] = kHalfSpeedOfLightInAir / frequencies[call.info().freqIdx];
+    input.uniqueRange[1] = kHalfSpeedOfLightInAir / frequencies[data.state.lastFreqIdx];
     input.numFrequenciesUsed = data.ifInput.param.verticalAssignment != 0
                                    ? 1
                                    : static_cast<uint32_t>(data.ifInput.param.numFrequencies);
@@ -668,7 +671,7 @@ int32_t deliverFrame(Call& call) noexcept {
     DistanceImage_NarrowConfidence(call.matrices().confidence, call.result.confidence);
     call.result.outputInvalid = 0;
     state.lastIntensityPhaseValid = 0;
-    offerChannel(call, 3210, &call.result, sizeof call.result, zeltaGet_QorDistanceImageIFOutput);
+    offerChannel(call, channel::kResult, &call.result, sizeof call.result, zeltaGet_QorDistanceImageIFOutput);
     call.result.frameCounter = state.frameCounter;
     ++state.frameCounter;
     return deliverExposureProposal(call);
@@ -693,7 +696,7 @@ void bookTotals(Call& call, Timestamp_t saveStartTime, bool frameFinished) noexc
     book(call, frame);
     if (frameFinished) {
         const float64_t microseconds =
-            std::clamp(frame.cumRuntimeMsecs * 1000.0000500222087, 0.0, 4294967295.0);
+            std::clamp(frame.cumRuntimeMsecs * kMicrosecondsPerMillisecond, 0.0, 4294967295.0);
         call.startTime = now() - static_cast<Timestamp_t>(microseconds);
         book(call, data.profiling.total_frame);
         al_mem_zero(&frame, sizeof frame);

@@ -14,6 +14,10 @@ namespace HWY_NAMESPACE {
 namespace {
 namespace hn = hwy::HWY_NAMESPACE;
 
+constexpr uint16_t kSaturated = kConfidenceInvalid | kConfidenceSaturated;
+constexpr uint32_t kTooDark = kConfidenceInvalid | kConfidenceLowAmplitude;
+constexpr uint32_t kAsymmetric = kConfidenceInvalid | kConfidenceAsymmetric;
+
 /** Adds a row's pixels to the histogram; `levels` are at most 2048. The order of the weights is that of the
  * header. */
 void addToHistogram(const int16_t* levels, const uint8_t* roi, uint32_t* histogram) {
@@ -38,7 +42,7 @@ HWY_INLINE void rawToXYS(QorRawToDistState* state, int16_t minDiff, int16_t maxD
     const auto zeroDiff = hn::Set(di, static_cast<int16_t>(maxDiff / 2 + minDiff / 2));
     const auto lastBin = hn::Set(di, static_cast<int16_t>(kHistogramBins - 1));
     const auto valid = hn::Set(du, confidenceMask);
-    const auto saturated = hn::Set(du, static_cast<uint16_t>(confidenceMask | 0x0003));
+    const auto saturated = hn::Set(du, static_cast<uint16_t>(confidenceMask | kSaturated));
 
     const uint8_t* phases[kPhasesPerExposure];
     for (int32_t k = 0; k < kPhasesPerExposure; ++k) {
@@ -238,8 +242,8 @@ HWY_INLINE void confidencesOfRow(const RawToDistPhaseInput& in, const RawToDistP
         const auto s = loadAsFloat(df, in.S + pixel);
         const auto tooDark = hn::RebindMask(du32, hn::Lt(ampSquare, minAmpSquare));
         const auto asymmetric = hn::RebindMask(du32, hn::Gt(hn::Mul(s, s), hn::Mul(ampSquare, maxSymSquare)));
-        const auto bits = hn::Or(hn::IfThenElseZero(tooDark, hn::Set(du32, 0x0009U)),
-                                 hn::IfThenElseZero(asymmetric, hn::Set(du32, 0x0005U)));
+        const auto bits = hn::Or(hn::IfThenElseZero(tooDark, hn::Set(du32, kTooDark)),
+                                 hn::IfThenElseZero(asymmetric, hn::Set(du32, kAsymmetric)));
         const auto marks = hn::DemoteTo(du16, hn::BitCast(di32, bits));
         hn::StoreU(hn::Or(hn::LoadU(du16, in.confidence + pixel), marks), du16, out.confidence + pixel);
     }
@@ -279,7 +283,7 @@ void XYStoAmpConf(float* ampl, uint16_t* conf, const int16_t* X, const int16_t* 
         hn::StoreU(alsimd::HWY_NAMESPACE::SquareRoot(df, ampSquare), df, ampl + pixel);
         const auto tooDark = hn::RebindMask(du32, hn::Lt(ampSquare, minAmpSquare));
         const auto confidence = hn::PromoteTo(du32, hn::LoadU(du16, conf + pixel));
-        const auto marked = hn::Or(confidence, hn::IfThenElseZero(tooDark, hn::Set(du32, 0x0009U)));
+        const auto marked = hn::Or(confidence, hn::IfThenElseZero(tooDark, hn::Set(du32, kTooDark)));
         hn::StoreU(hn::DemoteTo(du16, hn::BitCast(di32, marked)), du16, conf + pixel);
     }
 }

@@ -6,13 +6,6 @@
 
 namespace {
 
-template <class T>
-inline constexpr bool isReference = std::is_pointer_v<T>;
-#if UINTPTR_MAX != UINT32_MAX
-template <class T>
-inline constexpr bool isReference<Ref<T>> = true;
-#endif
-
 /** Nodes of a record's description: itself and one per member at any depth; a reference has none. */
 template <class T>
 constexpr std::size_t nodeCount() {

@@ -22,6 +22,11 @@ inline constexpr alif_uint16_t kConfidenceAsymmetric = 0x0004;    ///< the four 
 inline constexpr alif_uint16_t kConfidenceLowAmplitude = 0x0008;  ///< or a distance noise above its threshold
 inline constexpr alif_uint16_t kConfidenceLastExposure =
     0x0010;  ///< no fault: measured with the frame's last exposure
+inline constexpr alif_uint16_t kConfidenceNoLine =
+    0x0020;  ///< the frequencies fit no common distance in range
+inline constexpr alif_uint16_t kConfidenceChanged = 0x0200;  ///< a filter or the noise changed the validity
+inline constexpr alif_uint16_t kConfidenceOutside =
+    0x0400;  ///< outside the cuboid; three frequencies disagree
 
 // ---------------------------------------------------------------------------------------------------------------------
 // Image filter settings

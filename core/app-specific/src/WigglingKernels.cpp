@@ -37,10 +37,7 @@ HWY_INLINE void storePosition(DF df, V position, int32_t lastIndex, Positions& p
     const hn::RebindToSigned<DF> di;
     const V whole = hn::Trunc(al::SelectMax(position, hn::Zero(df)));  // 0 for NaN
     const V bounded = hn::Min(whole, hn::Set(df, static_cast<float32_t>(lastIndex)));
-    // From 2^23 to 2^24 the mantissa counts the integers: cheaper than a conversion that must saturate.
-    const V base = hn::Set(df, 8388608.0F);
-    const auto index = hn::Xor(hn::BitCast(di, hn::Add(bounded, base)), hn::BitCast(di, base));
-    hn::Store(index, di, positions.index + i);
+    hn::Store(al::WholeToInt32(df, bounded), di, positions.index + i);
     hn::Store(hn::Sub(position, whole), df, positions.fraction + i);
 }
 

@@ -15,13 +15,6 @@
 
 namespace {
 
-template <class T>
-inline constexpr bool isReference = std::is_pointer_v<T>;
-#if UINTPTR_MAX != UINT32_MAX
-template <class T>
-inline constexpr bool isReference<Ref<T>> = true;
-#endif
-
 /** Kind of a number on the wire. Texts are signed bytes on every target, enumerations signed words. */
 template <class T>
 constexpr zelta::TypeIdentifier kindOf() {

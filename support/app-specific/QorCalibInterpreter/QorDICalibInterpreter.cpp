@@ -34,12 +34,12 @@ struct ChunkIndices {
 
 void assignRecords(const Packet& packet, QorDistanceImageIFCalib& calibration, QorDICIAuxiliaryParam& auxInfo,
                    ChunkIndices& indices) {
-    indices.calibration = findChannelInPacket(packet, kCalibrationChannel);
-    PacketAssign(packet, kCalibrationChannel, zeltaGet_QorDistanceImageIFCalib, "QorDistanceImageIFCalib",
+    indices.calibration = findChannelInPacket(packet, channel::kCalibration);
+    PacketAssign(packet, channel::kCalibration, zeltaGet_QorDistanceImageIFCalib, "QorDistanceImageIFCalib",
                  &calibration, sizeof calibration, "QorDistanceImageIFCalib", false);
-    indices.auxiliary = findChannelInPacket(packet, kAuxiliaryChannel);
-    PacketAssign(packet, kAuxiliaryChannel, zeltaGet_QorDICIAuxiliaryParam, "QorDICIAuxiliaryParam", &auxInfo,
-                 sizeof auxInfo, "QorDICIAuxiliaryParam", false);
+    indices.auxiliary = findChannelInPacket(packet, channel::kAuxiliary);
+    PacketAssign(packet, channel::kAuxiliary, zeltaGet_QorDICIAuxiliaryParam, "QorDICIAuxiliaryParam",
+                 &auxInfo, sizeof auxInfo, "QorDICIAuxiliaryParam", false);
 }
 
 /** Never fails: where memory ran out, the text is cut to what fits in the place of the last one. */
@@ -86,9 +86,9 @@ void fillAnswer(const Packet& packet, const ChunkIndices& indices, AlgoMeasBuffe
         throw std::runtime_error("Unexpected number of measurement buffers");
     }
     std::fill_n(measBuffer, measBuffersArraySize, AlgoMeasBuffer{});
-    measBuffer[0] = {&diciError, sizeof diciError, 0, kErrorChannel};
+    measBuffer[0] = {&diciError, sizeof diciError, 0, channel::kError};
     zeltaGet_QorDICIError(&measBuffer[1].buffer, &measBuffer[1].sizeTotal);
-    measBuffer[1].channelID = kErrorChannel + 1;
+    measBuffer[1].channelID = channel::kError + 1;
     AlgoMeasBuffer* slot = measBuffer + 2;
     if (indices.auxiliary >= 0) {
         slot = offerChunk(packet[static_cast<std::size_t>(indices.auxiliary)], origAuxPayload, origAuxDescr,

@@ -12,9 +12,6 @@
 
 namespace DICI_Qor {
 
-inline constexpr int kCalibrationChannel = 3212;  ///< in: QorDistanceImageIFCalib
-inline constexpr int kErrorChannel = 3224;        ///< out: QorDICIError; its definition on the next channel
-inline constexpr int kAuxiliaryChannel = 3226;    ///< in: QorDICIAuxiliaryParam
 inline constexpr alif_uint32_t kMeasBuffers = 6;  ///< buffers of the answer
 
 /**

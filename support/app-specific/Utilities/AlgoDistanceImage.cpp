@@ -13,13 +13,6 @@
 
 namespace {
 
-constexpr int kRawDataChannel = 3200;
-constexpr int kInputChannel = 3208;
-constexpr int kResultChannel = 3210;
-constexpr int kDebugChannel = 3220;
-constexpr int kProfilingChannel = 3222;
-constexpr int kCustomizationChannel = 3228;
-
 constexpr int kCalibrationBuffers = static_cast<int>(DICI_Qor::kMeasBuffers);
 
 std::string pipelineError() {
@@ -62,14 +55,12 @@ AlgoDistanceImage::AlgoDistanceImage()
     for (int i = 0; i < kRawImages; ++i) {
         m_QorRawPhases[i].phaseData = m_QorRawData[i].phaseData;
     }
-    m_pilChannels = {kInputChannel, kResultChannel, kProfilingChannel, kDebugChannel};
-    m_pilOnceChannels = {DICI_Qor::kCalibrationChannel};
+    m_pilChannels = {channel::kInput, channel::kResult, channel::kProfiling, channel::kDebug};
+    m_pilOnceChannels = {channel::kCalibration};
 }
 
 void AlgoDistanceImage::getAlgoVersion(AlgoVersion& version) {
-    AlgoVersion algoVersion = {};
-    QorDistanceImage_QueryVersion(&algoVersion);
-    version = algoVersion;
+    QorDistanceImage_QueryVersion(&version);
 }
 
 void AlgoDistanceImage::interpretCalibration() {
@@ -80,11 +71,11 @@ void AlgoDistanceImage::interpretCalibration() {
     m_CalibrationInterpreted = true;
 }
 
-bool AlgoDistanceImage::collectRawdata(const Packet& chunks) {
+bool AlgoDistanceImage::collectRawdata() {
     try {
         QorRawPhaseData& slot = m_QorRawData[m_phaseCounter];
-        PacketAssign(chunks, kRawDataChannel, zeltaGet_QorRawPhaseData, "QorRawPhaseData", &slot, sizeof slot,
-                     "QorRawPhaseData", false);
+        PacketAssign(m_receivedChunks, channel::kRawData, zeltaGet_QorRawPhaseData, "QorRawPhaseData", &slot,
+                     sizeof slot, "QorRawPhaseData", false);
     } catch (const std::runtime_error&) {
         return false;
     }
@@ -92,8 +83,9 @@ bool AlgoDistanceImage::collectRawdata(const Packet& chunks) {
 }
 
 void AlgoDistanceImage::assignInput() {
-    PacketAssign(m_receivedChunks, kInputChannel, zeltaGet_QorDistanceImageIFInput, "QorDistanceImageIFInput",
-                 &m_DistanceImageInput, sizeof m_DistanceImageInput, "QorDistanceImageIFInput", false);
+    PacketAssign(m_receivedChunks, channel::kInput, zeltaGet_QorDistanceImageIFInput,
+                 "QorDistanceImageIFInput", &m_DistanceImageInput, sizeof m_DistanceImageInput,
+                 "QorDistanceImageIFInput", false);
     m_haveDIIFInput = true;
     completeParameters(m_DistanceImageInput.param);
     if (al_memcmp(&m_DistanceImageInput.param, &m_lastParams, sizeof m_lastParams) == 0) {
@@ -104,18 +96,18 @@ void AlgoDistanceImage::assignInput() {
 
 void AlgoDistanceImage::assignReceivedChunks(bool fromCustomPin) {
     if (fromCustomPin) {
-        PacketAssign(m_receivedChunks, kCustomizationChannel, zeltaGet_QorDistanceImageCustomization,
+        PacketAssign(m_receivedChunks, channel::kCustomization, zeltaGet_QorDistanceImageCustomization,
                      "QorDistanceImageCustomization", &m_DistanceImageCustom, sizeof m_DistanceImageCustom,
                      "QorDistanceImageCustomization", false);
         m_prioCustom = true;
     }
-    if (!m_CalibrationInterpreted && receivedChunksContain(DICI_Qor::kCalibrationChannel)) {
+    if (!m_CalibrationInterpreted && receivedChunksContain(channel::kCalibration)) {
         interpretCalibration();
     }
-    if (collectRawdata(m_receivedChunks) && receivedChunksContain(kInputChannel)) {
+    if (collectRawdata() && receivedChunksContain(channel::kInput)) {
         m_haveRawData = true;
     }
-    if (receivedChunksContain(kInputChannel)) {
+    if (receivedChunksContain(channel::kInput)) {
         try {
             assignInput();
         } catch (...) {

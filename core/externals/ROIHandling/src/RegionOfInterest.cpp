@@ -202,7 +202,7 @@ void fillBetweenCrossings(const Outline& outline, int32_t id, int32_t width, int
 template <class Contains>
 void fillWhere(int32_t id, int32_t width, int32_t height, uint64_t* mask, Contains contains) noexcept {
     if (width < 1) {
-        return;  // nor run through the lines of an image without columns
+        return;  // the lines of an image without columns are not run through
     }
     const uint64_t bit = uint64_t{1} << id;
     for (int32_t y = 0; y < height; ++y) {

@@ -232,7 +232,8 @@ int32_t followExtrinsics(CamToWorldState& state, const AlgoExtrinsicCalibration&
     return rotateUnitVectors(state) != 0 ? reportFailure(kSourceFile) : 0;
 }
 
-/** Starts a worker per slice and waits for all of them. */
+/** Starts a worker per slice and waits for all of them. They outlive this call where one cannot be started.
+ */
 int32_t applyOnThreads(const CamToWorldServices* services) noexcept {
     if (services == nullptr || services->fctCreateThread == nullptr || services->fctJoinThread == nullptr) {
         return reportFailure(kSourceFile);

@@ -16,7 +16,7 @@ namespace HWY_NAMESPACE {
 namespace {
 namespace hn = hwy::HWY_NAMESPACE;
 
-constexpr uint32_t kClippedBits = 0x0401U;  ///< outside of the cuboid, and therefore invalid
+constexpr uint32_t kClippedBits = kConfidenceInvalid | kConfidenceOutside;
 
 /** A copy that no store through a pointer can change, so that it stays in registers. */
 struct Rotation {

@@ -180,6 +180,50 @@ int32_t runOnThreads(int32_t numThreads, ImageFilterThreadData* threadData,
     return ErrorHandling_PerFrameErrorOccured() == 0 ? 0 : reportFailure(kSourceFile);
 }
 
+int32_t checkApplyArguments(const ImageFilterState* state, const ImageFilterInput* input,
+                            const ImageFilterInOut* inout, const ImageFilterParam* param,
+                            const ImageFilterServices* services) noexcept {
+    if (state == nullptr) {
+        return reportFailure(kSourceFile, "State pointer is NULL");
+    }
+    if (input == nullptr) {
+        return reportFailure(kSourceFile, "Input pointer is NULL");
+    }
+    if (inout == nullptr) {
+        return reportFailure(kSourceFile, "InOut pointer is NULL");
+    }
+    if (services == nullptr) {
+        return reportFailure(kSourceFile, "Service pointer is NULL");
+    }
+    if (input->height < 1) {
+        return reportFailure(kSourceFile, "height must be > 0");
+    }
+    if (input->width < 1) {
+        return reportFailure(kSourceFile, "width must be > 0");
+    }
+    if (inout->distance == nullptr) {
+        return reportFailure(kSourceFile, "distance pointer is NULL");
+    }
+    if (inout->amplitude == nullptr) {
+        return reportFailure(kSourceFile, "amplitude pointer is NULL");
+    }
+    if (inout->normalizedAmplitude == nullptr) {
+        return reportFailure(kSourceFile, "normalized amplitude pointer is NULL");
+    }
+    if (inout->confidence == nullptr) {
+        return reportFailure(kSourceFile, "confidence pointer is NULL");
+    }
+    if (param == nullptr) {
+        return reportFailure(kSourceFile);
+    }
+    return 0;
+}
+
+/** Neither filter is chosen. */
+bool isIdle(const ImageFilterSettings& settings) noexcept {
+    return settings.spatialFilter == SpatialFilter_None && settings.temporalFilter == TempFilter_None;
+}
+
 }  // namespace
 
 int32_t ImageFilter_Init(ImageFilterState* state, const ImageFilterParam* param,
@@ -217,46 +261,10 @@ int32_t ImageFilter_Init(ImageFilterState* state, const ImageFilterParam* param,
 int32_t ImageFilter_Apply(ImageFilterState* state, const ImageFilterInput* input, ImageFilterInOut* inout,
                           ImageFilterScratch* scratch, ImageFilterParam* param,
                           ImageFilterServices* services) noexcept {
-    if (state == nullptr) {
-        return reportFailure(kSourceFile, "State pointer is NULL");
-    }
-    if (input == nullptr) {
-        return reportFailure(kSourceFile, "Input pointer is NULL");
-    }
-    if (inout == nullptr) {
-        return reportFailure(kSourceFile, "InOut pointer is NULL");
-    }
-    if (services == nullptr) {
-        return reportFailure(kSourceFile, "Service pointer is NULL");
-    }
-    if (input->height < 1) {
-        return reportFailure(kSourceFile, "height must be > 0");
-    }
-    if (input->width < 1) {
-        return reportFailure(kSourceFile, "width must be > 0");
-    }
-    float32_t* const distance = inout->distance;
-    if (distance == nullptr) {
-        return reportFailure(kSourceFile, "distance pointer is NULL");
-    }
-    if (inout->amplitude == nullptr) {
-        return reportFailure(kSourceFile, "amplitude pointer is NULL");
-    }
-    float32_t* const normalizedAmplitude = inout->normalizedAmplitude;
-    if (normalizedAmplitude == nullptr) {
-        return reportFailure(kSourceFile, "normalized amplitude pointer is NULL");
-    }
-    uint16_t* const confidence = inout->confidence;
-    if (confidence == nullptr) {
-        return reportFailure(kSourceFile, "confidence pointer is NULL");
-    }
-    if (param == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (checkSize(*state, input->width, input->height) != 0) {
+    if (checkApplyArguments(state, input, inout, param, services) != 0 ||
+        checkSize(*state, input->width, input->height) != 0) {
         return 1;
     }
-
     const ImageFilterSettings& settings = input->settings;
     detectChanges(*state, settings);
     if (param->numThreads > kMaxThreads) {
@@ -275,26 +283,23 @@ int32_t ImageFilter_Apply(ImageFilterState* state, const ImageFilterInput* input
     }
 
     // What fails in here stands in the error history; the frame goes on without that filter.
-    const bool filteringNecessary =
-        settings.spatialFilter != SpatialFilter_None || settings.temporalFilter != TempFilter_None;
-    if (filteringNecessary && settings.applyAmplitudeFilter != 0) {
-        applyArgs.inOutImage = normalizedAmplitude;
-        applyArgs.adaptImage = distance;
-        applyArgs.tempBuf = &state->tempMeanNormAmp;
+    const auto filterImage = [&](int32_t wanted, float32_t* image, float32_t* other,
+                                 ImFTemporalBuffer& history) {
+        if (wanted == 0 || isIdle(settings)) {
+            history.needsInit = 1;
+            return;
+        }
+        applyArgs.inOutImage = image;
+        applyArgs.adaptImage = other;
+        applyArgs.tempBuf = &history;
         executeFiltering(param->numThreads, threadData, services);
-    } else {
-        state->tempMeanNormAmp.needsInit = 1;
-    }
-    if (filteringNecessary && settings.applyDistanceFilter != 0) {
-        applyArgs.inOutImage = distance;
-        applyArgs.adaptImage = normalizedAmplitude;
-        applyArgs.tempBuf = &state->tempMeanDist;
-        executeFiltering(param->numThreads, threadData, services);
-    } else {
-        state->tempMeanDist.needsInit = 1;
-    }
+    };
+    float32_t* const distance = inout->distance;
+    float32_t* const normalizedAmplitude = inout->normalizedAmplitude;
+    filterImage(settings.applyAmplitudeFilter, normalizedAmplitude, distance, state->tempMeanNormAmp);
+    filterImage(settings.applyDistanceFilter, distance, normalizedAmplitude, state->tempMeanDist);
     if (settings.applyDistanceFilter != 0 && settings.spatialFilter != SpatialFilter_None) {
-        ImageFilter_UpdateConfidence(distance, confidence, input->width * input->height);
+        ImageFilter_UpdateConfidence(distance, inout->confidence, input->width * input->height);
     }
     return 0;
 }

@@ -262,14 +262,12 @@ HWY_INLINE void findIntervals(DF df, float32_t step, const float32_t* a, const f
     const hn::RebindToSigned<DF> di;
     const V zero = hn::Zero(df);
     const V last = hn::Set(df, static_cast<float32_t>(kRangeIntervals - 1));
-    // From 2^23 to 2^24 the mantissa counts the integers: cheaper than a conversion that must saturate.
-    const V base = hn::Set(df, 8388608.0F);
     for (int32_t i = 0; i < count; i = nextVector(i, lanesOf(df), count)) {
         const V delta = hn::Abs(hn::Sub(hn::LoadU(df, a + i), hn::LoadU(df, b + i)));
         const V quotient = al::SelectMax(al::Divide(df, delta, hn::Set(df, step)), zero);  // 0 for NaN
-        const V interval = hn::Add(hn::Trunc(hn::Min(quotient, last)), base);
+        const V interval = hn::Trunc(hn::Min(quotient, last));
         hn::StoreU(delta, df, differences.delta + i);
-        hn::StoreU(hn::Xor(hn::BitCast(di, interval), hn::BitCast(di, base)), di, differences.interval + i);
+        hn::StoreU(al::WholeToInt32(df, interval), di, differences.interval + i);
     }
 }
 
@@ -458,7 +456,6 @@ void ComputeBilateral(int32_t halfSize, const BilateralWeights& weights, const F
 // ---------------------------------------------------------------------------------------------------------------------
 // Confidence
 
-constexpr uint16_t kConfidenceChangedByFilter = 0x0200;
 constexpr float32_t kSmallestDistance = 1e-6F;
 
 template <class DF>
@@ -471,7 +468,7 @@ HWY_INLINE void updatePixels(DF df, const float32_t* distance, uint16_t* confide
         du16, hn::IfThenElseZero(hn::RebindMask(di32, isInvalid), hn::Set(di32, kConfidenceInvalid)));
     const auto before = hn::LoadU(du16, confidence);
     const auto differs = hn::Ne(hn::And(before, invalidBit), invalidNow);
-    const auto changed = hn::IfThenElseZero(differs, hn::Set(du16, kConfidenceChangedByFilter));
+    const auto changed = hn::IfThenElseZero(differs, hn::Set(du16, kConfidenceChanged));
     hn::StoreU(hn::Or(hn::Or(hn::AndNot(invalidBit, before), invalidNow), changed), du16, confidence);
 }
 

@@ -21,6 +21,9 @@ namespace hn = hwy::HWY_NAMESPACE;
 // the next stays in the first cache.
 constexpr int32_t kBlock = kImageWidth;
 
+constexpr uint32_t kNoLineBits = kConfidenceInvalid | kConfidenceNoLine;
+constexpr uint32_t kDisagreeing = kConfidenceInvalid | kConfidenceOutside;
+
 template <class DF>
 using OneLane = hn::CappedTag<hn::TFromD<DF>, 1>;
 
@@ -142,8 +145,8 @@ HWY_INLINE void assignBlock(DF df, const LineTable& table, const LinePixels& pix
         const auto empty = hn::Or(m.missing, refused);
         hn::StoreU(hn::IfThenZeroElse(empty, distance), df, pixels.distance + pixel);
         hn::StoreU(
-            markWhere(df, hn::AndNot(m.missing, refused), 0x0021U, mergedConfidence(df, pixels, pixel)), du16,
-            pixels.confidence + pixel);
+            markWhere(df, hn::AndNot(m.missing, refused), kNoLineBits, mergedConfidence(df, pixels, pixel)),
+            du16, pixels.confidence + pixel);
         if constexpr (kForVote) {
             const auto line =
                 hn::IfThenElse(empty, hn::Set(df, static_cast<float32_t>(kNoLineIndex)), lineValue);
@@ -306,7 +309,7 @@ HWY_INLINE int32_t addLines(DF df, const LineTable& table, const float32_t* adde
         const auto ranged = intoRange(df, table, hn::Add(withinLine, hn::LoadU(df, addends + column)));
         const auto assigned = hn::IfThenZeroElse(ranged.outside, ranged.value);
         hn::StoreU(hn::IfThenElse(invalid, withinLine, assigned), df, distance + column);
-        hn::StoreU(markWhere(df, hn::AndNot(invalid, ranged.outside), 0x0021U, merged), du16,
+        hn::StoreU(markWhere(df, hn::AndNot(invalid, ranged.outside), kNoLineBits, merged), du16,
                    confidence + column);
     }
     return column;
@@ -363,7 +366,7 @@ HWY_INLINE int32_t combinePairs(DF df, const PairResults& pairs, float32_t* dist
         const auto merged =
             hn::Or(hn::LoadU(du16, pairs.confidence0 + pixel), hn::LoadU(du16, pairs.confidence1 + pixel));
         hn::StoreU(hn::IfThenElseZero(agree, d0), df, distance + pixel);
-        hn::StoreU(markWhere(df, hn::Not(agree), 0x0401U, merged), du16, confidence + pixel);
+        hn::StoreU(markWhere(df, hn::Not(agree), kDisagreeing, merged), du16, confidence + pixel);
     }
     return pixel;
 }

@@ -35,7 +35,11 @@ constexpr int32_t kLineHoppingToItself = 981;
 constexpr char_t kHoppingText[] = "Error in frequency hopping table";
 constexpr char_t kCornerText[] = "begin/end of the LUT contains lines - maxRange too high?!";
 
-constexpr float32_t kHalfSpeedOfLight = 149896224.0F;  // m/s
+/**
+ * In vacuum, m/s. The driver folds and scales with the speed in air, 0.03 % less. Both are part of the
+ * results.
+ */
+constexpr float32_t kHalfSpeedOfLightInVacuum = 149896224.0F;
 constexpr int32_t kMaxMultiplier = 9;
 constexpr float32_t kWholeTolerance = 0.05F;
 constexpr float32_t kBinsPerRange = 0.01010101F;  // 1 / 99
@@ -150,11 +154,12 @@ int32_t widenLines(TwoFreqLUT& lut) noexcept {
     return 0;
 }
 
-}  // namespace
-
+/** Whether `id` is below the number of frequencies and one of the four slots. */
 bool isFrequencyId(const MultiFreqCalib& calib, int32_t id) noexcept {
     return id >= 0 && id < calib.freqCount && id < kFrequencySlots;
 }
+
+}  // namespace
 
 int64_t getCombinationIndex(int32_t a, int32_t b, int32_t count) noexcept {
     const int64_t first = a;
@@ -286,8 +291,8 @@ int32_t create2QLookup(MultiFreqState& state, const MultiFreqParam& param, const
     if (!hasTableNumber) {
         return fail(kLineCombination);
     }
-    const float32_t rangeOfI = kHalfSpeedOfLight / calib.frequencies[i];
-    const float32_t rangeOfJ = kHalfSpeedOfLight / calib.frequencies[j];
+    const float32_t rangeOfI = kHalfSpeedOfLightInVacuum / calib.frequencies[i];
+    const float32_t rangeOfJ = kHalfSpeedOfLightInVacuum / calib.frequencies[j];
     const float32_t big = rangeOfI > rangeOfJ ? rangeOfI : rangeOfJ;
     const float32_t small = rangeOfI > rangeOfJ ? rangeOfJ : rangeOfI;
     if (big <= 0.0F || small <= 0.0F) {

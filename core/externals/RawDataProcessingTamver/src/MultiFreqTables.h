@@ -3,15 +3,13 @@
 // Lookup tables of the multi-frequency stage. As the true distance grows, the wrapped distances (d1, d2) of
 // two frequencies move along parallel lines in their plane, one line per combination of wraps. The difference
 // d1 - d2 names the line; a table over it, 100 bins from -UR2 to UR1, gives the distance to add to d1. UR1
-// and UR2 are the unique ranges of the frequencies: half the speed of light divided by the frequency, metres.
+// and UR2 are the unique ranges of the frequencies: half the speed of light in vacuum divided by the
+// frequency, metres.
 #pragma once
 
 #include "MultiFreq.h"
 
 inline constexpr float32_t kNoLine = -1.0F;  ///< offset of a bin that belongs to no line
-
-/** Whether `id` is below the number of frequencies and one of the four slots. */
-bool isFrequencyId(const MultiFreqCalib& calib, int32_t id) noexcept;
 
 /** Number of the unordered pair (a, b), a < b, among those of `count` frequencies: (0, 1), (0, 2), ... */
 int64_t getCombinationIndex(int32_t a, int32_t b, int32_t count) noexcept;

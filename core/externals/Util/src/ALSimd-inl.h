@@ -88,6 +88,17 @@ HWY_INLINE V FloorThroughInt32(D d, V v) {
 #endif
 }
 
+/**
+ * A whole number of 0 to 2^23 - 1 as an integer. From 2^23 to 2^24 the mantissa counts the integers: cheaper
+ * than a conversion that must saturate.
+ */
+template <class D, class V = hn::Vec<D>>
+HWY_INLINE hn::Vec<hn::RebindToSigned<D>> WholeToInt32(D d, V whole) {
+    const hn::RebindToSigned<D> di;
+    const V base = hn::Set(d, 8388608.0F);
+    return hn::Xor(hn::BitCast(di, hn::Add(whole, base)), hn::BitCast(di, base));
+}
+
 /** v / 2 for a v whose half is a normal number, any value for others. Spares the multiplier. */
 template <class D, class V = hn::Vec<D>>
 HWY_INLINE V HalfOfNormal(D d, V v) {

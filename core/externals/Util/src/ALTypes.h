@@ -66,7 +66,7 @@ struct AlgoSystemTime {
 AL_DESCRIBE(AlgoSystemTime, seconds, nanoSeconds)
 
 // Services of the host. A null entry means that the service is not there.
-using FctGetTime = Timestamp_t (*)();           ///< monotonic time in microseconds
+using FctGetTime = Timestamp_t (*)();           ///< time in microseconds, best monotonic
 using FctGetSystemTime = AlgoSystemTime (*)();  ///< wall clock
 using FctThreadFunc = void* (*)(void*);         ///< body of a worker
 using FctCreateThread = alif_int32_t (*)(FctThreadFunc fn, void* arg,

@@ -17,6 +17,10 @@
 #include <cstdint>
 #include <type_traits>
 
+/** Whether a record's member of this type refers to memory outside of the record. */
+template <class T>
+inline constexpr bool isReference = std::is_pointer_v<T>;
+
 #if UINTPTR_MAX == UINT32_MAX
 
 template <class T>
@@ -34,7 +38,6 @@ namespace refwindows {
 inline constexpr unsigned kOffsetBits = 24;
 inline constexpr std::uint32_t kOffsetMask = (std::uint32_t{1} << kOffsetBits) - 1;
 inline constexpr std::size_t kTableSize = std::size_t{1} << (32 - kOffsetBits);
-inline constexpr std::size_t kWindowCount = kTableSize - 1;  ///< entry 0 is the one of null
 
 /** First address of each window. Entry 0 stays 0, so that the zero handle decodes to null without a test. */
 extern std::atomic<std::uintptr_t> g_base[kTableSize];
@@ -69,6 +72,9 @@ class Ref {
  private:
     std::uint32_t handle_;
 };
+
+template <class T>
+inline constexpr bool isReference<Ref<T>> = true;
 
 /** Pins the windows of a stretch of memory for the life of the process: they are entered now and never give
  * way. */
