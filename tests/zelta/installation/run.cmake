@@ -12,7 +12,7 @@ find_program(PKG_CONFIG pkg-config)
 foreach(shared OFF ON)
     set(base ${WORK}/shared-${shared})
     file(REMOVE_RECURSE ${base})
-    set(common -DCMAKE_CXX_COMPILER=${CXX_COMPILER} -DCMAKE_BUILD_TYPE=Debug)
+    set(common -G ${GENERATOR} -DCMAKE_CXX_COMPILER=${CXX_COMPILER} -DCMAKE_BUILD_TYPE=Debug)
     run(${CMAKE_COMMAND} -S ${ZELTA_SOURCE} -B ${base}/library ${common} -DZELTA_BUILD_TESTS=OFF
         -DBUILD_SHARED_LIBS=${shared} -DCMAKE_INSTALL_PREFIX=${base}/prefix -DCMAKE_INSTALL_LIBDIR=lib)
     run(${CMAKE_COMMAND} --build ${base}/library --parallel 2)
