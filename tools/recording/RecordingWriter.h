@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Writes a recording. It appears under its name only when it is finished; until then it grows under the name
-// with ".part" behind it.
+// Writes a recording. It appears under its name only when it is finished.
 
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <filesystem>
+#include <optional>
 #include <span>
-#include <string>
+
+#include "files/UnfinishedFile.h"
 
 namespace recording {
 
@@ -18,9 +18,6 @@ class RecordingWriter {
  public:
     // Makes missing folders. Throws RecordingError, as the others, with a sentence that names the path.
     explicit RecordingWriter(const std::filesystem::path& path);
-    ~RecordingWriter();  // what is not finished is removed
-    RecordingWriter(const RecordingWriter&) = delete;
-    RecordingWriter& operator=(const RecordingWriter&) = delete;
 
     // One whole packet.
     void write(std::span<const std::uint8_t> packet);
@@ -34,12 +31,12 @@ class RecordingWriter {
     std::uint64_t bytes() const { return bytes_; }
 
  private:
-    void removeUnfinished();
-    [[noreturn]] void fail(const std::string& reason);
+    // Failures of the file become RecordingError and close it.
+    template <typename Work>
+    void attempt(const Work& work);
 
     std::filesystem::path path_;
-    std::filesystem::path unfinished_;
-    std::FILE* file_ = nullptr;
+    std::optional<files::UnfinishedFile> file_;  // what is not finished is removed
     std::size_t packets_ = 0;
     std::uint64_t bytes_ = 0;
 };

@@ -89,6 +89,14 @@ TEST(WritePng, MakesMissingFoldersAndLeavesNoUnfinishedFile) {
     EXPECT_FALSE(std::filesystem::exists(folder.path() / "x" / "y" / "a.png.part"));
 }
 
+TEST(WritePng, AFileWithTheNameOfAnUnfinishedOneIsLeftAlone) {
+    const TestFolder folder;
+    writeBytes(folder.path() / "a.png.part", {1, 2, 3});
+    writePng(folder.path() / "a.png", Canvas(2, 2, {}));
+    EXPECT_EQ(readPng(folder.path() / "a.png").width, 2);
+    EXPECT_EQ(fileBytes(folder.path() / "a.png.part"), (std::vector<std::uint8_t>{1, 2, 3}));
+}
+
 TEST(WritePng, ReplacesAnOlderFile) {
     const TestFolder folder;
     writePng(folder.path() / "a.png", Canvas(1, 1, {1, 1, 1}));

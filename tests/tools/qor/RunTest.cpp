@@ -241,6 +241,16 @@ TEST_F(RunCommand, TheRecordingIsNeverOverwritten) {
     EXPECT_EQ(contentOf(path("result.zelta")), before);
 }
 
+TEST_F(RunCommand, ARecordingWithTheNameOfAnUnfinishedResultIsLeftAlone) {
+    std::filesystem::create_directories(path("p"));
+    simulate();
+    std::filesystem::rename(path("r.zelta"), path("p/result.zelta.part"));
+    const std::string before = contentOf(path("p/result.zelta.part"));
+    EXPECT_EQ(run("run p/result.zelta.part --pil --enlarge 1 --out p").exitCode, 0);
+    EXPECT_EQ(contentOf(path("p/result.zelta.part")), before);
+    EXPECT_TRUE(std::filesystem::exists(path("p/result.zelta")));
+}
+
 TEST_F(RunCommand, AMissingRecordingAndAMissingPluginExitWithThree) {
     const Outcome recording = run("run none.zelta --out p");
     EXPECT_EQ(recording.exitCode, 3);
@@ -286,6 +296,55 @@ TEST_F(RunCommand, APluginWithoutResultsIsAFinding) {
     EXPECT_NE(outcome.errors.find("the plug-in gave no result; nothing was written."), std::string::npos)
         << outcome.errors;
     EXPECT_FALSE(std::filesystem::exists(path("p/result.zelta")));
+}
+
+// Only 0 and 1 are mask sizes. The frame is finished all the same, without the filter.
+TEST_F(RunCommand, AStageThatFailsWithinAFrameIsTold) {
+    simulate("--frames 2");
+    const std::string settings = "QorDistanceImageIFInput.customization.filterSet.";
+    const Outcome outcome =
+        run("run r.zelta --pil --out p --set " + settings + "applyDistanceFilter=1 --set " + settings +
+            "spatialFilter=1 --set " + settings + "spatMedianSettings.maskSize=5");
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_NE(outcome.errors.find("packet 4 "), std::string::npos) << outcome.errors;
+    EXPECT_NE(outcome.errors.find("packet 8 "), std::string::npos) << outcome.errors;
+    EXPECT_NE(outcome.errors.find("Unsupported mask size"), std::string::npos) << outcome.errors;
+    EXPECT_NE(outcome.output.find("finished frames                2"), std::string::npos);
+}
+
+TEST_F(RunCommand, WhatThePluginPrintsStaysOutOfTheDocument) {
+    simulate("--frames 2");
+    const Outcome outcome =
+        run("run r.zelta --pil --json --out p --set QorDistanceImageIFInput.phaseInfo.sequenceCounter=0");
+    EXPECT_EQ(outcome.exitCode, 3);
+    EXPECT_GT(nlohmann::json::parse(outcome.output).at("packets").at("failed").get<int>(), 0);
+    EXPECT_NE(outcome.errors.find("Unexpected Error!"), std::string::npos);
+}
+
+TEST_F(RunCommand, WithTwoFrequenciesNoNoiseIsPredicted) {
+    ASSERT_EQ(run("simulate --frequencies 60MHz,80MHz --quiet --out r.zelta").exitCode, 0);
+    EXPECT_TRUE(jsonOf("run r.zelta --pil --out p").at("noise").empty());
+}
+
+TEST_F(RunCommand, AnOutputThatCannotBeWrittenExitsWithThree) {
+    simulate();
+    for (const char* arguments : {"run r.zelta --pil --out p >/dev/full", "info r.zelta --json >/dev/full",
+                                  "--version >/dev/full", "info r.zelta >&-"}) {
+        const Outcome outcome = run(arguments);
+        EXPECT_EQ(outcome.exitCode, 3) << arguments;
+        EXPECT_NE(outcome.errors.find("standard output cannot be written"), std::string::npos) << arguments;
+    }
+}
+
+TEST_F(RunCommand, ErrorsThatNobodyCanReadEndNothing) {
+    simulate("--frames 2");
+    const std::string failing =
+        "run r.zelta --pil --json --out p --set QorDistanceImageIFInput.phaseInfo.sequenceCounter=0 2>";
+    for (const char* nowhere : {"/dev/full", "&-"}) {
+        const Outcome outcome = run(failing + nowhere);
+        EXPECT_EQ(outcome.exitCode, 3) << nowhere;
+        EXPECT_EQ(nlohmann::json::parse(outcome.output).at("packets").at("read").get<int>(), 9) << nowhere;
+    }
 }
 
 TEST_F(RunCommand, ManyFailuresAreNotAllPrinted) {

@@ -3,8 +3,10 @@
 #include "recording/RecordingReader.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <csignal>
 #include <cstring>
 #include <random>
 #include <set>
@@ -322,18 +324,52 @@ TEST_F(Writer, APlaceThatCannotBeWrittenIsTold) {
     EXPECT_THROW(RecordingWriter(folder_.path()), RecordingError);
 }
 
-TEST_F(Writer, AFullDiskIsToldAndNothingRemains) {
-    ASSERT_TRUE(std::filesystem::exists("/dev/full"));
-    std::filesystem::create_symlink("/dev/full", folder_.path() / "r.zelta.part");
-    RecordingWriter writer(path());
+// The limit of a file's size stands for the end of the disk.
+TEST_F(Writer, AWriteThatFailsIsToldAndNothingRemains) {
+    rlimit before{};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+    const auto handlerBefore = std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit few{4, before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &few), 0);
+    std::string sentence;
     try {
+        RecordingWriter writer(path());
         writer.write(samplePackets()[0]);
         writer.finish();
-        FAIL();
     } catch (const RecordingError& error) {
-        EXPECT_EQ(error.what(), "Cannot write " + path().string() + ": No space left on device.");
+        sentence = error.what();
     }
-    EXPECT_FALSE(std::filesystem::exists(path()));
+    setrlimit(RLIMIT_FSIZE, &before);
+    std::signal(SIGXFSZ, handlerBefore);
+    EXPECT_EQ(sentence, "Cannot write " + path().string() + ": File too large.");
+    EXPECT_TRUE(std::filesystem::is_empty(folder_.path()));
+}
+
+TEST_F(Writer, AFileWithTheNameOfAnUnfinishedOneIsLeftAlone) {
+    const std::filesystem::path other = folder_.path() / "r.zelta.part";
+    writeBytes(other, {1, 2, 3});
+    RecordingWriter first(path());
+    RecordingWriter second(path());
+    EXPECT_TRUE(std::filesystem::exists(folder_.path() / "r.zelta.part1"));
+    EXPECT_TRUE(std::filesystem::exists(folder_.path() / "r.zelta.part2"));
+    first.write(samplePackets()[0]);
+    second.write(samplePackets()[2]);
+    first.finish();
+    EXPECT_EQ(readAll(path()).packets, (std::vector<Bytes>{samplePackets()[0]}));
+    second.finish();
+    EXPECT_EQ(readAll(path()).packets, (std::vector<Bytes>{samplePackets()[2]}));
+    EXPECT_EQ(fileBytes(other), (Bytes{1, 2, 3}));
+    EXPECT_FALSE(std::filesystem::exists(folder_.path() / "r.zelta.part1"));
+    EXPECT_FALSE(std::filesystem::exists(folder_.path() / "r.zelta.part2"));
+}
+
+TEST_F(Writer, ARecordingCanBeReadAndChangedLikeAnyNewFile) {
+    const mode_t mask = umask(027);
+    RecordingWriter writer(path());
+    writer.write(samplePackets()[0]);
+    writer.finish();
+    umask(mask);
+    EXPECT_EQ(std::filesystem::status(path()).permissions(), std::filesystem::perms(0640));
 }
 
 }  // namespace
