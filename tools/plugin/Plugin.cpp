@@ -3,8 +3,11 @@
 #include "plugin/Plugin.h"
 
 #include <dlfcn.h>
+#include <stdio_ext.h>
+#include <unistd.h>
 
 #include <array>
+#include <cstdio>
 #include <exception>
 #include <limits>
 #include <system_error>
@@ -30,8 +33,37 @@ std::string openingFailure(const std::string& path) {
     return reason;
 }
 
+// While it lives, what a plug-in prints goes to standard error: standard output is for what the host has to
+// say.
+class GuestOutput {
+ public:
+    GuestOutput() {
+        std::fflush(stdout);
+        own_ = dup(STDOUT_FILENO);
+        if (own_ != -1) {
+            dup2(STDERR_FILENO, STDOUT_FILENO);
+        }
+    }
+    ~GuestOutput() {
+        if (std::fflush(stdout) != 0) {  // nobody can read it; it must not come out on the host's side
+            __fpurge(stdout);
+            std::clearerr(stdout);
+        }
+        if (own_ != -1) {
+            dup2(own_, STDOUT_FILENO);
+            close(own_);
+        }
+    }
+    GuestOutput(const GuestOutput&) = delete;
+    GuestOutput& operator=(const GuestOutput&) = delete;
+
+ private:
+    int own_ = -1;
+};
+
 template <typename Work>
 auto guarded(const char* what, Work work) {
+    const GuestOutput redirected;
     try {
         return work();
     } catch (const std::exception& error) {
@@ -114,6 +146,7 @@ Plugin::Plugin(const std::filesystem::path& path) : path_(path) {
 }
 
 Plugin::~Plugin() {
+    const GuestOutput redirected;
     functions_->clearAlgo();
 }
 

@@ -16,6 +16,7 @@
 #include "PacketZelta.h"
 #include "qor/Arguments.h"
 #include "qor/ExitCode.h"
+#include "qor/StandardError.h"
 #include "recording/CameraRecords.h"
 #include "recording/Record.h"
 #include "recording/RecordingReader.h"
@@ -139,16 +140,16 @@ int judge(const Options& options, const Summary& summary) {
     int exitCode = ExitCode::Good;
     for (const auto& [id, channel] : summary.channels) {
         for (const std::string& fault : channel.faults) {
-            fmt::print(stderr, "qor info: {}\n", fault);
+            printError("qor info: {}\n", fault);
             exitCode = ExitCode::Findings;
         }
     }
     if (!summary.damage.empty()) {
-        fmt::print(stderr, "qor info: {}\n", summary.damage);
+        printError("qor info: {}\n", summary.damage);
         return ExitCode::BadData;
     }
     if (summary.packets == 0) {
-        fmt::print(stderr, "qor info: {} holds no packets.\n", options.file.string());
+        printError("qor info: {} holds no packets.\n", options.file.string());
         return ExitCode::BadData;
     }
     return exitCode;
@@ -165,7 +166,7 @@ int run(const Options& options) {
         }
         return judge(options, summary);
     } catch (const recording::RecordingError& error) {
-        fmt::print(stderr, "qor info: {}\n", error.what());
+        printError("qor info: {}\n", error.what());
         return ExitCode::BadData;
     }
 }

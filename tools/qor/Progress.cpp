@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "qor/Arguments.h"
+#include "qor/StandardError.h"
 
 namespace qor {
 namespace {
@@ -87,17 +88,17 @@ void Progress::update(double share, std::size_t frames) {
     }
     last_ = now;
     if (terminal_) {
-        fmt::print(stderr, "\r{}\x1b[K", progressBar(what_, share, frames, seconds()));
+        printError("\r{}\x1b[K", progressBar(what_, share, frames, seconds()));
         drawn_ = true;
     } else {
-        fmt::print(stderr, "{}\n", progressLine(what_, share, frames, seconds()));
+        printError("{}\n", progressLine(what_, share, frames, seconds()));
     }
     std::fflush(stderr);
 }
 
 void Progress::clear() {
     if (drawn_) {
-        fmt::print(stderr, "\r\x1b[K");
+        printError("\r\x1b[K");
         std::fflush(stderr);
         drawn_ = false;
     }

@@ -97,7 +97,7 @@ class Replay {
         }
         // After a failure the plug-in may still offer what it found out about it.
         try {
-            takeResult(packet);
+            takeResult(packet, failed);
         } catch (const plugin::PluginError& error) {
             if (!failed) {
                 failed = true;
@@ -107,7 +107,7 @@ class Replay {
         counts_.processed += failed ? 0 : 1;
     }
 
-    void takeResult(const recording::RecordedPacket& packet) {
+    void takeResult(const recording::RecordedPacket& packet, bool failed) {
         const std::vector<std::uint8_t> bytes = plugin_.result(settings_.shortForm);
         if (bytes.empty() || !isSelected()) {
             return;
@@ -116,6 +116,10 @@ class Replay {
         const zelta::Packet result = resultPacket(bytes);
         std::optional<ResultFrame> frame;
         try {
+            const std::optional<std::string> error = errorIn(result);
+            if (error && !failed) {
+                listener_.trouble(where(packet) + ": the frame went on without a stage: " + *error);
+            }
             frame = frameIn(result, settings_.withCoordinates);
         } catch (const recording::RecordError& error) {
             listener_.trouble(where(packet) + ": its result cannot be used: " + error.what());

@@ -28,6 +28,11 @@ void printNoise(const std::vector<AmplitudeBin>& bins) {
         sensor.suppressionKnee, sensor.countsPerElectron, sensor.readNoise);
 }
 
+// The prediction is that of one frequency.
+bool predictsNoise(const recording::SimulationSettings& simulation) {
+    return simulation.photonNoise && simulation.frequencies.size() == 1;
+}
+
 }  // namespace
 
 std::string describe(const recording::SimulationSettings& simulation) {
@@ -53,14 +58,15 @@ void printAccuracy(const AccuracySummary& a, const recording::SimulationSettings
                    100.0 * static_cast<double>(a.pixelsBeyondUniqueRange) / static_cast<double>(a.pixels),
                    simulation::uniqueRange(simulation.frequencies[0]));
     }
-    if (simulation.photonNoise && simulation.frequencies.size() == 1) {
+    if (predictsNoise(simulation)) {
         printNoise(a.bins);
     }
 }
 
-void addAccuracy(nlohmann::ordered_json& document, const AccuracySummary& a) {
+void addAccuracy(nlohmann::ordered_json& document, const AccuracySummary& a,
+                 const recording::SimulationSettings& simulation) {
     nlohmann::ordered_json noise = nlohmann::ordered_json::array();
-    for (const AmplitudeBin& bin : a.bins) {
+    for (const AmplitudeBin& bin : predictsNoise(simulation) ? a.bins : std::vector<AmplitudeBin>{}) {
         noise.push_back({{"fromCounts", bin.from},
                          {"toCounts", bin.to},
                          {"pixels", bin.pixels},

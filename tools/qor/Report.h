@@ -17,7 +17,10 @@ std::string describe(const recording::SimulationSettings& simulation);
 
 void printAccuracy(const AccuracySummary& accuracy, const recording::SimulationSettings& simulation);
 
-void addAccuracy(nlohmann::ordered_json& document, const AccuracySummary& accuracy);
+// The noise stays empty where there is no prediction to hold it against: without photon noise, and with two
+// frequencies.
+void addAccuracy(nlohmann::ordered_json& document, const AccuracySummary& accuracy,
+                 const recording::SimulationSettings& simulation);
 
 // Nothing, if there were fewer than two frames.
 void printTemporalNoise(const TemporalNoiseSummary& noise);

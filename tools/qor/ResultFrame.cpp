@@ -16,10 +16,23 @@ namespace {
 using simulation::pixelCount;
 
 const std::string root = "QorDistanceImageIFOutput.";
+const std::string errors = "QorDistanceImageDebug.perFrameErrors.";
 
 std::uint32_t wholeNumber(const zelta::ZeltaChunk& chunk, const char* member) {
     return static_cast<std::uint32_t>(
         std::clamp(recording::numberOf(chunk, root + member), 0.0, 4294967295.0));
+}
+
+std::string textOf(const zelta::ZeltaChunk& chunk, const std::string& expression) {
+    const unsigned int size = recording::countOf(recording::typeOf(chunk), expression);
+    std::string text;
+    for (const double character : recording::numbersOf(chunk, expression, size)) {
+        if (character == 0.0) {
+            break;
+        }
+        text += static_cast<char>(std::clamp(character, -128.0, 127.0));
+    }
+    return text;
 }
 
 }  // namespace
@@ -56,6 +69,17 @@ std::optional<ResultFrame> frameIn(const zelta::Packet& result, bool withCoordin
                                         recording::imageOf(*chunk, root + "Z", pixelCount)};
     }
     return frame;
+}
+
+std::optional<std::string> errorIn(const zelta::Packet& result) {
+    const zelta::ZeltaChunk* const chunk = recording::findChunk(result, recording::channel::debug);
+    if (chunk == nullptr || !(recording::numberOf(*chunk, errors + "numValidEntries") > 0.0)) {
+        return std::nullopt;
+    }
+    const std::string first = errors + "entries[0].";
+    return textOf(*chunk, first + "file") + "(" +
+           std::to_string(static_cast<long>(recording::numberOf(*chunk, first + "line"))) +
+           "): " + textOf(*chunk, first + "errorMsg");
 }
 
 }  // namespace qor

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "zelta_packet.h"
@@ -46,5 +47,9 @@ zelta::Packet resultPacket(const std::vector<std::uint8_t>& bytes);
 // The frame that a result packet holds, if it holds one. Throws recording::RecordError, with a sentence, for
 // a record that is not what it has to be.
 std::optional<ResultFrame> frameIn(const zelta::Packet& result, bool withCoordinates);
+
+// The first error that the pipeline met in the call behind a result packet: "ImageFilter(108): Unsupported
+// mask size". A stage may fail while the frame goes on. Throws as frameIn does.
+std::optional<std::string> errorIn(const zelta::Packet& result);
 
 }  // namespace qor

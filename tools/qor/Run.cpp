@@ -23,6 +23,7 @@
 #include "qor/Progress.h"
 #include "qor/Replay.h"
 #include "qor/Report.h"
+#include "qor/StandardError.h"
 #include "qor/TemporalNoise.h"
 #include "simulation/Image.h"
 
@@ -158,7 +159,7 @@ struct Outcome {
 };
 
 void complain(const std::string& sentence) {
-    fmt::print(stderr, "qor run: {}\n", sentence);
+    printError("qor run: {}\n", sentence);
 }
 
 Outcome process(const Options& options, const ReplaySettings& settings, Products& products) {
@@ -247,8 +248,8 @@ nlohmann::ordered_json toJson(const Options& options, const Outcome& outcome, co
     if (products.simulation()) {
         document["simulation"] = simulationJson(*products.simulation());
     }
-    if (const auto accuracy = products.accuracy()) {
-        addAccuracy(document, *accuracy);
+    if (const auto accuracy = products.accuracy(); accuracy && products.simulation()) {
+        addAccuracy(document, *accuracy, *products.simulation());
     }
     document["temporalNoise"] = temporalNoiseJson(products.temporalNoise());
     document["files"] = files;

@@ -14,6 +14,7 @@
 #include "qor/Arguments.h"
 #include "qor/ExitCode.h"
 #include "qor/RecordText.h"
+#include "qor/StandardError.h"
 #include "recording/Record.h"
 #include "recording/RecordingReader.h"
 
@@ -56,7 +57,7 @@ nlohmann::ordered_json toJson(std::size_t packet, const std::vector<ShownValue>&
 }
 
 int complain(int exitCode, const std::string& sentence) {
-    fmt::print(stderr, "qor show: {}\n", sentence);
+    printError("qor show: {}\n", sentence);
     return exitCode;
 }
 

@@ -21,6 +21,7 @@
 #include "qor/Interruption.h"
 #include "qor/Progress.h"
 #include "qor/Report.h"
+#include "qor/StandardError.h"
 #include "recording/CameraRecords.h"
 #include "recording/Channels.h"
 #include "recording/RecordingWriter.h"
@@ -232,7 +233,7 @@ int report(const Options& options, const Outcome& outcome, const recording::Simu
         }
     }
     if (outcome.interrupted) {
-        fmt::print(stderr, "qor simulate: interrupted after {} of {} frames; the recording holds these.\n",
+        printError("qor simulate: interrupted after {} of {} frames; the recording holds these.\n",
                    outcome.frames, options.frames);
         return ExitCode::Findings;
     }
@@ -244,7 +245,7 @@ int run(const Options& options) {
     try {
         camera = std::make_unique<simulation::Camera>(cameraSettings(options));
     } catch (const std::invalid_argument& error) {
-        fmt::print(stderr, "qor simulate: {}\n", error.what());
+        printError("qor simulate: {}\n", error.what());
         return ExitCode::Usage;
     }
     try {
@@ -252,7 +253,7 @@ int run(const Options& options) {
         const recording::SimulationSettings settings = simulationSettings(camera->settings());
         return report(options, record(options, *camera, settings), settings);
     } catch (const std::runtime_error& error) {
-        fmt::print(stderr, "qor simulate: {}\n", error.what());
+        printError("qor simulate: {}\n", error.what());
         return ExitCode::BadData;
     }
 }

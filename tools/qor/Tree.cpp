@@ -15,6 +15,7 @@
 
 #include "qor/Arguments.h"
 #include "qor/ExitCode.h"
+#include "qor/StandardError.h"
 #include "qor/TypeText.h"
 #include "recording/Record.h"
 #include "recording/RecordingReader.h"
@@ -123,17 +124,17 @@ void printAsJson(const Options& options, const Findings& findings) {
 
 int judge(const Options& options, const Findings& findings) {
     for (const std::string& fault : findings.faults) {
-        fmt::print(stderr, "qor tree: {}\n", fault);
+        printError("qor tree: {}\n", fault);
     }
     if (!findings.damage.empty()) {
-        fmt::print(stderr, "qor tree: {}\n", findings.damage);
+        printError("qor tree: {}\n", findings.damage);
         return ExitCode::BadData;
     }
     if (!findings.faults.empty()) {
         return ExitCode::Findings;
     }
     if (findings.definitions.empty()) {
-        fmt::print(stderr, "qor tree: {} holds {}.\n", options.file.string(),
+        printError("qor tree: {} holds {}.\n", options.file.string(),
                    options.channel ? fmt::format("nothing on channel {}", *options.channel) : "no records");
         return ExitCode::Findings;
     }
@@ -151,7 +152,7 @@ int run(const Options& options) {
         }
         return judge(options, findings);
     } catch (const recording::RecordingError& error) {
-        fmt::print(stderr, "qor tree: {}\n", error.what());
+        printError("qor tree: {}\n", error.what());
         return ExitCode::BadData;
     }
 }

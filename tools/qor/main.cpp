@@ -2,8 +2,11 @@
 //
 // The command qor.
 
-#include <fmt/format.h>
+#include <fcntl.h>
+#include <unistd.h>
 
+#include <cerrno>
+#include <cstdio>
 #include <exception>
 
 #include "qor/ExitCode.h"
@@ -11,6 +14,7 @@
 #include "qor/Run.h"
 #include "qor/Show.h"
 #include "qor/Simulate.h"
+#include "qor/StandardError.h"
 #include "qor/Tree.h"
 
 namespace {
@@ -34,13 +38,35 @@ int runCommand(int argc, char** argv) {
     return exitCode;
 }
 
+// A standard stream that the caller closed would lend its number to a file of ours, and take what is printed.
+void openClosedStreams() {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(stream, F_GETFD) == -1 && errno == EBADF) {
+            // The lowest free number is that of the stream. Reading from 1 and 2 fails, writing to 0 does,
+            // too.
+            open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+        }
+    }
+}
+
+// Whether all that was printed has arrived.
+bool isPrinted() {
+    return std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+    openClosedStreams();
+    int exitCode = qor::ExitCode::BadData;
     try {
-        return runCommand(argc, argv);
+        exitCode = runCommand(argc, argv);
     } catch (const std::exception& error) {
-        fmt::print(stderr, "qor: {}\n", error.what());
+        qor::printError("qor: {}\n", error.what());
+    }
+    if (!isPrinted()) {
+        qor::printError("qor: standard output cannot be written.\n");
         return qor::ExitCode::BadData;
     }
+    return exitCode;
 }

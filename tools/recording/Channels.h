@@ -10,6 +10,7 @@ inline constexpr int rawImage = 3200;
 inline constexpr int input = 3208;
 inline constexpr int result = 3210;
 inline constexpr int calibration = 3212;
+inline constexpr int debug = 3220;
 inline constexpr int auxiliary = 3226;
 inline constexpr int customization = 3228;
 

@@ -30,12 +30,14 @@ inline std::string contentOf(const std::filesystem::path& path) {
 
 class Command : public testing::Test {
  protected:
-    // Runs in the folder of the test; `before` are settings of the environment or the start of a pipe.
+    // Runs in the folder of the test; `before` are settings of the environment or the start of a pipe;
+    // `arguments` may redirect, too.
     Outcome run(const std::string& arguments, const std::string& before = "") const {
         const std::filesystem::path output = folder_.path() / "stdout.txt";
         const std::filesystem::path errors = folder_.path() / "stderr.txt";
-        const std::string line = "cd '" + folder_.path().string() + "' && " + before + " '" QOR_COMMAND "' " +
-                                 arguments + " > '" + output.string() + "' 2> '" + errors.string() + "'";
+        const std::string line = "cd '" + folder_.path().string() + "' && { " + before +
+                                 " '" QOR_COMMAND "' " + arguments + "; } > '" + output.string() + "' 2> '" +
+                                 errors.string() + "'";
         const int status = std::system(line.c_str());
         return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contentOf(output), contentOf(errors)};
     }
