@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <utility>
 
 #include "imaging/Figure.h"
@@ -60,7 +61,16 @@ std::uint8_t stateOf(std::uint8_t confidence) {
     return has(asymmetricBit) ? Asymmetric : OtherFault;
 }
 
-constexpr double largestSample = 4095.0;  // counts
+// The first of 1, 2, 5, 10, 20, 50 and so on that is not below the value.
+double roundedUp(double value) {
+    for (double decade = 1.0;; decade *= 10.0) {
+        for (const double step : {1.0, 2.0, 5.0}) {
+            if (step * decade >= value) {
+                return step * decade;
+            }
+        }
+    }
+}
 
 std::vector<float> inMillimetres(std::span<const float> metres) {
     std::vector<float> result(metres.begin(), metres.end());
@@ -117,8 +127,9 @@ std::vector<std::filesystem::path> writePictures(const PictureSettings& settings
     }
     if (!frame.intensity.empty()) {
         const std::vector<std::uint8_t> everywhere(pixelCount, 1);
-        drawWhere(everywhere, "intensity.png", "Intensity", frame.intensity,
-                  {imaging::ColorMap::Grey, 0.0, largestSample, "counts"});
+        drawWhere(
+            everywhere, "intensity.png", "Intensity", frame.intensity,
+            {imaging::ColorMap::Grey, settings.intensity.minimum, settings.intensity.maximum, "counts"});
     }
     if (!errors.empty()) {
         draw("error.png", "Distance less truth", inMillimetres(errors),
@@ -155,6 +166,16 @@ Range distanceRangeOf(const ResultFrame& frame) {
     const double furthest = quantile(std::move(distances), 0.99);
     constexpr double step = 0.5;  // metres
     return {0.0, std::clamp(std::ceil(furthest / step) * step, step, 1000.0)};
+}
+
+Range intensityRangeOf(const ResultFrame& frame) {
+    std::vector<float> counts;
+    std::copy_if(frame.intensity.begin(), frame.intensity.end(), std::back_inserter(counts),
+                 [](float count) { return std::isfinite(count); });
+    if (counts.empty()) {
+        return PictureSettings{}.intensity;
+    }
+    return {0.0, roundedUp(quantile(std::move(counts), 0.99))};
 }
 
 }  // namespace qor

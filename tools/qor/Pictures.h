@@ -18,11 +18,12 @@ namespace qor {
 
 struct PictureSettings {
     std::filesystem::path folder;
-    std::string subtitle;       // what the frame shows, for the head of each picture
-    Range distance{0.0, 2.5};   // metres
-    Range amplitude{0.0, 3.0};  // counts per microsecond
-    double error = 0.002;       // metres; the scale of errors runs from minus to plus this
-    double noise = 0.02;        // metres; the scale of the noise runs from 0 to this
+    std::string subtitle;          // what the frame shows, for the head of each picture
+    Range distance{0.0, 2.5};      // metres
+    Range amplitude{0.0, 3.0};     // counts per microsecond
+    Range intensity{0.0, 4095.0};  // counts
+    double error = 0.002;          // metres; the scale of errors runs from minus to plus this
+    double noise = 0.02;           // metres; the scale of the noise runs from 0 to this
     int enlargement = 4;
 };
 
@@ -42,5 +43,8 @@ std::filesystem::path writeCloud(const std::filesystem::path& folder, std::size_
 
 // A round scale from 0 that holds all but the furthest hundredth of the valid pixels.
 Range distanceRangeOf(const ResultFrame& frame);
+
+// Likewise for the intensity, over all pixels; of a frame without intensity the range of a sample.
+Range intensityRangeOf(const ResultFrame& frame);
 
 }  // namespace qor

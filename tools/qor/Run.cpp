@@ -131,6 +131,7 @@ class Products {
                                 .value_or(simulation_ ? Range{simulation_->nearest, simulation_->furthest}
                                                       : distanceRangeOf(frame));
         settings.amplitude = readRange(options_.amplitudeRange).value_or(settings.amplitude);
+        settings.intensity = intensityRangeOf(frame);
         const double standardRange = simulation_ && !simulation_->photonNoise ? 2.0 : 20.0;
         settings.error = (options_.errorRange > 0.0 ? options_.errorRange : standardRange) / 1000.0;
         settings.enlargement = options_.enlargement;

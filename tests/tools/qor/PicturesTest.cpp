@@ -39,5 +39,40 @@ TEST(DistanceRange, LooksAtFiniteDistancesOfValidPixelsAlone) {
     EXPECT_EQ(distanceRangeOf(frame).maximum, 1.0);
 }
 
+// In daylight a wall may give 40 counts, and a lamp in the picture the full range.
+TEST(IntensityRange, IsTheRoundedRangeOfAllButTheBrightestHundredth) {
+    ResultFrame frame;
+    frame.intensity.assign(200, 41.0F);
+    frame.intensity[3] = 4095.0F;
+    frame.intensity[4] = 4095.0F;
+    EXPECT_EQ(intensityRangeOf(frame).minimum, 0.0);
+    EXPECT_EQ(intensityRangeOf(frame).maximum, 50.0);
+    frame.intensity[5] = 1001.0F;  // the third of 200
+    EXPECT_EQ(intensityRangeOf(frame).maximum, 2000.0);
+}
+
+TEST(IntensityRange, ARoundCountIsItsOwnLimit) {
+    ResultFrame frame;
+    for (const float count : {1.0F, 2.0F, 5.0F, 10.0F, 100.0F, 5000.0F}) {
+        frame.intensity.assign(10, count);
+        EXPECT_EQ(intensityRangeOf(frame).maximum, count);
+    }
+}
+
+TEST(IntensityRange, DarknessStillHasAScale) {
+    ResultFrame frame;
+    frame.intensity.assign(10, 0.0F);
+    EXPECT_EQ(intensityRangeOf(frame).maximum, 1.0);
+}
+
+TEST(IntensityRange, LooksAtFiniteCountsAloneAndWithoutAnyTakesTheRangeOfASample) {
+    ResultFrame frame;
+    EXPECT_EQ(intensityRangeOf(frame).maximum, 4095.0);
+    frame.intensity = {std::numeric_limits<float>::infinity(), std::numeric_limits<float>::quiet_NaN()};
+    EXPECT_EQ(intensityRangeOf(frame).maximum, 4095.0);
+    frame.intensity.push_back(7.0F);
+    EXPECT_EQ(intensityRangeOf(frame).maximum, 10.0);
+}
+
 }  // namespace
 }  // namespace qor
