@@ -5,6 +5,7 @@
 #include <span>
 #include <system_error>
 
+#include "qor/Expression.h"
 #include "recording/Record.h"
 
 namespace qor {
@@ -62,6 +63,11 @@ std::vector<bool> applyOverrides(const std::vector<Override>& overrides, recordi
 void checkOverrides(const std::vector<Override>& overrides, const std::filesystem::path& recordingPath) {
     if (overrides.empty()) {
         return;
+    }
+    for (const Override& change : overrides) {
+        if (const std::string fault = checkSyntax(change.expression); !fault.empty()) {
+            throw recording::RecordError(fault);
+        }
     }
     std::error_code error;
     const std::filesystem::file_status status = std::filesystem::status(recordingPath, error);

@@ -31,8 +31,8 @@ std::string checkOverride(const std::string& text);
 std::vector<bool> applyOverrides(const std::vector<Override>& overrides, recording::RecordedPacket& packet);
 
 // Reads the recording until each override has found its record and fits there. Throws
-// recording::RecordError if one does not fit or finds none, or if the recording comes through a pipe, which
-// leaves nothing to replay.
+// recording::RecordError if one is no expression, does not fit or finds none, or if the recording comes
+// through a pipe, which leaves nothing to replay.
 void checkOverrides(const std::vector<Override>& overrides, const std::filesystem::path& recordingPath);
 
 }  // namespace qor

@@ -13,6 +13,7 @@
 
 #include "qor/Arguments.h"
 #include "qor/ExitCode.h"
+#include "qor/Expression.h"
 #include "qor/RecordText.h"
 #include "qor/StandardError.h"
 #include "recording/Record.h"
@@ -111,6 +112,9 @@ int show(const Options& options) {
 }
 
 int run(const Options& options) {
+    if (const std::string fault = checkSyntax(options.expression); !fault.empty()) {
+        return complain(ExitCode::Usage, fault);
+    }
     try {
         return show(options);
     } catch (const NoSuchExpression& error) {

@@ -124,6 +124,16 @@ TEST_F(Inspect, UsageErrorsExitWithTwo) {
         "qor show: \"Engine.none\" addresses nothing in the record Engine; qor tree lists its members.\n");
 }
 
+TEST_F(Inspect, AnExpressionThatIsNoneIsRefused) {
+    for (const char* expression : {"Other.x[0:1]", "Other.x[1,2]", "Other.x[1x]", "Other.x[1", "Other.x[1]]",
+                                   "Other.x[1]foo", "Other.x[ 1]", "Other..x", "Other."}) {
+        const Outcome outcome = run("show e.zelta 8 '" + std::string(expression) + "'");
+        EXPECT_EQ(outcome.exitCode, 2) << expression;
+        EXPECT_EQ(outcome.output, "") << expression;
+        EXPECT_NE(outcome.errors.find("is no expression"), std::string::npos) << outcome.errors;
+    }
+}
+
 TEST_F(Inspect, FilesThatCannotBeReadExitWithThree) {
     std::ofstream(path("empty.zelta")) << "";
     for (const char* arguments :

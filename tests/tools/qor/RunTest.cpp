@@ -217,6 +217,18 @@ TEST_F(RunCommand, UsageErrorsExitWithTwoAndWriteNothing) {
               std::string::npos);
 }
 
+TEST_F(RunCommand, ASetMemberIsAddressedByAnExpressionAndNothingElse) {
+    simulate();
+    const std::string input = "QorDistanceImageIFInput.customization.autoExpSet.roiSettings.rois.ROIs";
+    for (const char* rest : {"[0:3].type", "[0,1].type", "[1.type", "[1e0].type", "[1]].type"}) {
+        const Outcome outcome = run("run r.zelta --set '" + input + rest + "=1'");
+        EXPECT_EQ(outcome.exitCode, 2) << rest;
+        EXPECT_NE(outcome.errors.find("--set: \"" + input + rest + "\" is no expression"), std::string::npos)
+            << outcome.errors;
+        EXPECT_FALSE(std::filesystem::exists(path("out"))) << rest;
+    }
+}
+
 // What --set names is looked up before anything is written, and a pipe would be empty afterwards.
 TEST_F(RunCommand, ASetMemberNeedsARecordingThatCanBeReadTwice) {
     simulate();

@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "qor/Expression.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <string_view>
+
+#include "qor/Arguments.h"
+
+namespace qor {
+namespace {
+
+bool isDigit(char letter) {
+    return letter >= '0' && letter <= '9';
+}
+
+class Syntax {
+ public:
+    explicit Syntax(std::string_view text) : text_(text) {}
+
+    std::string check() {
+        do {
+            if (!passName()) {
+                return fault("a name");
+            }
+            while (pass('[')) {
+                if (!passDigits()) {
+                    return fault("a number");
+                }
+                if (!pass(']')) {
+                    return fault("\"]\"");
+                }
+            }
+        } while (pass('.'));
+        return at_ == text_.size() ? "" : fault("\".\", \"[\" or the end");
+    }
+
+ private:
+    bool pass(char letter) {
+        const bool found = at_ < text_.size() && text_[at_] == letter;
+        at_ += found ? 1 : 0;
+        return found;
+    }
+
+    // What a name consists of is up to the record.
+    bool passName() {
+        const std::size_t start = at_;
+        at_ = std::min(text_.find_first_of(".[]", at_), text_.size());
+        return at_ > start;
+    }
+
+    bool passDigits() {
+        const std::size_t start = at_;
+        while (at_ < text_.size() && isDigit(text_[at_])) {
+            ++at_;
+        }
+        return at_ > start;
+    }
+
+    std::string fault(const char* expected) const {
+        const std::string found = at_ == text_.size() ? "it ends" : fmt::format("\"{}\" stands", text_[at_]);
+        const std::string place =
+            at_ == 0 ? "at its start" : fmt::format("behind \"{}\"", text_.substr(0, at_));
+        return printable(fmt::format("\"{}\" is no expression: {} {}, where {} has to be.", text_, found,
+                                     place, expected));
+    }
+
+    std::string_view text_;
+    std::size_t at_ = 0;
+};
+
+}  // namespace
+
+std::string checkSyntax(const std::string& expression) {
+    return Syntax(expression).check();
+}
+
+}  // namespace qor
