@@ -20,6 +20,9 @@ struct FrameSelection {
         return frame >= from && frame < end && (frame - from) % step == 0;
     }
 
+    // Whether there is a frame from which on none is meant.
+    bool ends() const { return end != std::numeric_limits<std::size_t>::max(); }
+
     // Whether no frame from this one on is meant.
     bool isOver(std::size_t frame) const { return frame >= end; }
 };

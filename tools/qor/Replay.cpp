@@ -2,7 +2,9 @@
 
 #include "qor/Replay.h"
 
+#include <algorithm>
 #include <optional>
+#include <span>
 #include <utility>
 
 #include "recording/CameraRecords.h"
@@ -36,7 +38,7 @@ class Replay {
  private:
     // Number of the frame that packets belong to now; none before the first.
     std::optional<std::size_t> currentFrame() const {
-        return framesBegun_ == 0 ? std::nullopt : std::optional(framesBegun_ - 1);
+        return counts_.framesBegun == 0 ? std::nullopt : std::optional(counts_.framesBegun - 1);
     }
 
     bool isSelected() const {
@@ -51,20 +53,30 @@ class Replay {
                 return;
             }
             if (recording::beginsFrame(packet->chunks)) {
-                if (settings_.frames.isOver(framesBegun_)) {
+                if (settings_.frames.isOver(counts_.framesBegun)) {
                     counts_.stopped = true;
                     return;
                 }
-                ++framesBegun_;
+                ++counts_.framesBegun;
             }
             ++counts_.read;
             feed(*packet);
-            listener_.progress(reader_.fileSize() == 0 ? -1.0
-                                                       : static_cast<double>(reader_.bytesRead()) /
-                                                             static_cast<double>(reader_.fileSize()),
-                               framesBegun_);
+            listener_.progress(share(), counts_.framesBegun);
             counts_.interrupted = listener_.interrupted();
         }
+    }
+
+    // Of the work that is done; below 0 if it is unknown. A selection that ends is over after so many frames.
+    double share() const {
+        const double ofBytes = reader_.fileSize() == 0 ? -1.0
+                                                       : static_cast<double>(reader_.bytesRead()) /
+                                                             static_cast<double>(reader_.fileSize());
+        if (!settings_.frames.ends() || counts_.framesBegun == 0) {
+            return ofBytes;
+        }
+        const double ofFrames =
+            static_cast<double>(counts_.framesBegun - 1) / static_cast<double>(settings_.frames.end);
+        return std::max(ofBytes, ofFrames);
     }
 
     recording::RecordedPacket* nextPacket() {
@@ -78,6 +90,7 @@ class Replay {
 
     void feed(recording::RecordedPacket& packet) {
         readTruth(packet);
+        checkCalibration(packet);
         const auto fail = [&](const std::string& reason) {
             ++counts_.failed;
             listener_.trouble(where(packet) + ": " + reason);
@@ -145,6 +158,25 @@ class Replay {
         }
     }
 
+    // The plug-in takes one calibration, the first, and drops images before it without a word.
+    void checkCalibration(const recording::RecordedPacket& packet) {
+        const zelta::ZeltaChunk* const chunk =
+            recording::findChunk(packet.chunks, recording::channel::calibration);
+        if (chunk == nullptr) {
+            const bool image = recording::findChunk(packet.chunks, recording::channel::rawImage) != nullptr;
+            counts_.uncalibratedImages += image && !calibration_ ? 1 : 0;
+            return;
+        }
+        const auto* const data = static_cast<const std::uint8_t*>(chunk->data);
+        const std::span<const std::uint8_t> bytes(data, static_cast<std::size_t>(chunk->dataSize));
+        if (!calibration_) {
+            calibration_.emplace(bytes.begin(), bytes.end());
+        } else if (!otherCalibration_ && !std::ranges::equal(*calibration_, bytes)) {
+            otherCalibration_ = true;
+            listener_.trouble(where(packet) + ": another calibration; the plug-in keeps the first.");
+        }
+    }
+
     static std::string where(const recording::RecordedPacket& packet) {
         return "packet " + std::to_string(packet.index) + " (byte " + std::to_string(packet.offset) + ")";
     }
@@ -161,7 +193,8 @@ class Replay {
     recording::RecordingReader reader_;
     recording::RecordingWriter writer_;
     ReplayCounts counts_;
-    std::size_t framesBegun_ = 0;
+    std::optional<std::vector<std::uint8_t>> calibration_;  // the first
+    bool otherCalibration_ = false;
     std::optional<simulation::Truth> truth_;
     std::optional<recording::SimulationSettings> simulation_;
 };

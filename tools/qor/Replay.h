@@ -34,10 +34,12 @@ struct ReplayCounts {
     std::size_t failed = 0;     // at which it failed
     std::size_t written = 0;    // result packets
     std::uint64_t writtenBytes = 0;
-    std::size_t frames = 0;    // finished frames among those selected
-    bool interrupted = false;  // before the end of the recording
-    bool stopped = false;      // after the last selected frame
-    std::string damage;        // where the recording cannot be read any further; empty if nowhere
+    std::size_t framesBegun = 0;         // in the packets read
+    std::size_t uncalibratedImages = 0;  // raw images that came before any calibration
+    std::size_t frames = 0;              // finished frames among those selected
+    bool interrupted = false;            // before the end of the recording
+    bool stopped = false;                // after the last selected frame
+    std::string damage;                  // where the recording cannot be read any further; empty if nowhere
 };
 
 // What a replay tells while it goes on.
@@ -46,7 +48,8 @@ struct ReplayListener {
     std::function<void(std::size_t number, const ResultFrame& frame, const simulation::Truth* truth,
                        const recording::SimulationSettings* simulation)>
         frame;
-    // A packet at which the plug-in failed, or whose result or truth cannot be used.
+    // A packet at which the plug-in failed, whose result or truth cannot be used, or whose calibration is not
+    // the first one.
     std::function<void(const std::string& sentence)> trouble;
     // After each packet: the share of the recording that is done, below 0 if its size is unknown, and the
     // number of frames that have begun.

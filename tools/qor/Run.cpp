@@ -25,6 +25,7 @@
 #include "qor/Report.h"
 #include "qor/StandardError.h"
 #include "qor/TemporalNoise.h"
+#include "recording/Channels.h"
 #include "simulation/Image.h"
 
 namespace qor {
@@ -257,8 +258,13 @@ nlohmann::ordered_json toJson(const Options& options, const Outcome& outcome, co
     return document;
 }
 
+bool selectsNone(const Options& options, const ReplayCounts& counts) {
+    const auto selection = readFrameSelection(options.frames);
+    return selection && counts.framesBegun <= selection->from && !counts.interrupted;
+}
+
 // What is wrong is said on standard error, also with --quiet, and makes the exit code.
-int judge(const Outcome& outcome, const Products& products) {
+int judge(const Options& options, const Outcome& outcome, const Products& products) {
     const ReplayCounts& counts = outcome.counts;
     int exitCode = ExitCode::Good;
     const auto find = [&exitCode](int code, const std::string& sentence) {
@@ -286,8 +292,16 @@ int judge(const Outcome& outcome, const Products& products) {
              fmt::format("interrupted after {}; what was written is complete up to there.",
                          counted(counts.read, "packet")));
     }
+    if (counts.uncalibratedImages > 0) {
+        find(ExitCode::Findings,
+             fmt::format("no calibration (channel {}) came before the first {}.",
+                         recording::channel::calibration, counted(counts.uncalibratedImages, "image")));
+    }
     if (counts.read == 0 && counts.damage.empty()) {
         find(ExitCode::BadData, "the recording holds no packets.");
+    } else if (selectsNone(options, counts)) {
+        find(ExitCode::Findings, fmt::format("--frames {} selects none of the {}.", options.frames,
+                                             counted(counts.framesBegun, "frame")));
     } else if (counts.written == 0) {
         find(ExitCode::Findings, "the plug-in gave no result; nothing was written.");
     } else if (products.frames() == 0) {
@@ -335,7 +349,7 @@ int run(const Options& options) {
         } else if (!options.quiet) {
             printText(options, outcome, products);
         }
-        return judge(outcome, products);
+        return judge(options, outcome, products);
     } catch (const std::runtime_error& problem) {
         complain(problem.what());
         return ExitCode::BadData;

@@ -308,6 +308,27 @@ TEST_F(ReplayOfFake, ARecordingThroughAPipeIsPlayedWhole) {
     EXPECT_EQ(lastShare_, -1.0);
 }
 
+// The last packet of the third and last frame is read when two of three are behind it.
+TEST_F(ReplayOfFake, TheEndOfASelectionMakesASharePossible) {
+    ReplaySettings piped = settings();
+    piped.frames = readFrameSelection("1:3").value();
+    piped.recording = folder_.path() / "pipe";
+    ASSERT_EQ(mkfifo(piped.recording.c_str(), 0600), 0);
+    std::vector<std::uint8_t> bytes = fileBytes(recording());
+    bytes.resize(packets_[0].size() + 12 * packets_[1].size());
+    std::thread writer([&] { writeBytes(piped.recording, bytes); });
+    run(piped);
+    writer.join();
+    EXPECT_EQ(lastShare_, 2.0 / 3.0);
+}
+
+TEST_F(ReplayOfFake, ASelectionWithoutAnEndLeavesTheShareToTheBytes) {
+    ReplaySettings some = settings();
+    some.frames = readFrameSelection("1:").value();
+    run(some);
+    EXPECT_EQ(lastShare_, 1.0);
+}
+
 TEST_F(ReplayOfFake, ACustomizationGoesInByItsOwnPin) {
     const recording::Record custom(
         recording::structure("QorDistanceImageCustomization", {recording::float32("minAmplitude")}));

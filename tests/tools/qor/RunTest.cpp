@@ -7,6 +7,8 @@
 #include <array>
 #include <cmath>
 
+#include "recording/RecordingReader.h"
+#include "recording/RecordingWriter.h"
 #include "tools/imaging/ReadPng.h"
 #include "tools/qor/Command.h"
 
@@ -16,7 +18,27 @@ constexpr std::array pictureNames{"distance_mm.png", "distance.png", "amplitude.
                                   "error.png"};
 const std::string fake = " --plugin '" FAKE_PLUGIN "'";
 
-using RunCommand = Command;
+class RunCommand : public Command {
+ protected:
+    using Packets = std::vector<std::vector<std::uint8_t>>;
+
+    Packets packetsIn(const char* name) const {
+        Packets packets;
+        recording::RecordingReader reader(path(name));
+        while (const recording::RecordedPacket* packet = reader.next()) {
+            packets.emplace_back(packet->bytes.begin(), packet->bytes.end());
+        }
+        return packets;
+    }
+
+    void writePackets(const char* name, const Packets& packets) const {
+        recording::RecordingWriter writer(path(name));
+        for (const auto& packet : packets) {
+            writer.write(packet);
+        }
+        writer.finish();
+    }
+};
 
 TEST_F(RunCommand, WritesResultsAndPicturesAndSaysWhatItDid) {
     simulate("--no-noise --frames 2");
@@ -192,7 +214,9 @@ TEST_F(RunCommand, SelectedFramesAreDrawnUnderTheirNumber) {
     }
     const Outcome none = run("run r.zelta --pil --out q --frames 9");
     EXPECT_EQ(none.exitCode, 1);
-    EXPECT_NE(none.errors.find("no frame was finished"), std::string::npos) << none.errors;
+    EXPECT_EQ(none.errors, "qor run: --frames 9 selects none of the 4 frames.\n");
+    EXPECT_EQ(run("run r.zelta --pil --out q --frames 4:").errors,
+              "qor run: --frames 4: selects none of the 4 frames.\n");
 }
 
 TEST_F(RunCommand, UsageErrorsExitWithTwoAndWriteNothing) {
@@ -357,6 +381,36 @@ TEST_F(RunCommand, ErrorsThatNobodyCanReadEndNothing) {
         EXPECT_EQ(outcome.exitCode, 3) << nowhere;
         EXPECT_EQ(nlohmann::json::parse(outcome.output).at("packets").at("read").get<int>(), 9) << nowhere;
     }
+}
+
+TEST_F(RunCommand, ImagesWithoutACalibrationAreAFinding) {
+    simulate("--frames 2");
+    const auto packets = packetsIn("r.zelta");
+    writePackets("late.zelta", {packets[1], packets[2], packets[3], packets[4], packets[0], packets[5],
+                                packets[6], packets[7], packets[8]});
+    writePackets("none.zelta", {packets.begin() + 1, packets.end()});
+    const Outcome none = run("run none.zelta --pil --enlarge 1 --out p");
+    EXPECT_EQ(none.exitCode, 1);
+    EXPECT_EQ(none.errors,
+              "qor run: no calibration (channel 3212) came before the first 8 images.\n"
+              "qor run: the plug-in gave no result; nothing was written.\n");
+    const Outcome late = run("run late.zelta --pil --enlarge 1 --out p");
+    EXPECT_EQ(late.exitCode, 1);
+    EXPECT_EQ(late.errors, "qor run: no calibration (channel 3212) came before the first 4 images.\n");
+}
+
+TEST_F(RunCommand, AnotherCalibrationIsToldOnceAndTheSameOneNot) {
+    simulate("--frames 2");
+    simulate("--seed 2", "other.zelta");
+    const auto packets = packetsIn("r.zelta");
+    const auto other = packetsIn("other.zelta")[0];
+    writePackets("same.zelta", {packets[0], packets[0], packets[1], packets[2], packets[3], packets[4]});
+    writePackets("two.zelta", {packets[0], other, packets[1], packets[2], packets[3], packets[4], other});
+    EXPECT_EQ(run("run same.zelta --pil --enlarge 1 --out p").errors, "");
+    const Outcome two = run("run two.zelta --pil --enlarge 1 --out p");
+    EXPECT_EQ(two.exitCode, 1);
+    EXPECT_EQ(two.errors, "qor run: packet 1 (byte " + std::to_string(packets[0].size()) +
+                              "): another calibration; the plug-in keeps the first.\n");
 }
 
 TEST_F(RunCommand, ManyFailuresAreNotAllPrinted) {
