@@ -241,8 +241,10 @@ void setFromText(const TypeRef& type, const std::string& expression, const std::
     }
     const std::vector<std::string_view> parts = splitAtCommas(text);
     if (parts.size() != 1 && parts.size() != place.count) {
-        throw RecordError("\"" + expression + "\" takes one value or " + std::to_string(place.count) +
-                          ", not " + std::to_string(parts.size()) + ".");
+        const std::string counts =
+            place.count == 1 ? "one value" : "one value or " + std::to_string(place.count);
+        throw RecordError("\"" + expression + "\" takes " + counts + ", not " + std::to_string(parts.size()) +
+                          "; commas separate values.");
     }
     try {
         storeByKind(type, expression, parts, place, data);

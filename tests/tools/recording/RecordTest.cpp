@@ -125,6 +125,19 @@ TEST(SetFromText, OneValueFillsAnArrayAndAListMustFitIt) {
     EXPECT_THROW(setFromText(record.type(), "R.f32", "1,2,3,4", data), RecordError);
 }
 
+TEST(SetFromText, AWrongCountIsToldWithTheRightOnes) {
+    const auto sentence = [](const char* expression, const char* text) -> std::string {
+        try {
+            afterSetting(expression, text);
+        } catch (const RecordError& error) {
+            return error.what();
+        }
+        return "";
+    };
+    EXPECT_EQ(sentence("R.f64", "1,5"), "\"R.f64\" takes one value, not 2; commas separate values.");
+    EXPECT_EQ(sentence("R.f32", "1,5"), "\"R.f32\" takes one value or 3, not 2; commas separate values.");
+}
+
 TEST(SetFromText, WhatIsNoNumberOfTheRecordIsRefused) {
     for (const char* expression :
          {"R", "R.s", "R.s[2].x", "R.none", "Q.i8", "", "R..i8", "R.[0]", "R.f32[3]"}) {
