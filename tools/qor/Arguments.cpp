@@ -11,6 +11,16 @@
 #include <system_error>
 
 namespace qor {
+namespace {
+
+// Without a sign, in 64 bits.
+bool isWholeNumber(const std::string& text) {
+    std::uint64_t value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    return error == std::errc{} && end == text.data() + text.size();
+}
+
+}  // namespace
 
 std::optional<Range> readRange(const std::string& text) {
     const std::size_t colon = text.find(':');
@@ -48,11 +58,12 @@ std::string checkBrightnessStep(const std::string& text) {
 }
 
 std::string checkSeed(const std::string& text) {
-    std::uint64_t seed = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seed);
-    return error == std::errc{} && end == text.data() + text.size()
-               ? ""
-               : "\"" + text + "\" is no whole number from 0 to 18446744073709551615";
+    return isWholeNumber(text) ? "" : "\"" + text + "\" is no whole number from 0 to 18446744073709551615";
+}
+
+std::string checkPacketNumber(const std::string& text) {
+    return isWholeNumber(text) ? ""
+                               : "\"" + text + "\" is no number of a packet; these are 0, 1, 2 and so on";
 }
 
 std::string checkRecordingName(const std::string& text) {
@@ -123,6 +134,10 @@ std::string printable(std::string_view text) {
         }
     }
     return result;
+}
+
+void printJsonError(const std::string& command, const std::string& sentence) {
+    printJson({{"command", command}, {"version", QOR_VERSION}, {"error", sentence}});
 }
 
 void printJson(const nlohmann::ordered_json& document) {

@@ -31,6 +31,7 @@ std::optional<simulation::BrightnessStep> readBrightnessStep(const std::string& 
 std::string checkRange(const std::string& text);
 std::string checkBrightnessStep(const std::string& text);
 std::string checkSeed(const std::string& text);
+std::string checkPacketNumber(const std::string& text);
 std::string checkRecordingName(const std::string& text);
 std::function<std::string(const std::string&)> numberFrom(double least, double most);
 
@@ -48,6 +49,9 @@ std::string byteText(std::uint64_t bytes);
 
 // A text from a file for a terminal: what is no printable ASCII becomes \xNN.
 std::string printable(std::string_view text);
+
+// A command that ends with this sentence and without its report: {"command", "version", "error"}.
+void printJsonError(const std::string& command, const std::string& sentence);
 
 // Writes one JSON document to standard output. Bytes that are no UTF-8 are replaced.
 void printJson(const nlohmann::ordered_json& document);

@@ -40,6 +40,7 @@ struct ChannelSummary {
 
 struct Summary {
     std::size_t packets = 0;
+    std::size_t emptyPackets = 0;  // those without chunks
     std::uint64_t bytes = 0;
     std::size_t frames = 0;
     std::map<int, ChannelSummary> channels;
@@ -78,6 +79,7 @@ Summary summarise(recording::RecordingReader& reader) {
     try {
         while (const recording::RecordedPacket* packet = reader.next()) {
             ++summary.packets;
+            summary.emptyPackets += packet->chunks.empty() ? 1 : 0;
             summary.frames += recording::beginsFrame(packet->chunks) ? 1 : 0;
             for (const zelta::ZeltaChunk& chunk : packet->chunks) {
                 ChannelSummary& channel = summary.channels[chunk.channelID];
@@ -97,7 +99,7 @@ Summary summarise(recording::RecordingReader& reader) {
 }
 
 void printText(const Options& options, const Summary& summary) {
-    fmt::print("{}: {}, {} bytes, {}\n", options.file.string(), counted(summary.packets, "packet"),
+    fmt::print("{}: {}, {} bytes, {}\n", printable(options.file.string()), counted(summary.packets, "packet"),
                summary.bytes, counted(summary.frames, "frame"));
     if (summary.channels.empty()) {
         return;
@@ -129,6 +131,7 @@ nlohmann::ordered_json toJson(const Options& options, const Summary& summary) {
             {"version", QOR_VERSION},
             {"file", options.file.string()},
             {"packets", summary.packets},
+            {"emptyPackets", summary.emptyPackets},
             {"bytes", summary.bytes},
             {"frames", summary.frames},
             {"channels", channels},
@@ -136,21 +139,27 @@ nlohmann::ordered_json toJson(const Options& options, const Summary& summary) {
                                               : nlohmann::ordered_json(summary.damage)}};
 }
 
+int complain(int exitCode, const std::string& sentence) {
+    printError("qor info: {}\n", printable(sentence));
+    return exitCode;
+}
+
 int judge(const Options& options, const Summary& summary) {
     int exitCode = ExitCode::Good;
     for (const auto& [id, channel] : summary.channels) {
         for (const std::string& fault : channel.faults) {
-            printError("qor info: {}\n", fault);
-            exitCode = ExitCode::Findings;
+            exitCode = complain(ExitCode::Findings, fault);
         }
     }
+    if (summary.emptyPackets > 0) {
+        exitCode = complain(ExitCode::Findings, fmt::format("{} of {} without chunks.", summary.emptyPackets,
+                                                            counted(summary.packets, "packet")));
+    }
     if (!summary.damage.empty()) {
-        printError("qor info: {}\n", summary.damage);
-        return ExitCode::BadData;
+        return complain(ExitCode::BadData, summary.damage);
     }
     if (summary.packets == 0) {
-        printError("qor info: {} holds no packets.\n", options.file.string());
-        return ExitCode::BadData;
+        return complain(ExitCode::BadData, options.file.string() + " holds no packets.");
     }
     return exitCode;
 }
@@ -166,8 +175,10 @@ int run(const Options& options) {
         }
         return judge(options, summary);
     } catch (const recording::RecordingError& error) {
-        printError("qor info: {}\n", error.what());
-        return ExitCode::BadData;
+        if (options.json) {
+            printJsonError("info", error.what());
+        }
+        return complain(ExitCode::BadData, error.what());
     }
 }
 
@@ -179,7 +190,8 @@ void addInfo(CLI::App& app, int& exitCode) {
     command->add_option("FILE", options->file, "Recording")->required()->type_name("");
     command->add_flag("--json", options->json, "Print JSON");
     command->footer(
-        "Exit codes: 0 good; 1 a definition is damaged or does not fit its data; 2 usage;\n"
+        "Exit codes: 0 good; 1 a definition is damaged or does not fit its data, or a packet has\n"
+        "            no chunks; 2 usage;\n"
         "            3 the recording is damaged, empty or cannot be read\n");
     command->callback([options, &exitCode] { exitCode = run(*options); });
 }

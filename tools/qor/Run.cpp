@@ -325,21 +325,29 @@ ReplaySettings replaySettings(const Options& options) {
     return settings;
 }
 
+// Ends the command without its report.
+int giveUp(const Options& options, int exitCode, const std::string& sentence) {
+    complain(sentence);
+    if (options.json) {
+        printJsonError("run", sentence);
+    }
+    return exitCode;
+}
+
 int run(const Options& options) {
     const ReplaySettings settings = replaySettings(options);
     std::error_code error;
     if (std::filesystem::equivalent(settings.recording, settings.results, error)) {
-        complain(settings.results.string() + " is the recording itself; choose another folder with --out.");
-        return ExitCode::Usage;
+        return giveUp(
+            options, ExitCode::Usage,
+            settings.results.string() + " is the recording itself; choose another folder with --out.");
     }
     try {
         checkOverrides(settings.overrides, settings.recording);
     } catch (const recording::RecordError& problem) {
-        complain("--set: " + printable(problem.what()));
-        return ExitCode::Usage;
+        return giveUp(options, ExitCode::Usage, "--set: " + printable(problem.what()));
     } catch (const recording::RecordingError& problem) {
-        complain(problem.what());
-        return ExitCode::BadData;
+        return giveUp(options, ExitCode::BadData, problem.what());
     }
     try {
         Products products(options);
@@ -351,8 +359,7 @@ int run(const Options& options) {
         }
         return judge(options, outcome, products);
     } catch (const std::runtime_error& problem) {
-        complain(problem.what());
-        return ExitCode::BadData;
+        return giveUp(options, ExitCode::BadData, problem.what());
     }
 }
 

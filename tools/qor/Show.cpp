@@ -58,11 +58,22 @@ nlohmann::ordered_json toJson(std::size_t packet, const std::vector<ShownValue>&
 }
 
 int complain(int exitCode, const std::string& sentence) {
-    printError("qor show: {}\n", sentence);
+    printError("qor show: {}\n", printable(sentence));
     return exitCode;
 }
 
+// Ends the command without what it would show.
+int giveUp(const Options& options, int exitCode, const std::string& sentence) {
+    if (options.json) {
+        printJsonError("show", sentence);
+    }
+    return complain(exitCode, sentence);
+}
+
 int nothingFound(const Options& options, std::size_t packets) {
+    if (packets == 0) {
+        return complain(ExitCode::BadData, options.file.string() + " holds no packets.");
+    }
     if (options.packet && *options.packet >= packets) {
         return complain(ExitCode::Findings,
                         fmt::format("{} has no packet {}; it has {}.", options.file.string(), *options.packet,
@@ -76,8 +87,9 @@ int nothingFound(const Options& options, std::size_t packets) {
 int show(const Options& options) {
     recording::RecordingReader reader(options.file);
     nlohmann::ordered_json shown = nlohmann::ordered_json::array();
+    std::vector<std::string> faults;
+    std::string damage;
     std::size_t found = 0;
-    int exitCode = ExitCode::Good;
     try {
         while (const recording::RecordedPacket* packet = reader.next()) {
             if (options.packet && packet->index != *options.packet) {
@@ -86,11 +98,15 @@ int show(const Options& options) {
             const zelta::ZeltaChunk* const chunk = recording::findChunk(packet->chunks, options.channel);
             if (chunk != nullptr) {
                 ++found;
-                const std::vector<ShownValue> values = valuesOf(*chunk, options.expression);
-                if (options.json) {
-                    shown.push_back(toJson(packet->index, values));
-                } else {
-                    printPacket(options, packet->index, values);
+                try {
+                    const std::vector<ShownValue> values = valuesOf(*chunk, options.expression);
+                    if (options.json) {
+                        shown.push_back(toJson(packet->index, values));
+                    } else {
+                        printPacket(options, packet->index, values);
+                    }
+                } catch (const recording::RecordError& error) {
+                    faults.push_back(fmt::format("packet {}: {}", packet->index, error.what()));
                 }
             }
             if (options.packet || (found > 0 && !options.all)) {
@@ -98,31 +114,41 @@ int show(const Options& options) {
             }
         }
     } catch (const recording::RecordingError& error) {
-        exitCode = complain(ExitCode::BadData, error.what());
+        damage = error.what();
     }
     if (options.json) {
-        printJson({{"command", "show"},
-                   {"version", QOR_VERSION},
-                   {"file", options.file.string()},
-                   {"channel", options.channel},
-                   {"expression", options.expression},
-                   {"packets", shown}});
+        printJson(
+            {{"command", "show"},
+             {"version", QOR_VERSION},
+             {"file", options.file.string()},
+             {"channel", options.channel},
+             {"expression", options.expression},
+             {"packets", shown},
+             {"faults", faults},
+             {"damage", damage.empty() ? nlohmann::ordered_json(nullptr) : nlohmann::ordered_json(damage)}});
     }
-    return found == 0 && exitCode == ExitCode::Good ? nothingFound(options, reader.packetsRead()) : exitCode;
+    for (const std::string& fault : faults) {
+        complain(ExitCode::BadData, fault);
+    }
+    if (!damage.empty()) {
+        return complain(ExitCode::BadData, damage);
+    }
+    if (found == 0) {
+        return nothingFound(options, reader.packetsRead());
+    }
+    return faults.empty() ? ExitCode::Good : ExitCode::BadData;
 }
 
 int run(const Options& options) {
     if (const std::string fault = checkSyntax(options.expression); !fault.empty()) {
-        return complain(ExitCode::Usage, fault);
+        return giveUp(options, ExitCode::Usage, fault);
     }
     try {
         return show(options);
     } catch (const NoSuchExpression& error) {
-        return complain(ExitCode::Usage, printable(error.what()));
-    } catch (const recording::RecordError& error) {
-        return complain(ExitCode::BadData, printable(error.what()));
+        return giveUp(options, ExitCode::Usage, error.what());
     } catch (const recording::RecordingError& error) {
-        return complain(ExitCode::BadData, error.what());
+        return giveUp(options, ExitCode::BadData, error.what());
     }
 }
 
@@ -140,14 +166,15 @@ void addShow(CLI::App& app, int& exitCode) {
         ->required()
         ->type_name("");
     auto* const packet = command->add_option("--packet", options->packet, "The packet of this number, from 0")
-                             ->check(CLI::NonNegativeNumber)
+                             ->check(checkPacketNumber)
                              ->type_name("N");
     command->add_flag("--all", options->all, "Every packet that has the channel, not only the first")
         ->excludes(packet);
     command->add_flag("--json", options->json, "Print JSON");
     command->footer(
         "Exit codes: 0 good; 1 nothing found; 2 usage, or the expression addresses nothing;\n"
-        "            3 the recording or the record is damaged or cannot be read\n");
+        "            3 the recording or the record is damaged, or the recording is empty or cannot be "
+        "read\n");
     command->callback([options, &exitCode] { exitCode = run(*options); });
 }
 

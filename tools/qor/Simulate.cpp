@@ -240,21 +240,28 @@ int report(const Options& options, const Outcome& outcome, const recording::Simu
     return ExitCode::Good;
 }
 
+// Ends the command without its report.
+int giveUp(const Options& options, int exitCode, const std::string& sentence) {
+    printError("qor simulate: {}\n", sentence);
+    if (options.json) {
+        printJsonError("simulate", sentence);
+    }
+    return exitCode;
+}
+
 int run(const Options& options) {
     std::unique_ptr<simulation::Camera> camera;
     try {
         camera = std::make_unique<simulation::Camera>(cameraSettings(options));
     } catch (const std::invalid_argument& error) {
-        printError("qor simulate: {}\n", error.what());
-        return ExitCode::Usage;
+        return giveUp(options, ExitCode::Usage, error.what());
     }
     try {
         // As it begins: auto exposure changes the times.
         const recording::SimulationSettings settings = simulationSettings(camera->settings());
         return report(options, record(options, *camera, settings), settings);
     } catch (const std::runtime_error& error) {
-        printError("qor simulate: {}\n", error.what());
-        return ExitCode::BadData;
+        return giveUp(options, ExitCode::BadData, error.what());
     }
 }
 

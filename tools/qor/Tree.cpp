@@ -37,6 +37,7 @@ struct Definition {
 };
 
 struct Findings {
+    std::size_t packets = 0;
     std::vector<Definition> definitions;
     std::vector<std::string> faults;
     std::string damage;
@@ -67,6 +68,7 @@ Findings collect(recording::RecordingReader& reader, const std::optional<int>& c
     } catch (const recording::RecordingError& error) {
         findings.damage = error.what();
     }
+    findings.packets = reader.packetsRead();
     return findings;
 }
 
@@ -119,24 +121,35 @@ void printAsJson(const Options& options, const Findings& findings) {
     printJson({{"command", "tree"},
                {"version", QOR_VERSION},
                {"file", options.file.string()},
-               {"definitions", definitions}});
+               {"definitions", definitions},
+               {"faults", findings.faults},
+               {"damage", findings.damage.empty() ? nlohmann::ordered_json(nullptr)
+                                                  : nlohmann::ordered_json(findings.damage)}});
+}
+
+int complain(int exitCode, const std::string& sentence) {
+    printError("qor tree: {}\n", printable(sentence));
+    return exitCode;
 }
 
 int judge(const Options& options, const Findings& findings) {
     for (const std::string& fault : findings.faults) {
-        printError("qor tree: {}\n", fault);
+        complain(ExitCode::Findings, fault);
     }
     if (!findings.damage.empty()) {
-        printError("qor tree: {}\n", findings.damage);
-        return ExitCode::BadData;
+        return complain(ExitCode::BadData, findings.damage);
+    }
+    if (findings.packets == 0) {
+        return complain(ExitCode::BadData, options.file.string() + " holds no packets.");
     }
     if (!findings.faults.empty()) {
         return ExitCode::Findings;
     }
     if (findings.definitions.empty()) {
-        printError("qor tree: {} holds {}.\n", options.file.string(),
-                   options.channel ? fmt::format("nothing on channel {}", *options.channel) : "no records");
-        return ExitCode::Findings;
+        return complain(ExitCode::Findings,
+                        fmt::format("{} holds {}.", options.file.string(),
+                                    options.channel ? fmt::format("nothing on channel {}", *options.channel)
+                                                    : "no records"));
     }
     return ExitCode::Good;
 }
@@ -152,8 +165,10 @@ int run(const Options& options) {
         }
         return judge(options, findings);
     } catch (const recording::RecordingError& error) {
-        printError("qor tree: {}\n", error.what());
-        return ExitCode::BadData;
+        if (options.json) {
+            printJsonError("tree", error.what());
+        }
+        return complain(ExitCode::BadData, error.what());
     }
 }
 
@@ -170,7 +185,7 @@ void addTree(CLI::App& app, int& exitCode) {
         "Sizes are those of one element; offsets count from the start of the record, inside an\n"
         "array of structures for its first element. All in bytes.\n"
         "\nExit codes: 0 good; 1 nothing found or a definition is damaged; 2 usage;\n"
-        "            3 the recording is damaged or cannot be read\n");
+        "            3 the recording is damaged, empty or cannot be read\n");
     command->callback([options, &exitCode] { exitCode = run(*options); });
 }
 

@@ -97,6 +97,15 @@ TEST(Arguments, CountsKnowTheirPlural) {
     EXPECT_EQ(counted(2, "packet"), "2 packets");
 }
 
+TEST(Arguments, PacketsAreNumberedFromZero) {
+    EXPECT_EQ(checkPacketNumber("0"), "");
+    EXPECT_EQ(checkPacketNumber("18446744073709551615"), "");
+    for (const char* bad : {"", "-1", "+1", "1.5", "1e3", " 1", "x", "18446744073709551616"}) {
+        EXPECT_NE(checkPacketNumber(bad), "") << bad;
+    }
+    EXPECT_EQ(checkPacketNumber("-1"), "\"-1\" is no number of a packet; these are 0, 1, 2 and so on");
+}
+
 TEST(Arguments, NamesFromAFileCannotSteerATerminal) {
     EXPECT_EQ(printable("a\x1b[2J\n\x7f\xff~"), "a\\x1b[2J\\x0a\\x7f\\xff~");
 }

@@ -200,6 +200,9 @@ TEST_F(Command, APlaceThatCannotBeWrittenExitsWithThreeAndIsNamed) {
     const Outcome outcome = run("simulate --scene wall --out file/r.zelta");
     EXPECT_EQ(outcome.exitCode, 3);
     EXPECT_NE(outcome.errors.find("Cannot write file/r.zelta"), std::string::npos) << outcome.errors;
+    const nlohmann::json document =
+        nlohmann::json::parse(run("simulate --scene wall --json --out file/r.zelta").output);
+    EXPECT_EQ("qor simulate: " + document.at("error").get<std::string>() + "\n", outcome.errors);
 }
 
 }  // namespace

@@ -114,7 +114,8 @@ TEST_F(Inspect, UsageErrorsExitWithTwo) {
     for (const char* arguments :
          {"info", "info e.zelta x", "tree", "tree e.zelta x", "show e.zelta", "show e.zelta 7",
           "show e.zelta x Engine", "show e.zelta 7 Engine.none", "show e.zelta 7 Engine.valve[2]",
-          "show e.zelta 7 Engine --packet -1", "show e.zelta 7 Engine --packet 1 --all"}) {
+          "show e.zelta 7 Engine --packet -1", "show e.zelta 7 Engine --packet 1.5",
+          "show e.zelta 7 Engine --packet 1 --all"}) {
         const Outcome outcome = run(arguments);
         EXPECT_EQ(outcome.exitCode, 2) << arguments;
         EXPECT_FALSE(outcome.errors.empty()) << arguments;
@@ -136,11 +137,64 @@ TEST_F(Inspect, AnExpressionThatIsNoneIsRefused) {
 
 TEST_F(Inspect, FilesThatCannotBeReadExitWithThree) {
     std::ofstream(path("empty.zelta")) << "";
-    for (const char* arguments :
-         {"info none.zelta", "tree none.zelta", "show none.zelta 7 Engine", "info empty.zelta"}) {
+    for (const char* arguments : {"info none.zelta", "tree none.zelta", "show none.zelta 7 Engine",
+                                  "info empty.zelta", "tree empty.zelta", "tree empty.zelta 7",
+                                  "show empty.zelta 7 Engine", "show empty.zelta 7 Engine --packet 3"}) {
         const Outcome outcome = run(arguments);
         EXPECT_EQ(outcome.exitCode, 3) << arguments;
         EXPECT_FALSE(outcome.errors.empty()) << arguments;
+    }
+    EXPECT_EQ(run("show empty.zelta 7 Engine").errors, "qor show: empty.zelta holds no packets.\n");
+}
+
+TEST_F(Inspect, AnErrorThatEndsACommandIsADocument) {
+    for (const auto& [arguments, command, exitCode] :
+         std::vector<std::tuple<const char*, const char*, int>>{{"info none.zelta", "info", 3},
+                                                                {"tree none.zelta", "tree", 3},
+                                                                {"show none.zelta 7 Engine", "show", 3},
+                                                                {"show e.zelta 7 Engine.none", "show", 2},
+                                                                {"show e.zelta 7 Engine[", "show", 2}}) {
+        const Outcome outcome = run(std::string(arguments) + " --json");
+        EXPECT_EQ(outcome.exitCode, exitCode) << arguments;
+        const nlohmann::json document = nlohmann::json::parse(outcome.output);
+        EXPECT_EQ(document.at("command"), command);
+        EXPECT_EQ(document.at("version"), QOR_VERSION);
+        EXPECT_EQ("qor " + std::string(command) + ": " + document.at("error").get<std::string>() + "\n",
+                  outcome.errors);
+    }
+}
+
+TEST_F(Inspect, DocumentsTellTheDamage) {
+    EXPECT_EQ(jsonOf("tree e.zelta").at("damage"), nullptr);
+    EXPECT_EQ(jsonOf("show e.zelta 7 Engine").at("damage"), nullptr);
+    std::filesystem::resize_file(path("e.zelta"), std::filesystem::file_size(path("e.zelta")) - 1);
+    for (const char* arguments :
+         {"info e.zelta --json", "tree e.zelta --json", "show e.zelta 7 Engine --all --json"}) {
+        const std::string damage =
+            nlohmann::json::parse(run(arguments).output).at("damage").get<std::string>();
+        EXPECT_EQ(damage.rfind("e.zelta is damaged at byte", 0), 0U) << damage;
+    }
+}
+
+// Zeros are packets of no chunks, one for each four bytes.
+TEST_F(Inspect, PacketsWithoutChunksAreAFinding) {
+    writeBytes(path("zeros.zelta"), std::vector<std::uint8_t>(4000, 0));
+    const Outcome outcome = run("info zeros.zelta --json");
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_EQ(outcome.errors, "qor info: 1000 of 1000 packets without chunks.\n");
+    EXPECT_EQ(nlohmann::json::parse(outcome.output).at("emptyPackets"), 1000);
+    EXPECT_EQ(jsonOf("info e.zelta").at("emptyPackets"), 0);
+}
+
+TEST_F(Inspect, TheNameOfAFileCannotSteerATerminal) {
+    std::filesystem::copy(path("e.zelta"), path("\x1b[2J.zelta"));
+    const Outcome outcome = run("info '\x1b[2J.zelta'");
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_EQ(outcome.output.rfind("\\x1b[2J.zelta: 3 packets", 0), 0U) << outcome.output;
+    std::ofstream(path("\x1b[2J.empty")) << "";
+    for (const char* command : {"info", "tree"}) {
+        EXPECT_EQ(run(std::string(command) + " '\x1b[2J.empty'").errors,
+                  "qor " + std::string(command) + ": \\x1b[2J.empty holds no packets.\n");
     }
 }
 
@@ -168,6 +222,23 @@ TEST_F(Inspect, ADamagedDefinitionIsAFindingOfInfoAndTree) {
     }
     EXPECT_EQ(run("show e.zelta 7 Engine.speed").exitCode, 3);
     EXPECT_EQ(run("show e.zelta 7 Engine.speed --packet 1").output, "1001\n");
+}
+
+TEST_F(Inspect, ADamagedRecordLeavesTheOthersToShow) {
+    std::string bytes = contentOf(path("e.zelta"));
+    bytes[20 + 2] = static_cast<char>(bytes[20 + 2] ^ 0x7F);  // inside the first definition
+    std::ofstream(path("e.zelta"), std::ios::binary) << bytes;
+    const Outcome text = run("show e.zelta 7 Engine.speed --all");
+    EXPECT_EQ(text.exitCode, 3);
+    EXPECT_EQ(text.output, "1001\n1002\n");
+    EXPECT_EQ(text.errors, "qor show: packet 0: The definition on channel 7 is damaged.\n");
+    const Outcome outcome = run("show e.zelta 7 Engine.speed --all --json");
+    EXPECT_EQ(outcome.exitCode, 3);
+    const nlohmann::json document = nlohmann::json::parse(outcome.output);
+    EXPECT_EQ(document.at("packets").size(), 2U);
+    const std::vector<std::string> faults{"packet 0: The definition on channel 7 is damaged."};
+    EXPECT_EQ(document.at("faults"), faults);
+    EXPECT_EQ(nlohmann::json::parse(run("tree e.zelta --json").output).at("faults"), faults);
 }
 
 TEST_F(Inspect, DataThatDoesNotFitItsDefinitionIsAFinding) {

@@ -299,6 +299,27 @@ TEST_F(RunCommand, AMissingRecordingAndAMissingPluginExitWithThree) {
     EXPECT_FALSE(std::filesystem::exists(path("p")));
 }
 
+TEST_F(RunCommand, AnErrorThatEndsTheCommandIsADocument) {
+    simulate();
+    std::ofstream(path("file")) << "x";
+    std::filesystem::create_directories(path("p/00000_distance.png"));
+    for (const auto& [arguments, exitCode] :
+         std::vector<std::pair<const char*, int>>{{"none.zelta --out q", 3},
+                                                  {". --out q", 3},
+                                                  {"r.zelta --out q --plugin none.so", 3},
+                                                  {"r.zelta --out file/q", 3},
+                                                  {"r.zelta --pil --out p", 3},
+                                                  {"r.zelta --out q --set None.a=3", 2},
+                                                  {"r.zelta --out q --set 'None.a[0:3]=3'", 2}}) {
+        const Outcome outcome = run(std::string("run --json --quiet ") + arguments);
+        EXPECT_EQ(outcome.exitCode, exitCode) << arguments;
+        const nlohmann::json document = nlohmann::json::parse(outcome.output);
+        EXPECT_EQ(document.at("command"), "run");
+        EXPECT_EQ(document.at("version"), QOR_VERSION);
+        EXPECT_EQ("qor run: " + document.at("error").get<std::string>() + "\n", outcome.errors) << arguments;
+    }
+}
+
 TEST_F(RunCommand, AnEmptyRecordingExitsWithThree) {
     std::ofstream(path("r.zelta")) << "";
     const Outcome outcome = run("run r.zelta --out p" + fake);
