@@ -178,6 +178,20 @@ Record auxiliaryRecord(std::uint64_t serialNumber) {
     return record;
 }
 
+// No filter is on. With these values spatialFilter or temporalFilter alone switches one on.
+void prepareFilters(Record& record) {
+    const std::string filters = "QorDistanceImageIFInput.customization.filterSet.";
+    record.set<int>(filters + "applyDistanceFilter", 1);
+    record.set<unsigned int>(filters + "tempMeanSettings.numberOfFrames", 4U);
+    // Counts per microsecond: the amplitude of a wall at 2 m is about 1.
+    record.set<float>(filters + "tempAdexpSettings.minSmoothDiff", 0.02F);
+    record.set<float>(filters + "tempAdexpSettings.minSDAlpha", 0.2F);
+    record.set<float>(filters + "tempAdexpSettings.maxSmoothDiff", 0.2F);
+    record.set<float>(filters + "tempAdexpSettings.maxSDAlpha", 1.0F);
+    record.set<float>(filters + "spatBilateralSettings.sigmaPixel", 1.0F);
+    record.set<float>(filters + "spatBilateralSettings.sigmaDistance", 0.05F);  // metres
+}
+
 void setAutoExposure(Record& record, const AutoExposureSettings& settings) {
     const std::string param = "QorDistanceImageIFInput.param.";
     record.set<int>(param + "maxExposureTime", settings.longestExposure);
@@ -222,6 +236,7 @@ ImagePackets::ImagePackets(const simulation::Calibration& calibration, const Pro
     input_.set<unsigned char>(customization + "enableStraylightCorrection",
                               settings.straylightCorrection ? 1 : 0);
     input_.set<unsigned char>(customization + "enableNoiseEstimation", settings.noiseEstimation ? 1 : 0);
+    prepareFilters(input_);
     const std::string param = "QorDistanceImageIFInput.param.";
     input_.set<int>(param + "numExposures", settings.exposureCount);
     input_.set<int>(param + "numFrequencies", static_cast<int>(calibration.frequencies.size()));

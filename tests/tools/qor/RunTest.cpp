@@ -355,6 +355,23 @@ TEST_F(RunCommand, APluginWithoutResultsIsAFinding) {
     EXPECT_FALSE(std::filesystem::exists(path("p/result.zelta")));
 }
 
+// The camera's noise gets smaller; with a value for the filter alone, the others are those of the recording.
+TEST_F(RunCommand, EachFilterIsSwitchedOnByOneMember) {
+    simulate("--frames 8");
+    const auto noise = [this](const std::string& setting) {
+        const std::string filter = "QorDistanceImageIFInput.customization.filterSet." + setting;
+        return jsonOf("run r.zelta --pil --out p --set " + filter)
+            .at("temporalNoise")
+            .at("medianMeasuredMetres")
+            .get<double>();
+    };
+    const double unfiltered = noise("spatialFilter=0");
+    for (const char* filter :
+         {"spatialFilter=1", "spatialFilter=2", "spatialFilter=3", "temporalFilter=1", "temporalFilter=2"}) {
+        EXPECT_LT(noise(filter), 0.8 * unfiltered) << filter;
+    }
+}
+
 // Only 0 and 1 are mask sizes. The frame is finished all the same, without the filter.
 TEST_F(RunCommand, AStageThatFailsWithinAFrameIsTold) {
     simulate("--frames 2");
