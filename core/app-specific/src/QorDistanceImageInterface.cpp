@@ -38,16 +38,12 @@ constexpr int32_t kStraylightPyramidLevel = 3;
 /** Points farther away than this, on any axis, are marked invalid. Metres. */
 constexpr ClippingCuboid kClipping = {-1000.0F, 1000.0F, -1000.0F, 1000.0F, -1000.0F, 1000.0F};
 
-/** Noise model of the imager; the calibration's own parameters are not used. */
-constexpr NoiseCalib kDefaultNoiseCalib = {{0x1.6a1002p-5F, 0x1.e4944p+3F, 0x1.3d8578p-4F, 0x1.037656p+8F}};
-
 int32_t g_initCalled = 0;     ///< QorDistanceImage_Init finished without error
 int32_t dataInitialized = 0;  ///< the block and the error histories are set up
 
 /** Working copy of the straylight calibration. */
-constinit StraylightCalib g_slcalib = {};
-const RefPin g_slcalibPin(&g_slcalib, sizeof g_slcalib);
-int32_t g_slcalibInitialized = 0;
+constinit StraylightCalib slcalib = {};
+const RefPin g_slcalibPin(&slcalib, sizeof slcalib);
 
 void initErrorHistories(QorStaticData& data) noexcept {
     dataInitialized = 1;
@@ -93,13 +89,14 @@ int32_t initWiggling(QorStaticData& data) noexcept {
 
 /** The working copy is made once per process; it depends on no input. */
 int32_t defaultSLCCalib() noexcept {
-    if (g_slcalibInitialized != 0) {
+    static int32_t initialized = 0;
+    if (initialized != 0) {
         return 0;
     }
-    if (al_memcpy(&g_slcalib, getCompiledInCalib(), sizeof g_slcalib) != 0) {
+    if (al_memcpy(&slcalib, getCompiledInCalib(), sizeof slcalib) != 0) {
         return reportFailure(kSourceFile);
     }
-    g_slcalibInitialized = 1;
+    initialized = 1;
     return 0;
 }
 
@@ -108,7 +105,7 @@ int32_t initStraylight(QorStaticData& data) noexcept {
     if (defaultSLCCalib() != 0) {
         return 1;
     }
-    data.calib.straylight.systemCalib = &g_slcalib;
+    data.calib.straylight.systemCalib = &slcalib;
     return 0;
 }
 
@@ -518,6 +515,12 @@ int32_t finishPhaseGroup(Call& call) noexcept {
     return 0;
 }
 
+/** Noise model of the imager; the calibration's own parameters are not used. */
+const NoiseCalib* defaultNoiseCalib() noexcept {
+    static constexpr NoiseCalib calib = {{0x1.6a1002p-5F, 0x1.e4944p+3F, 0x1.3d8578p-4F, 0x1.037656p+8F}};
+    return &calib;
+}
+
 int32_t deliverNoiseAndIntensity(Call& call) noexcept {
     QorStaticData& data = call.data;
     if (data.ifInput.customization.enableNoiseEstimation == 0) {
@@ -529,7 +532,7 @@ int32_t deliverNoiseAndIntensity(Call& call) noexcept {
     const float32_t* const frequencies = data.ifCalib.imagerCalib.frequencies;
     const QorRawToDistOutput& exposures = call.rawToDistOut();
     DistnoiseInput& input = data.input.distNoise;
-    input.calib = &kDefaultNoiseCalib;
+    input.calib = defaultNoiseCalib();
     input.uniqueRange[0] = kHalfSpeedOfLightInAir / frequencies[call.info().freqIdx];
     input.uniqueRange[1] = kHalfSpeedOfLightInAir / frequencies[data.state.lastFreqIdx];
     input.numFrequenciesUsed = data.ifInput.param.verticalAssignment != 0
@@ -807,6 +810,8 @@ alif_int32_t QorDistanceImage_Init(const QorDistanceImageIFCalib* ruvoCalib,
     data.ifInput.param = *param;
     data.ifInput.freqHoppingTable = *ruvoFreqHoppingTable;
     data.services.ifServices = *services;
+    Timestamp_t startTime = 0;
+    al_initProfiling(&startTime, services->fctGetTime);  // a clock that counts its readings counts this one
     if (initStages(data, *userCalibration, *distToCartesian) != 0) {
         return 1;
     }

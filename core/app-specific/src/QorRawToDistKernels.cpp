@@ -29,6 +29,13 @@ void addToHistogram(const int16_t* levels, const uint8_t* roi, uint32_t* histogr
     }
 }
 
+/** Where the largest or the smallest of a pixel's four samples lies outside the limits. */
+template <class DI>
+HWY_INLINE hn::Mask<DI> checkSaturation(hn::Vec<DI> largest, hn::Vec<DI> smallest, hn::Vec<DI> upperLimit,
+                                        hn::Vec<DI> lowerLimit) {
+    return hn::Or(hn::Gt(largest, upperLimit), hn::Lt(smallest, lowerLimit));
+}
+
 template <bool kWithHistogram>
 HWY_INLINE void rawToXYS(QorRawToDistState* state, int16_t minDiff, int16_t maxDiff, int storageIndex,
                          uint16_t confidenceMask, const uint8_t* roi, uint32_t* histogram) {
@@ -68,7 +75,7 @@ HWY_INLINE void rawToXYS(QorRawToDistState* state, int16_t minDiff, int16_t maxD
 
             const auto largest = hn::Max(hn::Max(a, c), hn::Max(b, d));
             const auto smallest = hn::Min(hn::Min(a, c), hn::Min(b, d));
-            const auto outside = hn::Or(hn::Gt(largest, upperLimit), hn::Lt(smallest, lowerLimit));
+            const auto outside = checkSaturation<decltype(di)>(largest, smallest, upperLimit, lowerLimit);
             hn::StoreU(hn::IfThenElse(hn::RebindMask(du, outside), saturated, valid), du,
                        outConfidence + pixel);
             if constexpr (kWithHistogram) {
@@ -176,14 +183,14 @@ HWY_INLINE void vectorsOfRow(const RawToDistPhaseInput& in, int32_t row, RowVect
         const auto x = hn::Sub(loadAsFloat(df, in.X + pixel), offsetX);
         const auto y = hn::Sub(loadAsFloat(df, in.Y + pixel), offsetY);
         hn::Store(hn::Add(hn::Mul(x, x), hn::Mul(y, y)), df, vectors.ampSquare + column);
-        hn::Store(alsimd::HWY_NAMESPACE::Atan2(df, y, x), df, vectors.angle + column);
+        hn::Store(alsimd::HWY_NAMESPACE::neonAtan2_f32(df, y, x), df, vectors.angle + column);
     }
 }
 
 /** One harmonic of a wiggling: the sine of a multiple of the angle, with its phase and its size. */
 template <class DF, class V = hn::Vec<DF>>
 HWY_INLINE V harmonic(DF df, V multipleOfAngle, float32_t phase, float32_t size) {
-    return hn::Mul(alsimd::HWY_NAMESPACE::Sine(df, hn::Add(multipleOfAngle, hn::Set(df, phase))),
+    return hn::Mul(alsimd::HWY_NAMESPACE::neonSin_f32(df, hn::Add(multipleOfAngle, hn::Set(df, phase))),
                    hn::Set(df, size));
 }
 
@@ -219,7 +226,8 @@ HWY_INLINE void amplitudesOfRow(const RawToDistPhaseInput& in, const RawToDistPh
         const auto ampSquare = hn::Load(df, vectors.ampSquare + column);
         const auto d = harmonic(df, hn::Mul(angle, hn::Set(df, 4.0F)), aw[2], aw[1]);
         const auto e = harmonic(df, hn::Mul(angle, hn::Set(df, 2.0F)), aw[4], aw[3]);
-        const auto amplitude = hn::Add(alsimd::HWY_NAMESPACE::SquareRoot(df, ampSquare), hn::Set(df, 0.001F));
+        const auto amplitude =
+            hn::Add(alsimd::HWY_NAMESPACE::neonSqrt_f32(df, ampSquare), hn::Set(df, 0.001F));
         const auto corrected = hn::Mul(amplitude, hn::Add(hn::Add(d, e), hn::Set(df, aw[0])));
         hn::StoreU(hn::Mul(corrected, hn::LoadU(df, in.invExpTimes + row + column)), df,
                    out.normalizedAmplitude + row + column);
@@ -227,8 +235,8 @@ HWY_INLINE void amplitudesOfRow(const RawToDistPhaseInput& in, const RawToDistPh
 }
 
 /** The two tests of a pixel: too dark, or four samples that fit no sine. */
-HWY_INLINE void confidencesOfRow(const RawToDistPhaseInput& in, const RawToDistPhaseOutput& out, int32_t row,
-                                 const RowVectors& vectors) {
+HWY_INLINE void NEON_PixelValid(const RawToDistPhaseInput& in, const RawToDistPhaseOutput& out, int32_t row,
+                                const RowVectors& vectors) {
     const hn::ScalableTag<float32_t> df;
     const hn::RebindToUnsigned<decltype(df)> du32;
     const hn::RebindToSigned<decltype(df)> di32;
@@ -256,7 +264,7 @@ HWY_INLINE void computePhase(const RawToDistPhaseInput& in, const RawToDistPhase
         vectorsOfRow<kCompensateDrift>(in, row, vectors);
         phasesOfRow(in, out, row, vectors);
         amplitudesOfRow(in, out, row, vectors);
-        confidencesOfRow(in, out, row, vectors);
+        NEON_PixelValid(in, out, row, vectors);
     }
 }
 
@@ -280,7 +288,7 @@ void XYStoAmpConf(float* ampl, uint16_t* conf, const int16_t* X, const int16_t* 
         const auto x = hn::Sub(loadAsFloat(df, X + pixel), hn::Set(df, xCorrection));
         const auto y = hn::Sub(loadAsFloat(df, Y + pixel), hn::Set(df, yCorrection));
         const auto ampSquare = hn::Add(hn::Mul(x, x), hn::Mul(y, y));
-        hn::StoreU(alsimd::HWY_NAMESPACE::SquareRoot(df, ampSquare), df, ampl + pixel);
+        hn::StoreU(alsimd::HWY_NAMESPACE::neonSqrt_f32(df, ampSquare), df, ampl + pixel);
         const auto tooDark = hn::RebindMask(du32, hn::Lt(ampSquare, minAmpSquare));
         const auto confidence = hn::PromoteTo(du32, hn::LoadU(du16, conf + pixel));
         const auto marked = hn::Or(confidence, hn::IfThenElseZero(tooDark, hn::Set(du32, kTooDark)));

@@ -34,12 +34,12 @@ class SampleUnpacker {
 
     /** The samples whose last byte stands before `end`. */
     HWY_INLINE hn::Vec<D16> endingAt(const uint8_t* end) const {
-        return unpack(hn::LoadU(D8(), end - hn::Lanes(D8())), lastGroups_);
+        return NEON_Raw12Unpack(hn::LoadU(D8(), end - hn::Lanes(D8())), lastGroups_);
     }
 
     /** The samples whose first byte is at `begin`. */
     HWY_INLINE hn::Vec<D16> startingAt(const uint8_t* begin) const {
-        return unpack(hn::LoadU(D8(), begin), firstGroups_);
+        return NEON_Raw12Unpack(hn::LoadU(D8(), begin), firstGroups_);
     }
 
  private:
@@ -63,7 +63,7 @@ class SampleUnpacker {
         return hn::LoadDup128(D8(), kPairs);
     }
 
-    HWY_INLINE hn::Vec<D16> unpack(hn::Vec<D8> bytes, const WordTable& groupsOfBlocks) const {
+    HWY_INLINE hn::Vec<D16> NEON_Raw12Unpack(hn::Vec<D8> bytes, const WordTable& groupsOfBlocks) const {
         const auto groups = hn::TableLookupLanes(hn::BitCast(D32(), bytes), groupsOfBlocks);
         // Per pixel its upper eight bits above the byte that holds both lower nibbles of its group.
         const auto pixels =

@@ -204,9 +204,9 @@ HWY_INLINE Reference<V> unit_diamond_ref_x4(DF df, V re, V im) {
 template <class DF, class V = hn::Vec<DF>>
 HWY_INLINE Reference<V> unit_circle_ref_x4(DF df, V re, V im) {
     const V rf_min_phi = hn::Set(df, -kPi);
-    const V angle = al::Atan2(df, im, re);
+    const V angle = al::neonAtan2_f32(df, im, re);
     const V squared = hn::Add(hn::Mul(re, re), hn::Mul(im, im));
-    return {hn::Mul(hn::Sub(angle, rf_min_phi), hn::Set(df, 40.58451F)), al::SquareRoot(df, squared)};
+    return {hn::Mul(hn::Sub(angle, rf_min_phi), hn::Set(df, 40.58451F)), al::neonSqrt_f32(df, squared)};
 }
 
 template <WigglingCalibReferenceFunc kReferenceFunc, class DF, class V = hn::Vec<DF>>

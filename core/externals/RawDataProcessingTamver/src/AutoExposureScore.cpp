@@ -76,6 +76,27 @@ Mass predict_histo_mean(const Prediction& frame, uint32_t test, uint32_t T, uint
     return sum;
 }
 
+/** The mean score of the pixels that were looked at, weighted by their number. */
+struct WeightedScore {
+    uint32_t processedMass;
+    float32_t score;
+};
+
+/** Adds the pixels of one piece of the score function, which rises by `slope` from `score_offset` at `lastT`.
+ */
+void mixScores(const Mass& piece, float32_t score_offset, uint32_t lastT, float32_t slope,
+               WeightedScore& sum) noexcept {
+    const auto [mass, mean] = piece;
+    if (mass + sum.processedMass == 0) {
+        return;
+    }
+    const float32_t cscore = score_offset + (mean - static_cast<float32_t>(lastT)) * slope;
+    sum.score =
+        (static_cast<float32_t>(sum.processedMass) * sum.score + cscore * static_cast<float32_t>(mass)) /
+        static_cast<float32_t>(sum.processedMass + mass);
+    sum.processedMass += mass;
+}
+
 }  // namespace
 
 void calculateCumHisto(const uint32_t* histogram, uint32_t* cumHisto, uint32_t* cumMeanHisto) noexcept {
@@ -115,25 +136,17 @@ float32_t predictScore(const uint32_t* expTimesCurr, const uint32_t* expTimesTes
     }
     const Prediction frame = {expTimesCurr, cumMeanHistos, cumHistos, numExposures,
                               score_x_kneepoints[numPieces - 1]};
-    uint32_t processedMass = 0;
-    float32_t score = 0.0F;
+    WeightedScore sum = {0, 0.0F};
     for (int32_t ei = numExposures - 1; ei >= 0; --ei) {
         float32_t score_offset = 0.0F;  // the score function at the piece's begin
         uint32_t lastT = 0;
         for (uint32_t p = 0; p < numPieces; ++p) {
             const uint32_t T = score_x_kneepoints[p];
-            const auto [mass, mean] = predict_histo_mean(frame, expTimesTest[ei], T, processedMass);
-            if (mass + processedMass != 0) {
-                const float32_t cscore =
-                    score_offset + (mean - static_cast<float32_t>(lastT)) * score_slopes[p];
-                score =
-                    (static_cast<float32_t>(processedMass) * score + cscore * static_cast<float32_t>(mass)) /
-                    static_cast<float32_t>(processedMass + mass);
-                processedMass += mass;
-            }
+            const Mass piece = predict_histo_mean(frame, expTimesTest[ei], T, sum.processedMass);
+            mixScores(piece, score_offset, lastT, score_slopes[p], sum);
             score_offset += static_cast<float32_t>(T - lastT) * score_slopes[p];
             lastT = T;
         }
     }
-    return score;
+    return sum.score;
 }

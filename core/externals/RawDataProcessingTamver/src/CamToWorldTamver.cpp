@@ -69,7 +69,7 @@ int32_t checkIntrinsics(const AlgoIntrinsicCalibration& calib, int32_t width, in
 }
 
 /** Turns the rays of the optical system into the world. */
-int32_t rotateUnitVectors(CamToWorldState& state) noexcept {
+int32_t rotate_unit_vectors(CamToWorldState& state) noexcept {
     RM_RotationMatrix rotation;
     if (rotMatCreate3(rotation, state.currentCalib.rotX, state.currentCalib.rotY, state.currentCalib.rotZ) !=
         0) {
@@ -217,7 +217,7 @@ int32_t followDistortion(CamToWorldState& state, int32_t applyDistortion) noexce
     }
     // A camera model that does not pass costs the change, not the frame: the rays that are there go on.
     create_bouguet_vectors(applyDistortion, &state);
-    return rotateUnitVectors(state) != 0 ? reportFailure(kSourceFile) : 0;
+    return rotate_unit_vectors(state) != 0 ? reportFailure(kSourceFile) : 0;
 }
 
 int32_t followExtrinsics(CamToWorldState& state, const AlgoExtrinsicCalibration& extrinsicCalib) noexcept {
@@ -229,7 +229,7 @@ int32_t followExtrinsics(CamToWorldState& state, const AlgoExtrinsicCalibration&
                            &state.calibVariants.intrinsicCalib.internalTransRot) != 0) {
         return reportFailure(kSourceFile);
     }
-    return rotateUnitVectors(state) != 0 ? reportFailure(kSourceFile) : 0;
+    return rotate_unit_vectors(state) != 0 ? reportFailure(kSourceFile) : 0;
 }
 
 /** Starts a worker per slice and waits for all of them. They outlive this call where one cannot be started.
@@ -359,7 +359,7 @@ int32_t CamToWorld_Init(CamToWorldState* state, const CamToWorldCalib* calib, co
                            &calib->intrinsicCalib->internalTransRot) != 0) {
         return reportFailure(kSourceFile);
     }
-    return rotateUnitVectors(*state) != 0 ? reportFailure(kSourceFile) : 0;
+    return rotate_unit_vectors(*state) != 0 ? reportFailure(kSourceFile) : 0;
 }
 
 int32_t CamToWorld_Apply(CamToWorldState* state, CamToWorldInput* input, CamToWorldInOut* inout,

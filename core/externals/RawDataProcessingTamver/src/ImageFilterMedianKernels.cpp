@@ -152,7 +152,7 @@ class Toggle {
 };
 
 /** Replaces the holes of a vector of columns, whose lines are min, med and max, and counts them. */
-HWY_INLINE Column3 replaceHoles(Keys d, Column3 v, Toggle& toggle, Key& holes) {
+HWY_INLINE Column3 treatInvalid(Keys d, Column3 v, Toggle& toggle, Key& holes) {
     const Key zero = hn::Zero(d);
     const Key far = hn::Set(d, 0x501502F9);  // 1e10
     const KeyMask above = hn::Eq(v.min, zero);
@@ -181,7 +181,7 @@ HWY_INLINE bool sortColumns(Keys d, const float32_t* src, ptrdiff_t width, int32
         Key holes = hn::Zero(d);
         if (!hn::AllTrue(d, hn::Gt(sorted.min, holes))) {
             const Column3 keys = {keyOf(d, bits.min), keyOf(d, bits.med), keyOf(d, bits.max)};
-            sorted = sort3(replaceHoles(d, keys, toggle, holes));
+            sorted = sort3(treatInvalid(d, keys, toggle, holes));
             special = true;
         }
         hn::StoreU(sorted.min, d, columns.min + at + i);
@@ -291,7 +291,7 @@ HWY_INLINE void exchange(Key* wires) {
 
 constexpr Pair kSortFive[] = {{0, 1}, {3, 4}, {2, 4}, {2, 3}, {1, 4}, {0, 3}, {0, 2}, {1, 3}, {1, 2}};
 
-HWY_INLINE Column5 sort5(Column5 v) {
+HWY_INLINE Column5 sort5_col(Column5 v) {
     exchange<kSortFive>(v.rows);
     return v;
 }
@@ -332,13 +332,13 @@ Contents sortColumns(Keys d, const float32_t* src, ptrdiff_t width, int32_t coun
     Contents contents = {};
     for (int32_t i = 0; i < count; i += kLanes) {
         const Column5 bits = loadColumns(d, src + i, width, count - i);
-        Column5 sorted = sort5(bits);
+        Column5 sorted = sort5_col(bits);
         Key holes = hn::Zero(d);
         if (!hn::AllTrue(d, hn::Gt(sorted.rows[0], holes))) {
             const Column5 keys = keysOf(d, bits);
             contents.special = true;
             contents.negative |= !hn::AllFalse(d, hn::Lt(sorted.rows[0], holes));
-            sorted = sort5(spreadHoles(d, keys, holes));
+            sorted = sort5_col(spreadHoles(d, keys, holes));
         }
         store(d, sorted, columns, i);
         hn::Store(holes, d, columns.holes + i);
@@ -349,7 +349,7 @@ Contents sortColumns(Keys d, const float32_t* src, ptrdiff_t width, int32_t coun
 /** Sorts the columns with their holes as the zeros that they are. */
 void sortColumnsAsTheyAre(Keys d, const float32_t* src, ptrdiff_t width, int32_t count, Columns5& columns) {
     for (int32_t i = 0; i < count; i += kLanes) {
-        store(d, sort5(keysOf(d, loadColumns(d, src + i, width, count - i))), columns, i);
+        store(d, sort5_col(keysOf(d, loadColumns(d, src + i, width, count - i))), columns, i);
     }
 }
 

@@ -212,20 +212,20 @@ void setComplete(MultiFreqOutput& output) noexcept {
 /** Starts a worker per stripe and waits for all of them. They outlive this call only where one cannot be
  * started. */
 int32_t runOnThreads(int32_t numThreads, MultiFreqThreadData* threadData,
-                     const MultiFreqServices& services) noexcept {
-    if (numThreads > kMaxThreads || services.fctCreateThread == nullptr ||
-        services.fctJoinThread == nullptr) {
+                     const MultiFreqServices* services) noexcept {
+    if (numThreads > kMaxThreads || services == nullptr || services->fctCreateThread == nullptr ||
+        services->fctJoinThread == nullptr) {
         return reportFailure(kSourceFile);
     }
     int32_t threadHandles[kMaxThreads] = {};
     for (int32_t t = 0; t < numThreads; ++t) {
-        if (services.fctCreateThread(Call_MultiFreq_Apply, &threadData[t], &threadHandles[t]) != 0) {
+        if (services->fctCreateThread(Call_MultiFreq_Apply, &threadData[t], &threadHandles[t]) != 0) {
             return fail(kLineCreateThread, "Error creating thread");
         }
     }
     bool joined = true;
     for (int32_t t = 0; t < numThreads; ++t) {
-        joined = services.fctJoinThread(threadHandles[t]) == 0 && joined;
+        joined = services->fctJoinThread(threadHandles[t]) == 0 && joined;
     }
     if (!joined) {
         return fail(kLineJoinThread, "Error joining thread");
@@ -286,9 +286,6 @@ int32_t MultiFreq_Apply(MultiFreqState* state, MultiFreqScratch* scratch, const 
     if (state == nullptr) {
         return reportFailure(kSourceFile);
     }
-    if (scratch == nullptr) {
-        return reportFailure(kSourceFile);
-    }
     if (calib == nullptr) {
         return reportFailure(kSourceFile);
     }
@@ -299,9 +296,6 @@ int32_t MultiFreq_Apply(MultiFreqState* state, MultiFreqScratch* scratch, const 
         return reportFailure(kSourceFile);
     }
     if (output == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (services == nullptr) {
         return reportFailure(kSourceFile);
     }
     if (input->currentFreqIdx < 0 || input->currentFreqIdx >= kFrequencySlots) {
@@ -331,7 +325,7 @@ int32_t MultiFreq_Apply(MultiFreqState* state, MultiFreqScratch* scratch, const 
         threadData[t] = {&applyArgs, t};
     }
     if (param->numThreads >= 1 && calib->frequencyMode != MultiFreq_FModeSingleFreq) {
-        return runOnThreads(param->numThreads, threadData, *services);
+        return runOnThreads(param->numThreads, threadData, services);
     }
     if (MultiFreq_ApplyMultiThread(&threadData[0]) != 0) {
         return fail(kLineOnCallersThread);
@@ -361,7 +355,7 @@ int32_t MultiFreq_ApplyMultiThread(const MultiFreqThreadData* threadData) noexce
     if (args.output == nullptr) {
         return fail(kLineWorkerOutput);
     }
-    if (args.calib == nullptr || args.scratch == nullptr) {
+    if (args.calib == nullptr) {
         return reportFailure(kSourceFile);
     }
 
@@ -465,6 +459,9 @@ int32_t assign2QDistance(const MultiFreqState* state, const MultiFreqInput* inpu
         return reportFailure(kSourceFile);
     }
     if (distOutput == nullptr || confOutput == nullptr) {
+        return reportFailure(kSourceFile);
+    }
+    if (input->filterAssignment != 0 && scratch == nullptr) {
         return reportFailure(kSourceFile);
     }
 

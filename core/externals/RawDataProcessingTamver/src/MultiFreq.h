@@ -150,12 +150,13 @@ int32_t MultiFreq_Init(MultiFreqState* state, MultiFreqParam* param, const Multi
  *
  * A distance that is 0 in either image stays 0. A pixel that lies too far from all lines of the pair, or
  * beyond the range, gets distance 0 and confidence bits 0x0021; with three frequencies 0x0401 where the two
- * pairs disagree. All other bits are those of both images.
+ * pairs disagree. A difference of NaN lies on no line. All other bits are those of both images.
  *
  * With `numThreads` of 1 to 10 the rows are divided among that many workers of `services`, which run until
  * the call returns; at 0 and below the caller's thread does all. Results are the same, but for the votes of
  * `filterAssignment` in the first and last row of a stripe: they may see the neighbouring stripe's lines of
- * before this call. A worker that fails is known by the per-frame error history. Not reentrant.
+ * before this call. A worker that fails is known by the per-frame error history. Not reentrant. Without
+ * workers `services` may be null, and without `filterAssignment` `scratch` may.
  *
  * Fails on a frequency id outside 0 to 3, a size outside 1 to 224 x 1 to 172, a missing image, a pair of
  * frequencies without table, a negative acceptance, and on a difference of distances outside the table: the

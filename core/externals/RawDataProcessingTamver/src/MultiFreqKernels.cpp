@@ -63,7 +63,8 @@ HWY_INLINE hn::Vec<hn::Rebind<uint16_t, DF>> mergedConfidence(DF, const LinePixe
                   hn::LoadU(du16, pixels.currentConfidence + pixel));
 }
 
-/** Bins of `count` pixels, whole vectors. False if one lies outside the table; NaN lies outside. */
+/** Bins of `count` pixels, whole vectors. False if one lies outside the table. NaN, cut to an integer, is 0.
+ */
 template <class DF>
 HWY_INLINE bool findBins(DF df, const LineTable& table, const LinePixels& pixels, int32_t first,
                          int32_t count, int32_t* bins) {
@@ -77,10 +78,10 @@ HWY_INLINE bool findBins(DF df, const LineTable& table, const LinePixels& pixels
     auto inside = hn::Lt(below, beyond);
     for (int32_t i = 0; i < count; i += step) {
         const auto m = loadMeasurement(df, pixels, first + i);
-        const auto position = hn::IfThenZeroElse(
-            m.missing, hn::Add(half, hn::Mul(hn::Add(m.difference, lutOffset), invResolution)));
-        inside = hn::And(inside, hn::And(hn::Gt(position, below), hn::Lt(position, beyond)));
-        hn::StoreU(hn::ConvertTo(di32, position), di32, bins + i);
+        const auto position = hn::Add(half, hn::Mul(hn::Add(m.difference, lutOffset), invResolution));
+        const auto measured = hn::IfThenElseZero(hn::AndNot(m.missing, hn::Eq(position, position)), position);
+        inside = hn::And(inside, hn::And(hn::Gt(measured, below), hn::Lt(measured, beyond)));
+        hn::StoreU(hn::ConvertTo(di32, measured), di32, bins + i);
     }
     return hn::AllTrue(df, inside);
 }

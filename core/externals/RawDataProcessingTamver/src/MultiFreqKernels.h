@@ -35,9 +35,9 @@ struct LinePixels {
 };
 
 /**
- * The unwrapped distance of each pixel; the bins' values are distances to add. Stops at a pixel whose
- * difference lies outside the table: the pixels before it have their result, of itself the confidence is
- * merged, and the result is 1. Else 0.
+ * The unwrapped distance of each pixel; the bins' values are distances to add. A pixel whose difference is
+ * NaN lies on no line. Stops at a pixel whose difference lies outside the table: the pixels before it have
+ * their result, its own confidence is merged, and the result is 1. Else 0.
  */
 int32_t MultiFreq_AssignDistances(const LineTable& table, const LinePixels& pixels, int32_t first,
                                   int32_t last) noexcept;

@@ -3,6 +3,8 @@
 // The pipeline's own mathematics.
 #include "ALMath.h"
 
+#include <cmath>
+
 namespace {
 
 constexpr float32_t kHalfPi = 1.5707964F;
@@ -98,7 +100,7 @@ float32_t al_fmodf(float32_t x, float32_t y) noexcept {
     if (r < 0.0F) {
         r += d;
     }
-    return x < 0.0F ? -r : r;
+    return std::signbit(x) ? -r : r;
 }
 
 float32_t al_sinf(float32_t x) noexcept {

@@ -200,7 +200,7 @@ HWY_INLINE V SquareRootFromReciprocal(D d, V v, V x) {
  * NaN for negative and infinite v.
  */
 template <class D, class V = hn::Vec<D>>
-HWY_INLINE V SquareRoot(D d, V v) {
+HWY_INLINE V neonSqrt_f32(D d, V v) {
     V x = ReciprocalSquareRootEstimate(d, v);
     x = RefineReciprocalSquareRoot(d, v, x);
     x = RefineReciprocalSquareRoot(d, v, x);
@@ -226,7 +226,7 @@ HWY_INLINE V ModN(D d, V v, V n, V oneDivN) {
  * range of int32 periods.
  */
 template <class D, class V = hn::Vec<D>>
-HWY_INLINE V Sine(D d, V x) {
+HWY_INLINE V neonSin_f32(D d, V x) {
     const V pi = hn::Set(d, 3.1415927F);
     const V one = hn::Set(d, 1.0F);
     const V periods = FloorThroughInt32(d, hn::Mul(x, hn::Set(d, 0.15915494F)));
@@ -246,7 +246,7 @@ HWY_INLINE V Sine(D d, V x) {
 
 /** The angle of (x, y), -pi up to below pi, by a polynomial over one octant; 0 for (0, 0). */
 template <class D, class V = hn::Vec<D>>
-HWY_INLINE V Atan2(D d, V y, V x) {
+HWY_INLINE V neonAtan2_f32(D d, V y, V x) {
     constexpr float kCoefficients[] = {-0.33333147F, 0.19993551F,  -0.14208899F,  0.10656264F,
                                        -0.07528964F, 0.042909615F, -0.016165737F, 0.0028662258F};
     const V zero = hn::Zero(d);

@@ -390,6 +390,28 @@ TEST_F(Interface, TheSecondOfTwoFrequenciesFinishesAFrame) {
     EXPECT_EQ(result_->confidence[20000], 0x10);
 }
 
+TEST_F(Interface, ANaNInTheFixedPatternCostsOnePixelOfTwoFrequencies) {
+    param_.numFrequencies = 2;
+    customization_.twoFreqMaxLineDistPercentage = 100.0F;
+    calib_->imagerCalib.freqDependent[1].FPPN[20000] = std::nanf("");
+    PhaseGroup second;
+    second.follow(group_);
+    second.setFrequency(1);
+    group_.fill(2048, 2948, 2048, 1148);
+    second.fill(2048, 2948, 2048, 1148);
+    for (const int32_t vote : {0, 1}) {
+        customization_.filter2FreqAssignment = vote;
+        EXPECT_EQ(init(), 0);
+        EXPECT_EQ(applyGroup(group_), 0);
+        EXPECT_EQ(applyGroup(second), 0) << errorString();
+        EXPECT_EQ(result_->outputInvalid, 0);
+        for (size_t i = 0; i < kPixelCount; ++i) {
+            ASSERT_EQ(result_->confidence[i], i == 20000 ? 0x31 : 0x10) << i;
+        }
+        EXPECT_EQ(result_->distance[20000], 0.0F);
+    }
+}
+
 TEST_F(Interface, AFinishedFrameHasItsPointsInSpace) {
     const float rays[2][3] = {{0.6F, 0.0F, 0.8F}, {0.0F, 0.6F, 0.8F}};
     std::memcpy(calib_->unitVectors + 3 * 1000, rays, sizeof rays);
@@ -727,6 +749,15 @@ TEST_F(Interface, EachCallAndEachFrameAreBooked) {
     EXPECT_EQ(after.rawToDistRemaining.numCalls, before.rawToDistRemaining.numCalls + 1);
     EXPECT_EQ(after.total_frame.numCalls, before.total_frame.numCalls + 1);
     EXPECT_EQ(QorData_Get()->state.total_frame_profiling.numCalls, 0U);
+}
+
+TEST_F(Interface, TheInitialisationReadsTheClockOnce) {
+    g_time = 500;
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(g_time, 510U);
+    param_.numFrequencies = 3;
+    EXPECT_EQ(init(), 1);
+    EXPECT_EQ(g_time, 520U);
 }
 
 TEST_F(Interface, AWrapOfTheClockDoesNoHarm) {

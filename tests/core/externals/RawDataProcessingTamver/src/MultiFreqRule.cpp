@@ -24,12 +24,13 @@ struct Line {
     bool close;  ///< close enough to the line
 };
 
-/** The line of a pair of distances. False where there is no bin. */
+/** The line of a pair of distances. False where there is no bin; that of NaN is the first. */
 bool lineOf(const TwoFreqLUT& lut, float lineDistPercentage, float delta, Line& line) {
     const float threshold = lineDistPercentage * (lut.halfLineDist * 0.01F);
     const float invLutRes = 1.0F / lut.lutResolution;
+    const float position = 0.5F + (delta + lut.lutOffset) * invLutRes;
     int bin = 0;
-    if (!binAt(0.5F + (delta + lut.lutOffset) * invLutRes, bin)) {
+    if (!std::isnan(position) && !binAt(position, bin)) {
         return false;
     }
     const float lineDist = std::fabs(delta - lut.abscissa[bin]);

@@ -255,9 +255,32 @@ TEST_F(LineDistance, TheLastBinReachesUpToOneHundred) {
     EXPECT_EQ(stage_.lines(), Lines({752, 185, 400, 332}));
 }
 
-TEST_F(LineDistance, NaNIsNoBin) {
+// Cut to an integer NaN is 0, but it lies close to no line, even where bin 0 has one.
+TEST_F(LineDistance, NaNCostsItsPixelAndNoOther) {
     useLine(100.0F);
-    stage_.currentDistance[7] = kNaN;
+    stage_.param.verticalAssignment = 1;
+    lut().offset[0] = 3.0F;
+    for (const int32_t vote : {0, 1}) {
+        stage_.input.filterAssignment = vote;
+        std::fill(stage_.currentDistance.begin(), stage_.currentDistance.end(), 3.0F);
+        std::fill(stage_.previousDistance.begin(), stage_.previousDistance.end(), 3.0F);
+        stage_.currentDistance[7] = kNaN;
+        stage_.previousDistance[1000] = kNaN;
+        stage_.currentDistance[kPixelCount - 1] = kInfinity;
+        stage_.previousDistance[kPixelCount - 1] = kInfinity;
+        ASSERT_EQ(applyPair(), 0);
+        EXPECT_EQ(stage_.output.outputComplete, 1);
+        for (size_t i = 0; i < stage_.distance.size(); ++i) {
+            const bool lost = i == 7 || i == 1000 || i == kPixelCount - 1;
+            ASSERT_EQ(stage_.distance[i], lost ? 0.0F : 3.0F) << i;
+            ASSERT_EQ(stage_.confidence[i], lost ? 0x0021 : 0) << i;
+        }
+    }
+}
+
+TEST_F(LineDistance, InfinityFailsUnderTheLineOfItsWay) {
+    useLine(100.0F);
+    stage_.currentDistance[7] = kInfinity;
     stage_.previousDistance[7] = 2.0F;
     EXPECT_EQ(applyPair(), 1);
     EXPECT_EQ(stage_.lines(), Lines({752, 185, 400, 332}));
@@ -575,7 +598,7 @@ TEST_F(MultiFreq, TheSizeGoesToTheOutput) {
 TEST_F(MultiFreq, AFailedPairStartsAnew) {
     ASSERT_EQ(stage_.init(), 0);
     ASSERT_EQ(stage_.apply(0), 0);
-    stage_.currentDistance[0] = kNaN;
+    stage_.currentDistance[0] = kInfinity;
     stage_.previousDistance[0] = 1.0F;
     EXPECT_EQ(stage_.apply(1), 1);
     EXPECT_EQ(stage_.output.outputComplete, 0);
@@ -954,7 +977,8 @@ TEST_F(Workers, AWorkerThatCannotBeJoinedFailsTheCallWhenTheOthersHaveEnded) {
 
 TEST_F(Workers, AWorkerThatFailsFailsTheCall) {
     measureRoughScene();
-    stage_.currentDistance[kPixelCount - 1] = kNaN;  // in the last stripe
+    stage_.currentDistance[kPixelCount - 1] = kInfinity;  // in the last stripe
+    stage_.previousDistance[kPixelCount - 1] = 1.0F;
     stage_.param.numThreads = 3;
     EXPECT_EQ(stage_.applyPair(), 1);
     EXPECT_EQ(stage_.lines(), Lines({752, 185, 400, 349}));
@@ -1005,8 +1029,6 @@ TEST_F(Workers, AWorkerTestsItsPointersInOrder) {
     EXPECT_EQ(stage_.lines(), Lines({358, 366, 367, 368, 369}));
     args.output = &stage_.output;
     EXPECT_EQ(MultiFreq_ApplyMultiThread(&data), 1);  // no calibration
-    args.calib = &stage_.calib;
-    EXPECT_EQ(MultiFreq_ApplyMultiThread(&data), 1);  // no scratch memory
     data.applyArg = nullptr;
     EXPECT_EQ(MultiFreq_ApplyMultiThread(&data), 1);
 }
@@ -1026,16 +1048,52 @@ TEST_F(Workers, AWorkerRefusesAnUnknownMode) {
 
 TEST_F(MultiFreq, EveryRecordMustBeThere) {
     ASSERT_EQ(stage_.init(), 0);
-    for (int missing = 0; missing < 7; ++missing) {
-        EXPECT_EQ(MultiFreq_Apply(
-                      missing == 0 ? nullptr : stage_.state.get(),
-                      missing == 1 ? nullptr : stage_.scratch.get(), missing == 2 ? nullptr : &stage_.calib,
-                      missing == 3 ? nullptr : &stage_.input, missing == 4 ? nullptr : &stage_.param,
-                      missing == 5 ? nullptr : &stage_.output, missing == 6 ? nullptr : &stage_.services),
-                  1)
+    for (int missing = 0; missing < 5; ++missing) {
+        EXPECT_EQ(
+            MultiFreq_Apply(missing == 0 ? nullptr : stage_.state.get(), stage_.scratch.get(),
+                            missing == 1 ? nullptr : &stage_.calib, missing == 2 ? nullptr : &stage_.input,
+                            missing == 3 ? nullptr : &stage_.param, missing == 4 ? nullptr : &stage_.output,
+                            &stage_.services),
+            1)
             << missing;
     }
-    EXPECT_EQ(stage_.lines().size(), 7U);
+    EXPECT_EQ(stage_.lines().size(), 5U);
+}
+
+TEST_F(MultiFreq, WithoutVoteAndWorkersNeitherScratchMemoryNorServicesAreNeeded) {
+    measureRamp();
+    ASSERT_EQ(stage_.applyPair(), 0);
+    const std::vector<float> expected = stage_.distance;
+    std::fill(stage_.distance.begin(), stage_.distance.end(), MultiFreqStage::kUntouched);
+    for (const int32_t freqIdx : {0, 1}) {
+        stage_.input.currentFreqIdx = freqIdx;
+        ASSERT_EQ(MultiFreq_Apply(stage_.state.get(), nullptr, &stage_.calib, &stage_.input, &stage_.param,
+                                  &stage_.output, nullptr),
+                  0);
+    }
+    EXPECT_EQ(stage_.output.outputComplete, 1);
+    EXPECT_EQ(stage_.distance, expected);
+}
+
+TEST_F(MultiFreq, AVoteWithoutScratchMemoryFails) {
+    ASSERT_EQ(stage_.init(), 0);
+    ASSERT_EQ(stage_.apply(0), 0);
+    stage_.input.filterAssignment = 1;
+    stage_.input.currentFreqIdx = 1;
+    EXPECT_EQ(MultiFreq_Apply(stage_.state.get(), nullptr, &stage_.calib, &stage_.input, &stage_.param,
+                              &stage_.output, &stage_.services),
+              1);
+    EXPECT_EQ(stage_.output.outputComplete, 0);
+    EXPECT_EQ(stage_.distance[0], MultiFreqStage::kUntouched);
+}
+
+TEST_F(Workers, WorkersWithoutServiceRecordFail) {
+    ASSERT_EQ(stage_.init(), 0);
+    stage_.param.numThreads = 1;
+    EXPECT_EQ(MultiFreq_Apply(stage_.state.get(), stage_.scratch.get(), &stage_.calib, &stage_.input,
+                              &stage_.param, &stage_.output, nullptr),
+              1);
+    EXPECT_EQ(stage_.lines().size(), 1U);
 }
 
 TEST_F(MultiFreq, AFrequencyIdOutsideTheSlotsFails) {

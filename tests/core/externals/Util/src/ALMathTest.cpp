@@ -433,6 +433,13 @@ TEST(AlFmodf, HasTheSignOfTheDividend) {
     EXPECT_EQ(al_fmodf(-7.5F, -2.0F), -1.5F);
 }
 
+TEST(AlFmodf, OfMinusZeroIsMinusZero) {
+    EXPECT_TRUE(std::signbit(al_fmodf(-0.0F, 3.0F)));
+    EXPECT_TRUE(std::signbit(al_fmodf(-0.0F, -3.0F)));
+    EXPECT_TRUE(std::signbit(al_fmodf(-6.0F, 3.0F)));
+    EXPECT_FALSE(std::signbit(al_fmodf(0.0F, -3.0F)));
+}
+
 TEST(AlFmodf, OfADividendBelowTheDivisorIsTheDividend) {
     EXPECT_EQ(al_fmodf(1.0F, 3.0F), 1.0F);
     EXPECT_EQ(al_fmodf(-1.0F, 3.0F), -1.0F);

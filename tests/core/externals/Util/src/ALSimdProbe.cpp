@@ -51,13 +51,13 @@ void Reciprocal(const float* x, float* out, size_t count) {
     overAll(x, x, out, count, [](auto d, auto v, auto) HWY_ATTR { return al::Reciprocal(d, v); });
 }
 void SquareRoot(const float* x, float* out, size_t count) {
-    overAll(x, x, out, count, [](auto d, auto v, auto) HWY_ATTR { return al::SquareRoot(d, v); });
+    overAll(x, x, out, count, [](auto d, auto v, auto) HWY_ATTR { return al::neonSqrt_f32(d, v); });
 }
 void Sine(const float* x, float* out, size_t count) {
-    overAll(x, x, out, count, [](auto d, auto v, auto) HWY_ATTR { return al::Sine(d, v); });
+    overAll(x, x, out, count, [](auto d, auto v, auto) HWY_ATTR { return al::neonSin_f32(d, v); });
 }
 void Atan2(const float* y, const float* x, float* out, size_t count) {
-    overAll(y, x, out, count, [](auto d, auto vy, auto vx) HWY_ATTR { return al::Atan2(d, vy, vx); });
+    overAll(y, x, out, count, [](auto d, auto vy, auto vx) HWY_ATTR { return al::neonAtan2_f32(d, vy, vx); });
 }
 void ModN(const float* v, float n, float oneDivN, float* out, size_t count) {
     overAll(v, v, out, count, [n, oneDivN](auto d, auto value, auto) HWY_ATTR {
