@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "qor/RunOptions.h"
+
+#include "qor/Arguments.h"
+
+namespace qor {
+
+void addRunOptions(CLI::App& command, RunOptions& options) {
+    command.add_option("RECORDING", options.recording, "Recording: every packet of it is fed once, in order")
+        ->required()
+        ->type_name("");
+    command
+        .add_option("--plugin", options.plugin, "Plug-in; by default libqor.so that belongs to this command")
+        ->type_name("FILE");
+    command.add_option("-o,--out", options.folder, "Folder of result.zelta and the pictures; made if needed")
+        ->type_name("FOLDER")
+        ->capture_default_str();
+    command
+        .add_option("--set", options.overrides,
+                    "Give a member of a recorded record another value, for example\n"
+                    "QorDistanceImageIFInput.customization.minAmplitude=20; may be repeated")
+        ->check(checkOverride)
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->type_name("RECORD.MEMBER=VALUE");
+    command.add_flag("--pil", options.shortForm, "Ask for the short results, without the debug records");
+    command
+        .add_option("--frames", options.frames,
+                    "Keep results and draw pictures of these frames, numbered from 0; B is not among them")
+        ->check(checkFrameSelection)
+        ->type_name("A:B:STEP");
+    command.add_option("--cloud", options.clouds, "Also write point clouds: ply, pcd or ply,pcd")
+        ->delimiter(',')
+        ->allow_extra_args(false)
+        ->check(CLI::IsMember({"ply", "pcd"}))
+        ->type_name("FORMAT");
+    command
+        .add_option("--distance-range", options.distanceRange,
+                    "Scale of the distance pictures in metres; by default the span of the scene")
+        ->check(checkRange)
+        ->type_name("MIN:MAX");
+    command
+        .add_option("--amplitude-range", options.amplitudeRange,
+                    "Scale of the amplitude pictures in counts per microsecond")
+        ->check(checkRange)
+        ->type_name("MIN:MAX")
+        ->default_str("0:3");
+    command
+        .add_option("--error-range", options.errorRange,
+                    "Scale of the error pictures: plus and minus so much; by default 20, without noise 2")
+        ->check(numberFrom(0.001, 1.0e6))
+        ->type_name("MM");
+    command.add_option("--enlarge", options.enlargement, "Size of a pixel in the colour pictures, 1 to 32")
+        ->check(CLI::Range(1, 32))
+        ->type_name("N")
+        ->capture_default_str();
+    command.add_flag("--json", options.json, "Print the figures as JSON");
+    command.add_flag("--quiet", options.quiet, "No progress and no report; only what is wrong");
+}
+
+ReplaySettings replaySettings(const RunOptions& options) {
+    ReplaySettings settings;
+    settings.recording = options.recording;
+    settings.results = options.folder / "result.zelta";
+    settings.shortForm = options.shortForm;
+    settings.withCoordinates = !options.clouds.empty();
+    settings.frames = readFrameSelection(options.frames).value_or(FrameSelection{});
+    for (const std::string& text : options.overrides) {
+        settings.overrides.push_back(readOverride(text).value());
+    }
+    return settings;
+}
+
+}  // namespace qor

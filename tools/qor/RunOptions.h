@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What the command line asks of qor run.
+
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "qor/Replay.h"
+
+namespace qor {
+
+struct RunOptions {
+    std::filesystem::path recording;
+    std::filesystem::path plugin;
+    std::filesystem::path folder = "out/run";
+    std::vector<std::string> overrides;
+    bool shortForm = false;
+    std::string frames;
+    std::vector<std::string> clouds;
+    std::string distanceRange;
+    std::string amplitudeRange;
+    double errorRange = 0.0;  // millimetres; 0 chooses by the noise
+    int enlargement = 4;
+    bool json = false;
+    bool quiet = false;
+};
+
+void addRunOptions(CLI::App& command, RunOptions& options);
+
+// What they mean for the replay.
+ReplaySettings replaySettings(const RunOptions& options);
+
+}  // namespace qor

@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "qor/RunProducts.h"
+
+#include <fmt/format.h>
+
+#include "qor/Arguments.h"
+#include "qor/Report.h"
+#include "simulation/Image.h"
+
+namespace qor {
+
+void RunProducts::add(std::size_t number, const ResultFrame& frame, const simulation::Truth* truth,
+                      const recording::SimulationSettings* simulation) {
+    ++frames_;
+    temporalNoise_.add(frame);
+    for (const std::uint8_t confidence : frame.confidence) {
+        validPixels_ += (confidence & invalidBit) == 0 ? 1 : 0;
+    }
+    if (simulation != nullptr) {
+        simulation_ = *simulation;
+    }
+    if (!accuracy_) {
+        accuracy_.emplace(simulation_ ? simulation_->frequencies : std::vector<double>{});
+    }
+    if (truth != nullptr) {
+        accuracy_->add(*truth, frame.distance, frame.confidence);
+    }
+    if (frames_ == 1 || !options_.frames.empty()) {
+        draw(number, frame, truth);
+    }
+}
+
+double RunProducts::validShare() const {
+    return frames_ == 0
+               ? 0.0
+               : static_cast<double>(validPixels_) / static_cast<double>(frames_ * simulation::pixelCount);
+}
+
+std::optional<AccuracySummary> RunProducts::accuracy() const {
+    if (!accuracy_ || accuracy_->frames() == 0) {
+        return std::nullopt;
+    }
+    return accuracy_->summary();
+}
+
+void RunProducts::draw(std::size_t number, const ResultFrame& frame, const simulation::Truth* truth) {
+    std::vector<float> errors;
+    if (truth != nullptr) {
+        errors.resize(simulation::pixelCount);
+        for (std::size_t i = 0; i < errors.size(); ++i) {
+            errors[i] = static_cast<float>(
+                accuracy_->errorOf(static_cast<double>(frame.distance[i]), truth->distance[i]));
+        }
+    }
+    if (!pictures_) {
+        pictures_ = pictureSettings(frame);
+    }
+    const auto paths = writePictures(*pictures_, number, frame, errors);
+    files_.insert(files_.end(), paths.begin(), paths.end());
+    for (const std::string& format : options_.clouds) {
+        if (frame.coordinates) {
+            files_.push_back(writeCloud(options_.folder, number, format, frame));
+        } else {
+            missing_.push_back(fmt::format(
+                "frame {} carries no valid coordinates (coord3Dinvalid is not 0); no {} was written", number,
+                filePath(options_.folder, number, "points." + format).string()));
+        }
+    }
+}
+
+PictureSettings RunProducts::pictureSettings(const ResultFrame& frame) const {
+    PictureSettings settings;
+    settings.folder = options_.folder;
+    settings.subtitle = simulation_ ? describe(*simulation_) : options_.recording.filename().string();
+    settings.distance = readRange(options_.distanceRange)
+                            .value_or(simulation_ ? Range{simulation_->nearest, simulation_->furthest}
+                                                  : distanceRangeOf(frame));
+    settings.amplitude = readRange(options_.amplitudeRange).value_or(settings.amplitude);
+    settings.intensity = intensityRangeOf(frame);
+    const double standardRange = simulation_ && !simulation_->photonNoise ? 2.0 : 20.0;
+    settings.error = (options_.errorRange > 0.0 ? options_.errorRange : standardRange) / 1000.0;
+    settings.enlargement = options_.enlargement;
+    return settings;
+}
+
+}  // namespace qor

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What comes of the frames of a run: figures, pictures and point clouds.
+
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "qor/Accuracy.h"
+#include "qor/Pictures.h"
+#include "qor/ResultFrame.h"
+#include "qor/RunOptions.h"
+#include "qor/TemporalNoise.h"
+#include "recording/TruthRecords.h"
+#include "simulation/Truth.h"
+
+namespace qor {
+
+class RunProducts {
+ public:
+    explicit RunProducts(const RunOptions& options) : options_(options) {}
+
+    // Takes a finished frame. The truth and how it was simulated are null if the recording does not tell.
+    void add(std::size_t number, const ResultFrame& frame, const simulation::Truth* truth,
+             const recording::SimulationSettings* simulation);
+
+    std::size_t frames() const { return frames_; }
+    std::size_t validPixels() const { return validPixels_; }
+    double validShare() const;
+    const std::optional<recording::SimulationSettings>& simulation() const { return simulation_; }
+    const std::vector<std::filesystem::path>& files() const { return files_; }
+
+    // Sentences about what could not be written.
+    const std::vector<std::string>& missing() const { return missing_; }
+
+    TemporalNoiseSummary temporalNoise() const { return temporalNoise_.summary(); }
+
+    // Figures against the truth, if there was one.
+    std::optional<AccuracySummary> accuracy() const;
+
+ private:
+    void draw(std::size_t number, const ResultFrame& frame, const simulation::Truth* truth);
+
+    // One scale for all pictures of a run, so that they can be compared.
+    PictureSettings pictureSettings(const ResultFrame& frame) const;
+
+    const RunOptions& options_;
+    std::size_t frames_ = 0;
+    std::size_t validPixels_ = 0;
+    TemporalNoise temporalNoise_;
+    std::optional<Accuracy> accuracy_;
+    std::optional<recording::SimulationSettings> simulation_;
+    std::optional<PictureSettings> pictures_;
+    std::vector<std::filesystem::path> files_;
+    std::vector<std::string> missing_;
+};
+
+}  // namespace qor

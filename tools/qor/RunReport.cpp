@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "qor/RunReport.h"
+
+#include <fmt/format.h>
+
+#include <nlohmann/json.hpp>
+
+#include "qor/Arguments.h"
+#include "qor/Report.h"
+#include "simulation/Image.h"
+
+namespace qor {
+
+void printRun(const RunOptions& options, const RunOutcome& outcome, const RunProducts& products) {
+    const ReplayCounts& counts = outcome.counts;
+    fmt::print("Ran {} through {} {} ({})\n\n", options.recording.string(), outcome.pluginName,
+               outcome.pluginVersion, outcome.pluginPath.string());
+    fmt::print("  packets read           {:>9}{}\n", counts.read,
+               counts.stopped ? "      up to the last selected frame" : "");
+    fmt::print("  packets processed      {:>9}\n", counts.processed);
+    fmt::print("  packets failed         {:>9}\n", counts.failed);
+    fmt::print("  packets written        {:>9}      {}\n", counts.written, byteText(counts.writtenBytes));
+    fmt::print("  finished frames        {:>9}      {:.1f} frames per second\n", products.frames(),
+               outcome.seconds > 0.0 ? static_cast<double>(products.frames()) / outcome.seconds : 0.0);
+    fmt::print("  valid pixels           {:>9.2f} %\n", 100.0 * products.validShare());
+    if (const auto accuracy = products.accuracy(); accuracy && products.simulation()) {
+        printAccuracy(*accuracy, *products.simulation());
+    }
+    printTemporalNoise(products.temporalNoise());
+    fmt::print("\nWritten\n");
+    if (counts.written > 0) {
+        fmt::print("  {}\n", outcome.results.string());
+    }
+    for (const std::filesystem::path& path : products.files()) {
+        fmt::print("  {}\n", path.string());
+    }
+}
+
+nlohmann::ordered_json runJson(const RunOptions& options, const RunOutcome& outcome,
+                               const RunProducts& products) {
+    const ReplayCounts& counts = outcome.counts;
+    nlohmann::ordered_json files = nlohmann::ordered_json::array();
+    if (counts.written > 0) {
+        files.push_back(outcome.results.string());
+    }
+    for (const std::filesystem::path& path : products.files()) {
+        files.push_back(path.string());
+    }
+    nlohmann::ordered_json document{{"command", "run"},
+                                    {"version", QOR_VERSION},
+                                    {"recording", options.recording.string()},
+                                    {"plugin",
+                                     {{"path", outcome.pluginPath.string()},
+                                      {"name", outcome.pluginName},
+                                      {"version", outcome.pluginVersion}}},
+                                    {"packets",
+                                     {{"read", counts.read},
+                                      {"processed", counts.processed},
+                                      {"failed", counts.failed},
+                                      {"written", counts.written},
+                                      {"writtenBytes", counts.writtenBytes}}},
+                                    {"interrupted", counts.interrupted},
+                                    {"damage", counts.damage.empty() ? nlohmann::ordered_json(nullptr)
+                                                                     : nlohmann::ordered_json(counts.damage)},
+                                    {"troubles", outcome.troubles},
+                                    {"seconds", outcome.seconds},
+                                    {"finishedFrames", products.frames()},
+                                    {"pixels", products.frames() * simulation::pixelCount},
+                                    {"validShare", products.validShare()}};
+    if (products.simulation()) {
+        document["simulation"] = simulationJson(*products.simulation());
+    }
+    if (const auto accuracy = products.accuracy(); accuracy && products.simulation()) {
+        addAccuracy(document, *accuracy, *products.simulation());
+    }
+    document["temporalNoise"] = temporalNoiseJson(products.temporalNoise());
+    document["files"] = files;
+    return document;
+}
+
+}  // namespace qor

@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What qor run tells at its end, as text and as JSON.
+
+#pragma once
+
+#include <filesystem>
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+#include <vector>
+
+#include "qor/Replay.h"
+#include "qor/RunOptions.h"
+#include "qor/RunProducts.h"
+
+namespace qor {
+
+struct RunOutcome {
+    ReplayCounts counts;
+    double seconds = 0.0;
+    std::string pluginName;
+    std::string pluginVersion;
+    std::filesystem::path pluginPath;
+    std::filesystem::path results;
+    std::vector<std::string> troubles;
+};
+
+void printRun(const RunOptions& options, const RunOutcome& outcome, const RunProducts& products);
+
+nlohmann::ordered_json runJson(const RunOptions& options, const RunOutcome& outcome,
+                               const RunProducts& products);
+
+}  // namespace qor
