@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <map>
+#include <stdexcept>
 #include <utility>
 
 #include "Camera.h"
@@ -84,8 +85,23 @@ int imagesPerFrame(unsigned int flags) {
 
 bool g_initialised = false;
 
+/** What was chosen before a packet is gone with it. */
+void requireNothingChosen(int32_t sizeBefore) {
+    if (sizeBefore == 0) {
+        return;
+    }
+    Bytes packet(static_cast<std::size_t>(sizeBefore));
+    try {
+        packResult(packet.data(), sizeBefore);
+    } catch (const std::runtime_error&) {
+        return;
+    }
+    std::abort();
+}
+
 /** A buffer of exactly the packet's size, so that a read beyond it is seen. */
 void process(const Bytes& packet, bool fromCustomPin) {
+    const int32_t sizeBefore = getRequiredOutputSize(0);
     int32_t exceptionOccured = -1;
     const int32_t result = processZelta(packet.data(), static_cast<int32_t>(packet.size()),
                                         fromCustomPin ? 1 : 0, &exceptionOccured);
@@ -93,6 +109,7 @@ void process(const Bytes& packet, bool fromCustomPin) {
     require(result == 0 || (result == 1 && exceptionOccured == 0));
     g_initialised = g_initialised || result == 1;
     require(lastMessage() != nullptr && lastExceptionMessage() != nullptr);
+    requireNothingChosen(sizeBefore);
 }
 
 void fetchResult(bool isPIL) {

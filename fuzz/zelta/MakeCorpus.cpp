@@ -65,6 +65,13 @@ std::string endlessDefinition() {
         payloadOf(TypeRef(new zelta::StructType("R", {}, 0, 0xFFFFFFFFU, zelta::EndianLittle, {structs}))));
 }
 
+/// A record of many members of one name, which take little room on the wire.
+std::string widePayload(unsigned int members) {
+    const TypeRef number(new zelta::ElementaryType("x", {}, 0, 1, zelta::EndianLittle, zelta::TypeUnsigned));
+    return payloadOf(TypeRef(
+        new zelta::StructType("R", {}, 0, 4, zelta::EndianLittle, std::vector<TypeRef>(members, number))));
+}
+
 void writeDefinitions(const Folder& folder) {
     const std::string payload = payloadOf(zelta::fuzz::sampleType());
     const auto size = static_cast<unsigned int>(payload.size());
@@ -75,7 +82,7 @@ void writeDefinitions(const Folder& folder) {
     folder.write("version2-padded", version2(stream, size, 3));
     folder.write("plain", plain(payload));
     folder.write("enciphered", version3(stream, size, true, true));
-    for (const unsigned int depth : {10U, 200U, 1024U, 1025U, 3000U}) {
+    for (const unsigned int depth : {10U, 64U, 65U, 3000U}) {
         folder.write("nested-" + std::to_string(depth), plain(nestedPayload(depth)));
         folder.write("nested-compressed-" + std::to_string(depth),
                      version1(deflated(nestedPayload(depth)), depth * 36 + 64));
@@ -90,6 +97,11 @@ void writeDefinitions(const Folder& folder) {
     folder.write("huge", plain(payloadOf(TypeRef(new zelta::StructType("R", {}, 0, 0xFFFFFFFFU,
                                                                        zelta::EndianLittle, {huge, huge})))));
     folder.write("endless", endlessDefinition());
+    for (const unsigned int members : {zelta::kMaxTypeNodes - 1, zelta::kMaxTypeNodes, 200'000U}) {
+        const std::string wide = widePayload(members);
+        folder.write("wide-" + std::to_string(members),
+                     version1(deflated(wide), static_cast<unsigned int>(wide.size())));
+    }
 }
 
 void writeExpressions(const Folder& folder) {
@@ -110,7 +122,7 @@ void writeExpressions(const Folder& folder) {
 void writePackets(const Folder& folder) {
     const std::string definition = zelta::createDatadefinition(zelta::fuzz::sampleType());
     const std::string big = plain(payloadOf(zelta::fuzz::sampleType()));
-    const std::string deep = plain(nestedPayload(200));
+    const std::string deep = plain(nestedPayload(zelta::kMaxStructDepth));
     const std::string data(88, 'd');
     const auto chunk = [&data](const std::string& description, int channel) {
         return ZeltaChunk{description.data(), static_cast<int>(description.size()), data.data(),

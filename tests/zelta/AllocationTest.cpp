@@ -2,27 +2,39 @@
 // What a host pays per packet once the definitions are known: no allocation at all.
 #include <gtest/gtest.h>
 
+#include <malloc.h>
+
 #include <cstdlib>
 #include <new>
 
 #include "zelta.h"
+#include "zelta/TestTypes.h"
 
 namespace {
 std::size_t g_allocations = 0;
 std::size_t g_largest = 0;
 std::size_t g_releases = 0;
+std::size_t g_heldBytes = 0;  ///< allocated and not released
+std::size_t g_mostHeldBytes = 0;
+
+void* counted(void* memory) {
+    g_heldBytes += malloc_usable_size(memory);
+    g_mostHeldBytes = g_heldBytes > g_mostHeldBytes ? g_heldBytes : g_mostHeldBytes;
+    return memory;
+}
 
 void* allocate(std::size_t size) {
     ++g_allocations;
     g_largest = size > g_largest ? size : g_largest;
     if (void* const memory = std::malloc(size == 0 ? 1 : size)) {
-        return memory;
+        return counted(memory);
     }
     throw std::bad_alloc();
 }
 
 void release(void* memory) {
     ++g_releases;
+    g_heldBytes -= malloc_usable_size(memory);
     std::free(memory);
 }
 }  // namespace
@@ -32,7 +44,7 @@ void* operator new(std::size_t size) {
 }
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     ++g_allocations;
-    return std::malloc(size == 0 ? 1 : size);
+    return counted(std::malloc(size == 0 ? 1 : size));
 }
 void* operator new[](std::size_t size) {
     return allocate(size);
@@ -132,12 +144,13 @@ TEST(Allocations, OfApplyingAPlanAreNone) {
     }
 }
 
-TEST(Allocations, OfADefinitionThatDeclaresFourGiBAreSmall) {
+TEST(Allocations, OfADefinitionThatDeclaresFourGiBAreWhatItsStreamCanFill) {
     const unsigned char bytes[] = {0xDA, 0xDE, 3,    0, 1,    0,    0, 0, 0xFF,
                                    0xFF, 0xFF, 0xFF, 0, 0x78, 0xDA, 3, 0, 0};
+    constexpr std::size_t kStreamBytes = 5;
     g_largest = 0;
     EXPECT_THROW(parseDatadefinition(bytes, sizeof(bytes)), ParseError);
-    EXPECT_LT(g_largest, 4096U);
+    EXPECT_LE(g_largest, 1032 * kStreamBytes);
 }
 
 TEST(Allocations, OfADefinitionThatClaimsManyDimensionsAreSmall) {
@@ -166,6 +179,122 @@ TEST(Allocations, OfAFileThatClaimsTwoGiBAreBoundedByWhatItHolds) {
     EXPECT_THROW(packet_parse(file, packet, storage), ZltEOFException);
     EXPECT_LT(g_largest, std::size_t{1} << 20U);
     std::fclose(file);
+}
+
+/// A definition of version 0x0100 of a struct with `members` members of one byte.
+std::string wideDefinition(std::size_t members) {
+    test::Payload payload;
+    payload.root("R", 4);
+    for (std::size_t i = 0; i < members; ++i) {
+        payload.member("x", 0, 1, 2);
+    }
+    return test::definition0100(payload.end().bytes());
+}
+
+/// Bytes that `call` holds at most, beyond those before it.
+template <typename Call>
+std::size_t mostHeldBy(Call call) {
+    const std::size_t before = g_heldBytes;
+    g_mostHeldBytes = before;
+    call();
+    return g_mostHeldBytes - before;
+}
+
+TEST(Allocations, OfADefinitionThatGrowsToManyNodesAreBounded) {
+    const std::string definition = wideDefinition(700'000);
+    EXPECT_LT(definition.size(), 50'000U) << "small on the wire";
+    const auto size = static_cast<unsigned int>(definition.size());
+    const std::size_t most =
+        mostHeldBy([&] { EXPECT_THROW(cachedDatadefinition(definition.data(), size), ParseError); });
+    EXPECT_LT(most, std::size_t{3} << 20U);
+}
+
+/// A record whose definition has an unused byte.
+class StrangersPackets {
+ public:
+    explicit StrangersPackets(unsigned int members) {
+        test::Payload payload;
+        payload.root("Image", sizeof(Image));
+        for (unsigned int i = 0; i < members; ++i) {
+            payload.member("member" + std::to_string(i), 4 * i, 4, 1);
+        }
+        m_definition = test::plainDefinition(payload.end().bytes());
+    }
+
+    /// Takes a packet whose definition differs from all others in its key, which nothing reads.
+    void receive(unsigned int number) {
+        m_definition[6] = static_cast<char>(number >> 8U);
+        m_definition[7] = static_cast<char>(number);
+        const Packet packet{{m_definition.data(), static_cast<int>(m_definition.size()), m_data.data(),
+                             static_cast<int>(m_data.size()), 7}};
+        PacketAssign(packet, 7, getDefinition, "Image", &m_image, sizeof(m_image), "Image", false);
+        int value = 0;
+        PacketInterpret<int>("Image.member0", value, packet, 7);
+    }
+
+ private:
+    std::string m_definition;
+    std::vector<char> m_data = std::vector<char>(sizeof(Image), 1);
+    Image m_image{};
+};
+
+TEST(Allocations, OfTheCachesStopAtTheirLimit) {
+    for (const unsigned int members : {1U, 6U, 60U, 4000U}) {
+        PacketCacheClear();
+        StrangersPackets strangers(members);
+        const std::size_t before = g_heldBytes;
+        std::size_t most = 0;
+        for (unsigned int i = 0; i < 200 + 20'000 / members; ++i) {
+            strangers.receive(i);
+            most = g_heldBytes - before > most ? g_heldBytes - before : most;
+        }
+        EXPECT_LE(most, kMaxCacheBytes) << members;
+        EXPECT_GT(most, kMaxCacheBytes / 4) << "the caches keep next to nothing, members " << members;
+    }
+    PacketCacheClear();
+}
+
+TEST(Allocations, OfTheCachesGoBackWhenTheyAreCleared) {
+    PacketCacheClear();
+    StrangersPackets strangers(60);
+    strangers.receive(0);
+    PacketCacheClear();
+    const std::size_t before = g_heldBytes;
+    for (unsigned int i = 0; i < 100; ++i) {
+        strangers.receive(i);
+    }
+    EXPECT_GT(g_heldBytes, before);
+    PacketCacheClear();
+    EXPECT_EQ(g_heldBytes, before);
+}
+
+/// A double is the element of its own kind of interpreter, and so is each other T.
+template <typename T>
+void expectInterpreterIsForgotten(TypeIdentifier identifier) {
+    const std::string definitionOfT =
+        createDatadefinition(test::record("N", sizeof(T), 0, {test::number("v", identifier, sizeof(T), 0)}));
+    const std::vector<char> data(sizeof(T));
+    const Packet packet{{definitionOfT.data(), static_cast<int>(definitionOfT.size()), data.data(),
+                         static_cast<int>(data.size()), 7}};
+    PacketCacheClear();
+    const std::size_t before = g_heldBytes;
+    PacketInterpreter<T>(packet, 7, "N.v");
+    EXPECT_GT(g_heldBytes, before);
+    PacketCacheClear();
+    EXPECT_EQ(g_heldBytes, before) << sizeof(T) << " bytes of kind " << identifier;
+}
+
+TEST(Allocations, OfInterpretersOfEveryKindGoBackWhenTheCachesAreCleared) {
+    expectInterpreterIsForgotten<signed char>(TypeSigned);
+    expectInterpreterIsForgotten<short>(TypeSigned);
+    expectInterpreterIsForgotten<int>(TypeSigned);
+    expectInterpreterIsForgotten<long long>(TypeSigned);
+    expectInterpreterIsForgotten<unsigned char>(TypeUnsigned);
+    expectInterpreterIsForgotten<unsigned short>(TypeUnsigned);
+    expectInterpreterIsForgotten<unsigned int>(TypeUnsigned);
+    expectInterpreterIsForgotten<unsigned long long>(TypeUnsigned);
+    expectInterpreterIsForgotten<float>(TypeFloat);
+    expectInterpreterIsForgotten<double>(TypeFloat);
 }
 
 /// Keeps what had been freed when it ended.

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "AlgoDistanceImage.h"
+#include "PacketZelta.h"
 
 namespace {
 
@@ -32,6 +33,7 @@ void createAlgo() {
 
 void clearAlgo() {
     g_algoInstance.reset();
+    PacketCacheClear();
 }
 
 int32_t processZelta(const void* dataPacket, int32_t dataPacketBytes, int32_t fromCustomPin,

@@ -38,7 +38,7 @@ extern "C" {
 /** Creates the algorithm; one that exists is destroyed. */
 QOR_PLUGIN_EXPORT void createAlgo(void);
 
-/** Destroys the algorithm, if there is one. */
+/** Destroys the algorithm, if there is one, and forgets the layouts that packets had. */
 QOR_PLUGIN_EXPORT void clearAlgo(void);
 
 /**
@@ -57,8 +57,8 @@ QOR_PLUGIN_EXPORT int32_t getRequiredOutputSize(int32_t isPIL);
 
 /**
  * Writes the result chosen last. `dataPacketSize` must be the size required, else a std::runtime_error goes
- * on to the host. Returns 0, or -1 if nothing was written. What the packet is made of is valid until the next
- * processZelta.
+ * on to the host. Returns 0, or -1 if nothing was written. The choice holds until the next processZelta, also
+ * one that fails: from then on no size but that of a packet without chunks is the one required.
  */
 QOR_PLUGIN_EXPORT int32_t packResult(void* dataPacket, int dataPacketSize);
 

@@ -17,6 +17,8 @@ TamAlgoSimInterface::TamAlgoSimInterface(int numMeasBuffers, const std::string& 
 TamAlgoSimInterface::~TamAlgoSimInterface() = default;
 
 bool TamAlgoSimInterface::processZelta(const void* dataPacket, int dataPacketBytes, bool fromCustomPin) {
+    // A result that was chosen points into what this packet replaces.
+    m_resultChunks.clear();
     std::fill_n(m_measBuffers.get(), m_numMeasBuffers, AlgoMeasBuffer{});
     m_receivedChunks.clear();
     if (packet_parse(dataPacket, dataPacketBytes, m_receivedChunks) != 0) {
@@ -37,6 +39,7 @@ bool TamAlgoSimInterface::takeInShortForm(int channelID) {
 
 int TamAlgoSimInterface::getRequiredOutputSize(bool isPIL) {
     m_resultChunks.clear();
+    m_resultChunks.reserve(static_cast<std::size_t>(m_numMeasBuffers) / 2);  // all or nothing is chosen
     for (int i = 0; i < m_numMeasBuffers; i += 2) {
         const AlgoMeasBuffer& data = m_measBuffers[static_cast<std::size_t>(i)];
         const AlgoMeasBuffer& description = m_measBuffers[static_cast<std::size_t>(i) + 1];
@@ -46,8 +49,11 @@ int TamAlgoSimInterface::getRequiredOutputSize(bool isPIL) {
         if (isPIL && !takeInShortForm(data.channelID)) {
             continue;
         }
-        m_resultChunks.push_back({description.buffer, static_cast<int>(description.sizeTotal), data.buffer,
-                                  static_cast<int>(data.sizeTotal), data.channelID});
+        m_resultChunks.push_back({.description = description.buffer,
+                                  .descSize = static_cast<int>(description.sizeTotal),
+                                  .data = data.buffer,
+                                  .dataSize = static_cast<int>(data.sizeTotal),
+                                  .channelID = data.channelID});
     }
     return m_resultChunks.empty() ? 0 : packet_get_required_size(m_resultChunks);
 }

@@ -44,8 +44,9 @@ class TamAlgoSimInterface {
     virtual int getRequiredOutputSize(bool isPIL);
 
     /**
-     * Writes the result chosen last. Throws std::runtime_error if `dataPacketSize` is not the size required.
-     * Returns 0, or -1 if nothing could be written.
+     * Writes the result that was chosen since the last packet; one that was chosen before is gone, whatever
+     * became of that packet. Throws std::runtime_error if `dataPacketSize` is not the size required. Returns
+     * 0, or -1 if nothing could be written.
      */
     virtual int packResult(void* dataPacket, int dataPacketSize);
 
@@ -63,7 +64,8 @@ class TamAlgoSimInterface {
     std::string m_prettyName;
     std::unique_ptr<AlgoMeasBuffer[]> m_measBuffers;
     int m_numMeasBuffers;
-    Packet m_resultChunks;    ///< point into what m_measBuffers point at
+    Packet
+        m_resultChunks;  ///< point into what m_measBuffers point at; empty from a packet to the next choice
     Packet m_receivedChunks;  ///< point into the host's packet
     std::vector<int> m_pilChannels;
     std::vector<int> m_pilOnceChannels;  ///< a channel leaves the list when it goes out

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-// Packet helpers and their caches. All caches are process-wide, without limit, and entered under one lock.
+// Packet helpers and their caches. All caches are process-wide, bounded together, and entered under one lock.
 #include "PacketZelta.h"
 
 #include <algorithm>
+#include <initializer_list>
 #include <map>
 #include <mutex>
+#include <set>
 #include <stdexcept>
 #include <tuple>
 
@@ -86,6 +88,95 @@ struct InterpreterCache {
     }
 };
 
+template <typename... T>
+void clearInterpreters() {
+    (InterpreterCache<T>::cache().clear(), ...);
+}
+
+// --- What the caches keep ---
+
+// Beside its bytes a block of memory takes its share of the allocator's own, and a node of a map its
+// pointers.
+constexpr std::size_t kBlockBytes = 16;
+constexpr std::size_t kMapNodeBytes = 32 + kBlockBytes;
+constexpr std::size_t kPointerBytes = sizeof(TypeRef) + sizeof(shared_ptr_ref_counter) + 2 * kBlockBytes;
+
+std::size_t bytesOf(const std::string& text) {
+    return text.capacity() + 1 + kBlockBytes;
+}
+
+std::size_t bytesOf(const IType& node) {
+    std::size_t bytes = kPointerBytes + sizeof(StructType) + bytesOf(node.name) +
+                        node.dimensions.capacity() * sizeof(unsigned int) + 2 * kBlockBytes;
+    for (const TypeRef& child : node.children()) {
+        bytes += bytesOf(*child);
+    }
+    return bytes;
+}
+
+std::size_t bytesOf(const Assigner& plan) {
+    return kPointerBytes + sizeof(plan) + plan.items().capacity() * sizeof(Assigner::Item) + kBlockBytes;
+}
+
+/// What all caches keep. A type that several entries hold counts once.
+struct CacheMemory {
+    std::size_t bytes = 0;
+    std::set<const IType*> types;
+
+    std::size_t bytesOfNew(const TypeRef& type) const {
+        return !type || types.count(type.get()) != 0 ? 0 : kMapNodeBytes + bytesOf(*type);
+    }
+
+    void add(const TypeRef& type) {
+        bytes += bytesOfNew(type);
+        types.insert(type.get());
+    }
+};
+
+CacheMemory& cacheMemory() {
+    static CacheMemory memory;
+    return memory;
+}
+
+void clearCaches() {
+    iTypeCache().clear();
+    assignerCache().clear();
+    clearInterpreters<signed char, short, int, long long, unsigned char, unsigned short, unsigned int,
+                      unsigned long long, float, double>();
+    cacheMemory().types.clear();
+    cacheMemory().bytes = 0;
+}
+
+/// Keeps an entry that takes `bytes` beside the types that it holds, which differ; `insert` puts it into its
+/// cache. What does not fit beside the others takes their place, what does not fit at all is left out.
+template <typename Insert>
+void keep(std::size_t bytes, std::initializer_list<TypeRef> types, Insert insert) {
+    CacheMemory& memory = cacheMemory();
+    const auto bytesTogether = [&] {
+        std::size_t sum = memory.bytes + bytes + kMapNodeBytes;
+        for (const TypeRef& type : types) {
+            sum += memory.bytesOfNew(type);
+        }
+        return sum;
+    };
+    if (bytesTogether() > kMaxCacheBytes) {
+        clearCaches();
+    }
+    if (bytesTogether() > kMaxCacheBytes) {
+        return;
+    }
+    try {
+        for (const TypeRef& type : types) {
+            memory.add(type);
+        }
+        memory.bytes += bytes + kMapNodeBytes;
+        insert();
+    } catch (...) {
+        clearCaches();
+        throw;
+    }
+}
+
 const ZeltaChunk& chunkOf(const std::vector<ZeltaChunk>& chunks, int channel) {
     return chunks[static_cast<std::size_t>(findChannelInPacket(chunks, channel))];
 }
@@ -116,8 +207,11 @@ TypeRef cachedDatadefinition(const void* data, unsigned int size) {
     if (found != cache.end()) {
         return found->second;
     }
-    const TypeRef type = parseDatadefinition(key.data(), static_cast<unsigned int>(key.size()));
-    return cache.emplace(key, type).first->second;
+    TypeRef type = parseDatadefinition(key.data(), static_cast<unsigned int>(key.size()));
+    std::string owned(key);
+    keep(bytesOf(owned) + sizeof(TypeCache::value_type), {type},
+         [&] { cache.emplace(std::move(owned), type); });
+    return type;
 }
 
 TypeRef PacketParseDataDefinition(const std::vector<ZeltaChunk>& chunks, unsigned int channel) {
@@ -138,26 +232,19 @@ AssignerRef cachedAssigner(const TypeRef& source, std::string_view sourceExpress
     }
     AssignerKey<std::string> owned{key.source, key.destination, key.relative, std::string(sourceExpression),
                                    std::string(destinationExpression)};
-    const AssignerRef plan =
+    AssignerRef plan =
         assigner(source, owned.sourceExpression, destination, owned.destinationExpression, relative, false);
-    return cache.emplace(std::move(owned), CachedAssigner{source, destination, plan}).first->second.plan;
+    const std::size_t bytes = sizeof(AssignerCache::value_type) + bytesOf(owned.sourceExpression) +
+                              bytesOf(owned.destinationExpression) + bytesOf(*plan);
+    keep(bytes, {source, destination}, [&] {
+        cache.emplace(std::move(owned), CachedAssigner{source, destination, plan});
+    });
+    return plan;
 }
-
-namespace {
-
-template <typename... T>
-void clearInterpreters() {
-    (InterpreterCache<T>::cache().clear(), ...);
-}
-
-}  // namespace
 
 void PacketCacheClear() {
     const Lock lock(mutex);
-    iTypeCache().clear();
-    assignerCache().clear();
-    clearInterpreters<signed char, short, int, long long, unsigned char, unsigned short, unsigned int,
-                      unsigned long long, float, double>();
+    clearCaches();
 }
 
 int PacketAssign(const AssignerRef& assigner, const std::vector<ZeltaChunk>& chunks, int channel,
@@ -207,8 +294,11 @@ typename InterpreterRef<T>::Type PacketInterpreter(const std::vector<ZeltaChunk>
         return found->second.interpreter;
     }
     InterpreterKey<std::string> owned{key.type, std::string(expression)};
-    const auto made = interpreter<T>(type, owned.expression);
-    return cache.emplace(std::move(owned), CachedInterpreter<T>{type, made}).first->second.interpreter;
+    auto made = interpreter<T>(type, owned.expression);
+    const std::size_t bytes = sizeof(typename InterpreterCache<T>::Map::value_type) +
+                              bytesOf(owned.expression) + kPointerBytes + sizeof(Interpreter<T>);
+    keep(bytes, {type}, [&] { cache.emplace(std::move(owned), CachedInterpreter<T>{type, made}); });
+    return made;
 }
 
 #define ZELTA_INSTANTIATE(T)                                                                   \

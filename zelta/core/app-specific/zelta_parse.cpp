@@ -319,9 +319,12 @@ void consumeItem(unsigned char tag, const unsigned char*& data, unsigned int& si
     }
 }
 
+TypeRef parseRecord(const unsigned char*& data, unsigned int& size, unsigned int depth,
+                    TypeEndianess endianess, unsigned int& nodesLeft);
+
 /// Reads the children of a struct up to and with the item that ends it.
 std::vector<TypeRef> consumeChildren(const unsigned char*& data, unsigned int& size, unsigned int depth,
-                                     TypeEndianess endianess) {
+                                     TypeEndianess endianess, unsigned int& nodesLeft) {
     if (depth >= kMaxStructDepth) {
         parseError();
     }
@@ -336,16 +339,20 @@ std::vector<TypeRef> consumeChildren(const unsigned char*& data, unsigned int& s
         }
         data = childData;
         size = childSize;
-        children.push_back(recParse_v_1_0(data, size, depth + 1, endianess));
+        children.push_back(parseRecord(data, size, depth + 1, endianess, nodesLeft));
     }
 }
 
 /// Reads the value of a type item, and the children of a struct, into a node.
 TypeRef consumeType(const unsigned char*& data, unsigned int& size, unsigned int depth,
-                    const TypeItems& items) {
+                    const TypeItems& items, unsigned int& nodesLeft) {
     if (!items.complete()) {
         parseError();
     }
+    if (nodesLeft == 0) {
+        parseError("too many nodes");
+    }
+    --nodesLeft;
     const int offset = static_cast<int>(items.offset);
     const auto elementary = [&](TypeIdentifier identifier) {
         return TypeRef(new ElementaryType(items.name, items.dimensions, offset, items.size, items.endianess,
@@ -360,7 +367,7 @@ TypeRef consumeType(const unsigned char*& data, unsigned int& size, unsigned int
             return elementary(TypeFloat);
         case ItemStructBegin:
             return TypeRef(new StructType(items.name, items.dimensions, offset, items.size, items.endianess,
-                                          consumeChildren(data, size, depth, items.endianess)));
+                                          consumeChildren(data, size, depth, items.endianess, nodesLeft)));
         default:
             parseError();
     }
@@ -388,8 +395,10 @@ unsigned int consume_uint32(const unsigned char*& data, unsigned int& size) {
     return value;
 }
 
-TypeRef recParse_v_1_0(const unsigned char*& data, unsigned int& size, unsigned int depth,
-                       TypeEndianess endianess) {
+namespace {
+
+TypeRef parseRecord(const unsigned char*& data, unsigned int& size, unsigned int depth,
+                    TypeEndianess endianess, unsigned int& nodesLeft) {
     TypeItems items;
     items.endianess = endianess;
     while (size > 0) {
@@ -398,13 +407,21 @@ TypeRef recParse_v_1_0(const unsigned char*& data, unsigned int& size, unsigned 
             consumeItem(tag, data, size, items);
             continue;
         }
-        TypeRef type = consumeType(data, size, depth, items);
+        TypeRef type = consumeType(data, size, depth, items, nodesLeft);
         if (depth == 0 && size > 0) {
             parseError();
         }
         return type;
     }
     return TypeRef();
+}
+
+}  // namespace
+
+TypeRef recParse_v_1_0(const unsigned char*& data, unsigned int& size, unsigned int depth,
+                       TypeEndianess endianess) {
+    unsigned int nodesLeft = kMaxTypeNodes;
+    return parseRecord(data, size, depth, endianess, nodesLeft);
 }
 
 std::string encodeUint32(unsigned int value) {
@@ -566,12 +583,16 @@ TypeRef parsePayload(const unsigned char* payload, unsigned int size) {
 }
 
 TypeRef parseCompressed(const Header& header, const unsigned char* stored) {
-    if (header.uncompressedSize > header.storedSize * kMaxInflation) {
-        parseError("uncompress failed");
+    const std::uint64_t reachable =
+        std::min(header.storedSize * kMaxInflation, std::uint64_t{kMaxPayloadBytes});
+    const auto room = static_cast<unsigned int>(std::min<std::uint64_t>(header.uncompressedSize, reachable));
+    const Buffer payload = makeBuffer(room);
+    uLongf payloadSize = room;
+    const int outcome = uncompress(payload.get(), &payloadSize, stored, header.storedSize);
+    if (outcome == Z_BUF_ERROR && room == kMaxPayloadBytes) {
+        parseError("payload too large");
     }
-    const Buffer payload = makeBuffer(header.uncompressedSize);
-    uLongf payloadSize = header.uncompressedSize;
-    if (uncompress(payload.get(), &payloadSize, stored, header.storedSize) != Z_OK) {
+    if (outcome != Z_OK) {
         parseError("uncompress failed");
     }
     return parsePayload(payload.get(), static_cast<unsigned int>(payloadSize));
@@ -604,6 +625,9 @@ TypeRef parseDatadefinition(const void* data, unsigned int size) {
     }
     if (header.uncompressedSize > size - header.payloadAt) {
         parseError("dataSize < uncompressed size");
+    }
+    if (header.uncompressedSize > kMaxPayloadBytes) {
+        parseError("payload too large");
     }
     return parsePayload(stored, header.uncompressedSize);
 }

@@ -3,6 +3,7 @@
 // are built once and kept, so that a packet whose definitions are known costs look-ups and copies only.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,7 +23,12 @@ using DefinitionGetter = void (*)(const void** dataDescriptionBuffer, unsigned i
 /// below that take a channel.
 int findChannelInPacket(const std::vector<ZeltaChunk>& chunks, int channel);
 
-/// The type of a definition. Definitions of the same bytes give the very same object until PacketCacheClear.
+/// What the caches keep together, in bytes. When the next entry would exceed it, all of them are emptied
+/// first; an entry that alone would exceed it is not kept. Records that travel need some hundred KiB.
+inline constexpr std::size_t kMaxCacheBytes = std::size_t{16} << 20U;
+
+/// The type of a definition. Definitions of the same bytes give the very same object until the caches are
+/// emptied.
 TypeRef cachedDatadefinition(const void* data, unsigned int size);
 
 /// The type of a channel.

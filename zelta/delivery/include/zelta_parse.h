@@ -8,12 +8,23 @@
 
 namespace zelta {
 
-/// How many structs may be nested in a definition that is read.
-inline constexpr unsigned int kMaxStructDepth = 1024;
+// What a definition may become. A few bytes can unfold to a tree of gigabytes, so reading stops here, with a
+// ParseError. The limits are far above what records need: a large one has 200 nodes, nested 8 deep, in 8 KiB
+// of payload.
+
+/// Structs that may be nested.
+inline constexpr unsigned int kMaxStructDepth = 64;
+
+/// Nodes of a tree, its root included.
+inline constexpr unsigned int kMaxTypeNodes = 4096;
+
+/// Bytes of an uncompressed payload.
+inline constexpr unsigned int kMaxPayloadBytes = 1U << 20U;
 
 /// Reads a definition of version 0x0100, 0x0200 or 0x0300. Returns the root, or a null pointer for a valid
 /// definition with an empty payload. Throws ParseError, or CryptError for an enciphered payload. Only the
-/// `size` bytes at `data` are read, and nothing is allocated that they could not fill.
+/// `size` bytes at `data` are read. The size that a compressed definition declares may be larger than what
+/// its stream holds; room is made for what the stream can give, and never for more than `kMaxPayloadBytes`.
 TypeRef parseDatadefinition(const void* data, unsigned int size);
 
 /// Writes a definition of version 0x0300: compressed, padded to a multiple of 4 bytes. The definition says

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Allocator.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -11,6 +12,8 @@ bool g_nextAllocationThrowsANumber = false;
 std::size_t g_allocationsLeft = kMemoryWithoutEnd;
 bool g_newMemoryIsDirty = false;
 std::size_t g_allocations = 0;
+std::size_t g_blocks = 0;
+std::size_t g_largestAllocation = 0;
 
 namespace {
 
@@ -22,7 +25,15 @@ void* take(std::size_t size) {
         --g_allocationsLeft;
     }
     ++g_allocations;
-    return std::malloc(size == 0 ? 1 : size);
+    g_largestAllocation = std::max(g_largestAllocation, size);
+    void* const memory = std::malloc(size == 0 ? 1 : size);
+    g_blocks += memory != nullptr ? 1 : 0;
+    return memory;
+}
+
+void give(void* memory) {
+    g_blocks -= memory != nullptr ? 1 : 0;
+    std::free(memory);
 }
 
 }  // namespace
@@ -49,13 +60,13 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
 }
 
 void operator delete(void* memory) noexcept {
-    std::free(memory);
+    host_testing::give(memory);
 }
 
 void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
+    host_testing::give(memory);
 }
 
 void operator delete(void* memory, const std::nothrow_t&) noexcept {
-    std::free(memory);
+    host_testing::give(memory);
 }

@@ -23,4 +23,10 @@ extern bool g_newMemoryIsDirty;
 /** Allocations since the program started. */
 extern std::size_t g_allocations;
 
+/** Blocks that were allocated and not given back. */
+extern std::size_t g_blocks;
+
+/** Bytes of the largest allocation since somebody set it to 0. */
+extern std::size_t g_largestAllocation;
+
 }  // namespace host_testing

@@ -261,11 +261,98 @@ TEST_F(QorPlugin, NoExceptionLeavesWhereverMemoryRunsOut) {
     start();
 }
 
-TEST_F(QorPlugin, ADeclaredSizeOf4GiBIsRefusedAndAllocatesNothingOfThatSize) {
+TEST_F(QorPlugin, ADeclaredSizeOf4GiBIsReadAndAllocatesNothingOfThatSize) {
     host_testing::OwnedChunk calibration = camera_.calibrationChunk();
     std::fill_n(calibration.description.begin() + 8, 4, std::uint8_t{0xFF});
-    EXPECT_EQ(plugin_.process(host_testing::packetOf({calibration, camera_.auxiliaryChunk()})), kFailed);
-    EXPECT_NE(exceptionMessage().find("uncompress failed"), std::string::npos) << exceptionMessage();
+    const Bytes packet = host_testing::packetOf({calibration, camera_.auxiliaryChunk()});
+    host_testing::g_largestAllocation = 0;
+    EXPECT_EQ(plugin_.process(packet), kNothing) << exceptionMessage();
+    EXPECT_LE(host_testing::g_largestAllocation, packet.size());
+    EXPECT_EQ(plugin_.process(camera_.imagePacket()), kInitialised) << "the calibration was taken";
+}
+
+/** Packets of strangers, each with a definition of its own. */
+TEST_F(QorPlugin, ClearGivesBackWhatThePluginKeepsOfDefinitions) {
+    start();
+    host_testing::OwnedChunk unknown = camera_.rawChunk();
+    plugin_.clearAlgo();
+    const std::size_t before = host_testing::g_blocks;
+    plugin_.createAlgo();
+    for (std::uint8_t key = 0; key < 100; ++key) {
+        unknown.description[7] = key;  // without a cipher method nothing reads it
+        plugin_.process(host_testing::packetOf({unknown}));
+    }
+    EXPECT_GT(host_testing::g_blocks, before + 100);
+    plugin_.clearAlgo();
+    EXPECT_EQ(host_testing::g_blocks, before);
+}
+
+TEST_F(QorPlugin, ASecondCreateDestroysTheFirstAlgorithm) {
+    plugin_.createAlgo();
+    const std::size_t before = host_testing::g_blocks;
+    plugin_.createAlgo();
+    EXPECT_EQ(host_testing::g_blocks, before);
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Calls out of order: what was chosen from one packet is gone with the next
+
+class QorPluginResult : public QorPlugin {
+ protected:
+    /** A calibration without auxiliary parameters: it fails, and its answer holds a copy of it. */
+    Plugin::Answer failToCalibrate() {
+        return plugin_.process(host_testing::packetOf({camera_.calibrationChunk()}));
+    }
+
+    /** What packResult says to a result of this size. */
+    std::string packFailure(int size) {
+        Bytes packet(static_cast<std::size_t>(size));
+        try {
+            plugin_.packResult(packet.data(), size);
+        } catch (const std::runtime_error& e) {
+            return e.what();
+        }
+        return "a result";
+    }
+
+    std::string nothingChosen(int size) const {
+        return "Unexpected payload size (got: " + std::to_string(size) + " expected: 4";
+    }
+};
+
+TEST_F(QorPluginResult, OfAFailedCalibrationIsGoneWithTheNextFailure) {
+    EXPECT_EQ(failToCalibrate(), kFailed);
+    const int size = plugin_.getRequiredOutputSize(0);
+    ASSERT_GT(size, static_cast<int>(sizeof(QorDistanceImageIFCalib)));
+    EXPECT_EQ(failToCalibrate(), kFailed);
+    EXPECT_EQ(packFailure(size), nothingChosen(size));
+}
+
+TEST_F(QorPluginResult, OfAnImageIsGoneWithWhateverFailsNext) {
+    start();
+    const int size = plugin_.getRequiredOutputSize(0);
+    EXPECT_EQ(plugin_.process({1, 2, 3}), kFailed);
+    EXPECT_EQ(packFailure(size), nothingChosen(size));
+    EXPECT_EQ(plugin_.process(camera_.imagePacket()), kNothing);
+    EXPECT_EQ(plugin_.getRequiredOutputSize(0), size);
+    EXPECT_EQ(plugin_.process(camera_.inputPacket(), 1), kFailed) << "no customization on the custom pin";
+    EXPECT_EQ(packFailure(size), nothingChosen(size));
+}
+
+TEST_F(QorPluginResult, IsGoneWithAPacketThatSucceedsToo) {
+    start();
+    const int size = plugin_.getRequiredOutputSize(0);
+    EXPECT_EQ(plugin_.process(camera_.imagePacket()), kNothing);
+    EXPECT_EQ(packFailure(size), nothingChosen(size));
+    EXPECT_EQ(plugin_.getRequiredOutputSize(0), size) << "and is chosen anew";
+    EXPECT_EQ(packFailure(size), "a result");
+}
+
+TEST_F(QorPluginResult, StaysWhenItWasFetchedWithAWrongSize) {
+    start();
+    const int size = plugin_.getRequiredOutputSize(0);
+    EXPECT_NE(packFailure(size + 1), "a result");
+    EXPECT_EQ(packFailure(size), "a result");
 }
 
 TEST_F(QorPlugin, ATruncatedPacketIsRefusedWhereverItIsCut) {

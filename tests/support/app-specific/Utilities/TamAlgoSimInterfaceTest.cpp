@@ -285,6 +285,47 @@ TEST(TamAlgoSimInterface, AnEmptyResultIsAPacketWithoutChunks) {
     EXPECT_EQ(packet, Bytes(4, 0));
 }
 
+/** Whatever the packet is: its handling may free what the result pointed at. */
+TEST(TamAlgoSimInterface, AResultThatWasChosenIsGoneWithTheNextPacket) {
+    const std::vector<std::function<void(Algorithm&)>> calls = {
+        [](Algorithm& algorithm) { process(algorithm, packetOn({1})); },
+        [](Algorithm& algorithm) {
+            EXPECT_THROW(process(algorithm, {1, 2, 3}), std::runtime_error);
+        },
+        [](Algorithm& algorithm) {
+            algorithm.onAssign = [] { throw 42; };
+            EXPECT_THROW(process(algorithm, packetOn({1})), int);
+        }};
+    for (const auto& call : calls) {
+        Algorithm algorithm;
+        algorithm.offer(0, 10, kData, 4);
+        ASSERT_EQ(algorithm.getRequiredOutputSize(false), 36);
+        call(algorithm);
+        Bytes packet(36);
+        EXPECT_EQ(textThrownBy<std::runtime_error>([&] { algorithm.packResult(packet.data(), 36); }),
+                  "Unexpected payload size (got: 36 expected: 4");
+    }
+}
+
+/** The place of a virtual function in the table that hosts built against this class rely on. A pointer to a
+ * virtual member begins with the offset of its slot in bytes; on PCs 1 is added. */
+template <class Member>
+std::size_t slotOf(Member member) {
+    std::size_t offset = 0;
+    std::memcpy(&offset, &member, sizeof offset);
+    return offset / sizeof(void*);
+}
+
+TEST(TamAlgoSimInterface, VirtualFunctionsStandInTheOrderThatHostsRelyOn) {
+    // The two destructors, one of which deletes, are slots 0 and 1.
+    EXPECT_EQ(slotOf(&TamAlgoSimInterface::processZelta), 2U);
+    EXPECT_EQ(slotOf(&TamAlgoSimInterface::getRequiredOutputSize), 3U);
+    EXPECT_EQ(slotOf(&TamAlgoSimInterface::packResult), 4U);
+    EXPECT_EQ(slotOf(&TamAlgoSimInterface::getAlgoVersion), 5U);
+    EXPECT_EQ(slotOf(&TamAlgoSimInterface::assignReceivedChunks), 6U);
+    EXPECT_EQ(slotOf(&TamAlgoSimInterface::processAlgo), 7U);
+}
+
 TEST(TamAlgoSimInterface, NoPlaceForTheResultIsRefused) {
     Algorithm algorithm;
     algorithm.offer(0, 10, kData, 4);

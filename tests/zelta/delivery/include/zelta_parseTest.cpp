@@ -2,6 +2,7 @@
 #include "zelta_parse.h"
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <random>
 
@@ -242,21 +243,56 @@ TEST(TypeRecord, OfAnEmptyStructHasNoChildren) {
     EXPECT_EQ(treeOf(Payload().root("R", 4).end()), "R[]@0 size 4 order 0 kind 3");
 }
 
-TEST(TypeRecord, TwoHundredNestedStructsAreReadAndReleased) {
-    TypeRef type = parse(plainDefinition(nested(200)));
+TEST(TypeRecord, NestingIsBoundedAt64Structs) {
+    TypeRef type = parse(plainDefinition(nested(64)));
     unsigned int depth = 0;
     for (TypeRef node = type; node->typeIdentifier() == TypeStruct; node = node->children()[0]) {
         ++depth;
     }
-    EXPECT_EQ(depth, 200U);
-    type = TypeRef();
-    EXPECT_FALSE(type);
+    EXPECT_EQ(depth, 64U);
+    EXPECT_EQ(parseFailure(plainDefinition(nested(65))), kParseError);
+    EXPECT_EQ(parseFailure(test::definition0100(nested(20000))), kParseError);
 }
 
-TEST(TypeRecord, NestingIsBoundedAt1024Structs) {
-    EXPECT_TRUE(parse(plainDefinition(nested(1024))));
-    EXPECT_EQ(parseFailure(plainDefinition(nested(1025))), kParseError);
-    EXPECT_EQ(parseFailure(test::definition0100(nested(100000))), kParseError);
+/// Parses, lists, copies, writes and releases a tree, as a program may do on a thread of its own.
+void* useDeepestTree(void* succeeded) {
+    const TypeRef type = parse(plainDefinition(nested(kMaxStructDepth)));
+    const bool isListed = validExpressions(type).size() == 1;
+    const bool isWritten = !createDatadefinition(rec_CopyType(type, 0)).empty();
+    const AssignerRef plan = assigner(type, "", type, "", false, false);
+    *static_cast<bool*>(succeeded) = isListed && isWritten && plan->items().size() == 1;
+    return nullptr;
+}
+
+TEST(TypeRecord, DeepestNestingNeedsNoMoreStackThanASmallThreadHas) {
+    constexpr std::size_t kStackBytes = std::size_t{256} * 1024;
+    pthread_attr_t attributes;
+    ASSERT_EQ(pthread_attr_init(&attributes), 0);
+    ASSERT_EQ(pthread_attr_setstacksize(&attributes, kStackBytes), 0);
+    bool succeeded = false;
+    pthread_t thread;
+    ASSERT_EQ(pthread_create(&thread, &attributes, useDeepestTree, &succeeded), 0);
+    pthread_join(thread, nullptr);
+    pthread_attr_destroy(&attributes);
+    EXPECT_TRUE(succeeded);
+}
+
+/// A struct with this many members.
+Payload wide(unsigned int members) {
+    Payload payload;
+    payload.root("R", 4);
+    for (unsigned int i = 0; i < members; ++i) {
+        payload.member("x", 0, 4, 1);
+    }
+    payload.end();
+    return payload;
+}
+
+TEST(TypeRecord, NodesAreBoundedAt4096) {
+    EXPECT_EQ(parse(plainDefinition(wide(4095).bytes()))->children().size(), 4095U);
+    EXPECT_EQ(payloadFailure(wide(4096)), "too many nodes");
+    EXPECT_EQ(parseFailure(test::definition0100(wide(20000).bytes())),
+              std::string(kParseError) + ": too many nodes");
 }
 
 TEST(TypeRecord, NumbersAreBigEndian) {
@@ -348,13 +384,14 @@ TEST(Definition, WithADamagedStreamDoesNotUncompress) {
     EXPECT_EQ(parseFailure(test::definition0300("", 10, 1)), message);
 }
 
-TEST(Definition, DeclaringMoreThanItsStreamCanHoldDoesNotUncompress) {
-    const std::string message = std::string(kParseError) + ": uncompress failed";
+/// What a stream holds is the payload; the size declared says no more than how much room to make.
+TEST(Definition, DeclaringMoreThanItsStreamCanHoldIsRead) {
     const std::string stored = test::deflated(goldenPayload());
     const std::string fourGiB = bigEndian(0xFFFFFFFFU);
-    EXPECT_EQ(parseFailure(test::definition0300(stored, 0xFFFFFFFFU, 1)), message);
-    EXPECT_EQ(parseFailure(bytesOf({0xDA, 0xDE, 1, 0}) + fourGiB + stored), message);
-    EXPECT_EQ(parseFailure(bytesOf({0xDA, 0xDE, 2, 0}) + fourGiB + bytesOf({0}) + stored), message);
+    EXPECT_EQ(test::textOf(parse(test::definition0300(stored, 0xFFFFFFFFU, 1))), kGoldenTree);
+    EXPECT_EQ(test::textOf(parse(bytesOf({0xDA, 0xDE, 1, 0}) + fourGiB + stored)), kGoldenTree);
+    EXPECT_EQ(test::textOf(parse(bytesOf({0xDA, 0xDE, 2, 0}) + fourGiB + bytesOf({0}) + stored)),
+              kGoldenTree);
 }
 
 TEST(Definition, CompressedAsFarAsZlibCanIsRead) {
@@ -363,6 +400,54 @@ TEST(Definition, CompressedAsFarAsZlibCanIsRead) {
     const std::string definition = test::definition0100(payload.bytes());
     EXPECT_LT(definition.size(), 1100U);
     EXPECT_EQ(parse(definition)->name, name);
+}
+
+/// A record whose name fills its payload.
+std::string payloadOfBytes(std::size_t size) {
+    constexpr std::size_t kItems = 30;
+    return Payload()
+        .name(std::string(size - kItems, 'n'))
+        .dimensions()
+        .offset(0)
+        .size(1)
+        .endianess(200)
+        .type(2)
+        .bytes();
+}
+
+TEST(Definition, OfMoreThanAMiBOfPayloadIsRefused) {
+    constexpr std::size_t kMiB = 1U << 20U;
+    const std::string message = std::string(kParseError) + ": payload too large";
+    const std::string largest = payloadOfBytes(kMiB);
+    const std::string tooLarge = payloadOfBytes(kMiB + 1);
+    ASSERT_EQ(tooLarge.size(), kMiB + 1);
+    EXPECT_TRUE(parse(plainDefinition(largest)));
+    EXPECT_TRUE(parse(test::definition0100(largest)));
+    EXPECT_EQ(parseFailure(plainDefinition(tooLarge)), message);
+    EXPECT_EQ(parseFailure(test::definition0100(tooLarge)), message);
+}
+
+TEST(Definition, OfAMiBOfPayloadMayDeclareMore) {
+    const std::string stored = test::deflated(payloadOfBytes(1U << 20U));
+    EXPECT_TRUE(parse(test::definition0300(stored, 0xFFFFFFFFU, 1)));
+}
+
+/// Writers count padding as they like: the size declared is what a plain payload has.
+TEST(Definition, PlainPayloadMayReachIntoThePadding) {
+    const std::string payload = goldenPayload();
+    std::string definition = plainDefinition(payload);
+    definition[12] = 3;
+    EXPECT_EQ(test::textOf(parse(definition)), kGoldenTree);
+}
+
+/// The stream of version 0x0200 is counted one byte too long, so one byte too much of padding does no harm.
+TEST(Definition, Of0200TakesTheFirstByteOfThePaddingForTheStream) {
+    const std::string payload = goldenPayload();
+    std::string definition = test::definition0200(payload, 0);
+    definition[8] = 1;
+    EXPECT_EQ(test::textOf(parse(definition)), kGoldenTree);
+    definition[8] = 2;
+    EXPECT_EQ(parseFailure(definition), std::string(kParseError) + ": uncompress failed");
 }
 
 TEST(Definition, PlainPayloadEndsWithTheDefinition) {
@@ -462,6 +547,13 @@ void wantMethod7AndKey0x1234(unsigned int cipherMethod, unsigned int keyId, unsi
     flipAllBits(cipherMethod, keyId, data, size);
 }
 
+unsigned int g_decipheredBytes = 0;
+
+void flipAndCount(unsigned int cipherMethod, unsigned int keyId, unsigned char* data, unsigned int size) {
+    g_decipheredBytes = size;
+    flipAllBits(cipherMethod, keyId, data, size);
+}
+
 /// Installs a decipher function for one test.
 class EncipheredDefinition : public testing::Test {
  protected:
@@ -488,6 +580,13 @@ TEST_F(EncipheredDefinition, IsDecipheredByTheFunctionInstalled) {
 TEST_F(EncipheredDefinition, PassesTheFailureOfItsDecipherFunction) {
     setDecipher(&wantMethod7AndKey0x1234);
     EXPECT_EQ(messageOf<CryptError>([] { parse(enciphered(7, 0x1235)); }), "Crypt error: unexpected key");
+}
+
+TEST_F(EncipheredDefinition, IsDecipheredInItsStoredLengthWithoutThePadding) {
+    setDecipher(&flipAndCount);
+    g_decipheredBytes = 0;
+    EXPECT_EQ(test::textOf(parse(enciphered(1, 1))), kGoldenTree);
+    EXPECT_EQ(g_decipheredBytes, test::deflated(goldenPayload()).size());
 }
 
 TEST_F(EncipheredDefinition, NeedsBothMethodAndKey) {
