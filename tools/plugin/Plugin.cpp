@@ -142,12 +142,16 @@ Plugin::Plugin(const std::filesystem::path& path) : path_(path) {
     library_->find(path, "lastMessage", functions_->lastMessage);
     library_->find(path, "prettyName", functions_->prettyName);
     library_->find(path, "lastExceptionMessage", functions_->lastExceptionMessage);
-    guarded("start", [this] { functions_->createAlgo(); });
+    startAnew();
 }
 
 Plugin::~Plugin() {
     const GuestOutput redirected;
     functions_->clearAlgo();
+}
+
+void Plugin::startAnew() {
+    guarded("start", [this] { functions_->createAlgo(); });
 }
 
 bool Plugin::process(std::span<const std::uint8_t> packet, bool fromCustomPin) {

@@ -35,6 +35,10 @@ class Plugin {
     Plugin(const Plugin&) = delete;
     Plugin& operator=(const Plugin&) = delete;
 
+    // Replaces the algorithm by a new one, which knows no calibration and has begun no frame. Throws
+    // PluginError.
+    void startAnew();
+
     // Hands over one packet. True if it made the algorithm start. Throws PluginError.
     bool process(std::span<const std::uint8_t> packet, bool fromCustomPin = false);
 
