@@ -7,6 +7,7 @@
 #include <span>
 #include <utility>
 
+#include "plugin/FrameGuard.h"
 #include "recording/CameraRecords.h"
 #include "recording/Channels.h"
 #include "recording/Record.h"
@@ -20,6 +21,8 @@ class Replay {
     Replay(const ReplaySettings& settings, plugin::Plugin& plugin, const ReplayListener& listener)
         : settings_(settings),
           plugin_(plugin),
+          guard_(plugin,
+                 [this](const std::string& sentence) { listener_.trouble(place_ + ": " + sentence); }),
           listener_(listener),
           reader_(settings.recording),
           writer_(settings.results) {}
@@ -50,6 +53,7 @@ class Replay {
         while (!counts_.interrupted) {
             recording::RecordedPacket* const packet = nextPacket();
             if (packet == nullptr) {
+                endOfRecording();
                 return;
             }
             if (recording::beginsFrame(packet->chunks)) {
@@ -63,6 +67,13 @@ class Replay {
             feed(*packet);
             listener_.progress(share(), counts_.framesBegun);
             counts_.interrupted = listener_.interrupted();
+        }
+    }
+
+    void endOfRecording() {
+        if (counts_.damage.empty()) {
+            place_ = "the end of the recording";
+            guard_.finish();
         }
     }
 
@@ -101,7 +112,11 @@ class Replay {
             // A customization of its own goes in by its own pin.
             const bool fromCustomPin =
                 recording::findChunk(packet.chunks, recording::channel::customization) != nullptr;
-            plugin_.process(packet.bytes, fromCustomPin);
+            place_ = where(packet);
+            if (!guard_.process(packet.bytes, packet.chunks, fromCustomPin)) {
+                ++counts_.held;
+                return;
+            }
         } catch (const recording::RecordError& error) {
             return fail(error.what());
         } catch (const plugin::PluginError& error) {
@@ -182,6 +197,7 @@ class Replay {
     }
 
     void finish() {
+        counts_.missingImages = guard_.sequence().missingBetweenFrames();
         counts_.written = writer_.packets();
         counts_.writtenBytes = writer_.bytes();
         writer_.finish();
@@ -189,6 +205,8 @@ class Replay {
 
     const ReplaySettings& settings_;
     plugin::Plugin& plugin_;
+    plugin::FrameGuard guard_;
+    std::string place_;  // of the packet that the guard judges
     const ReplayListener& listener_;
     recording::RecordingReader reader_;
     recording::RecordingWriter writer_;

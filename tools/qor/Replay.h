@@ -32,11 +32,13 @@ struct ReplayCounts {
     std::size_t read = 0;       // packets of the recording
     std::size_t processed = 0;  // that the plug-in took
     std::size_t failed = 0;     // at which it failed
+    std::size_t held = 0;       // held back, as their frame is incomplete
     std::size_t written = 0;    // result packets
     std::uint64_t writtenBytes = 0;
     std::size_t framesBegun = 0;         // in the packets read
     std::size_t uncalibratedImages = 0;  // raw images that came before any calibration
     std::size_t frames = 0;              // finished frames among those selected
+    std::size_t missingImages = 0;       // between whole frames, by their counters
     bool interrupted = false;            // before the end of the recording
     bool stopped = false;                // after the last selected frame
     std::string damage;                  // where the recording cannot be read any further; empty if nowhere
@@ -48,8 +50,8 @@ struct ReplayListener {
     std::function<void(std::size_t number, const ResultFrame& frame, const simulation::Truth* truth,
                        const recording::SimulationSettings* simulation)>
         frame;
-    // A packet at which the plug-in failed, whose result or truth cannot be used, or whose calibration is not
-    // the first one.
+    // A packet at which the plug-in failed, that shows that images are missing, whose result or truth cannot
+    // be used, or whose calibration is not the first one.
     std::function<void(const std::string& sentence)> trouble;
     // After each packet: the share of the recording that is done, below 0 if its size is unknown, and the
     // number of frames that have begun.
@@ -59,8 +61,9 @@ struct ReplayListener {
 };
 
 // A frame begins with each input record whose sequenceCounter is 0. Results of packets before the first frame
-// are kept always. Throws recording::RecordingError if a file cannot be opened or written, and whatever the
-// listener throws; the results up to there are complete even so.
+// are kept always. Images of an incomplete frame are held back from where it breaks. Throws
+// recording::RecordingError if a file cannot be opened or written, and whatever the listener throws; the
+// results up to there are complete even so.
 ReplayCounts replay(const ReplaySettings& settings, plugin::Plugin& plugin, const ReplayListener& listener);
 
 }  // namespace qor

@@ -98,7 +98,8 @@ void addRun(CLI::App& app, int& exitCode) {
     addRunOptions(*command, *options);
     command->footer(
         "Pictures are those of the first frame, or of all that --frames selects.\n"
-        "\nExit codes: 0 good; 1 nothing written, no valid pixel, or interrupted; 2 usage;\n"
+        "\nExit codes: 0 good; 1 nothing written, no valid pixel, an incomplete frame, or\n"
+        "            interrupted; 2 usage;\n"
         "            3 the plug-in failed, the recording is damaged, or a file could not be written\n");
     command->callback([options, &exitCode] { exitCode = run(*options); });
 }

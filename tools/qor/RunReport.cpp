@@ -20,6 +20,12 @@ void printRun(const RunOptions& options, const RunOutcome& outcome, const RunPro
                counts.stopped ? "      up to the last selected frame" : "");
     fmt::print("  packets processed      {:>9}\n", counts.processed);
     fmt::print("  packets failed         {:>9}\n", counts.failed);
+    if (counts.held > 0) {
+        fmt::print("  packets held back      {:>9}      of incomplete frames\n", counts.held);
+    }
+    if (counts.missingImages > 0) {
+        fmt::print("  images missing         {:>9}      between whole frames\n", counts.missingImages);
+    }
     fmt::print("  packets written        {:>9}      {}\n", counts.written, byteText(counts.writtenBytes));
     fmt::print("  finished frames        {:>9}      {:.1f} frames per second\n", products.frames(),
                outcome.seconds > 0.0 ? static_cast<double>(products.frames()) / outcome.seconds : 0.0);
@@ -58,8 +64,10 @@ nlohmann::ordered_json runJson(const RunOptions& options, const RunOutcome& outc
                                      {{"read", counts.read},
                                       {"processed", counts.processed},
                                       {"failed", counts.failed},
+                                      {"held", counts.held},
                                       {"written", counts.written},
                                       {"writtenBytes", counts.writtenBytes}}},
+                                    {"missingImages", counts.missingImages},
                                     {"interrupted", counts.interrupted},
                                     {"damage", counts.damage.empty() ? nlohmann::ordered_json(nullptr)
                                                                      : nlohmann::ordered_json(counts.damage)},

@@ -282,6 +282,7 @@ TEST_F(ReplayOfFake, ATruthThatCannotBeUsedIsToldAndTheFramesGoOn) {
     for (int k = 0; k < 4; ++k) {
         simulation::RawImage image;
         image.sequenceCounter = k;
+        image.frameCounter = static_cast<std::uint16_t>(k);
         image.phaseData.assign(simulation::rawImageBytes, 0);
         writer.write(images.packetOf(image, {odd.chunk(recording::channel::sceneTruth),
                                              odd.chunk(recording::channel::frequencyTruth)}));

@@ -386,10 +386,48 @@ TEST_F(RunCommand, AStageThatFailsWithinAFrameIsTold) {
     EXPECT_NE(outcome.output.find("finished frames                2"), std::string::npos);
 }
 
+TEST_F(RunCommand, AnIncompleteFrameIsHeldBackAndToldAndTheNextOneIsWhole) {
+    ASSERT_EQ(run("simulate --frequencies 60MHz,80MHz --frames 3 --quiet --out r.zelta").exitCode, 0);
+    recording::RecordingReader reader(path("r.zelta"));
+    recording::RecordingWriter writer(path("lossy.zelta"));
+    while (const recording::RecordedPacket* const packet = reader.next()) {
+        if (packet->index != 10) {  // the second image of the second frame
+            writer.write(packet->bytes);
+        }
+    }
+    writer.finish();
+    const Outcome outcome = run("run lossy.zelta --pil --out p");
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_NE(
+        outcome.errors.find("Frame 1 is incomplete: image 1 is missing; the rest of the frame is held back."),
+        std::string::npos)
+        << outcome.errors;
+    EXPECT_NE(outcome.output.find("packets held back              6"), std::string::npos) << outcome.output;
+    EXPECT_NE(outcome.output.find("finished frames                2"), std::string::npos) << outcome.output;
+}
+
+TEST_F(RunCommand, WholeFramesThatAreMissingAreCounted) {
+    simulate("--frames 3");
+    recording::RecordingReader reader(path("r.zelta"));
+    recording::RecordingWriter writer(path("lossy.zelta"));
+    while (const recording::RecordedPacket* const packet = reader.next()) {
+        if (packet->index < 5 || packet->index > 8) {
+            writer.write(packet->bytes);
+        }
+    }
+    writer.finish();
+    const Outcome outcome = run("run lossy.zelta --pil --json --out p");
+    EXPECT_EQ(outcome.exitCode, 0);
+    const nlohmann::json document = nlohmann::json::parse(outcome.output);
+    EXPECT_EQ(document.at("missingImages").get<int>(), 4);
+    EXPECT_EQ(document.at("finishedFrames").get<int>(), 2);
+    EXPECT_EQ(document.at("packets").at("held").get<int>(), 0);
+}
+
 TEST_F(RunCommand, WhatThePluginPrintsStaysOutOfTheDocument) {
     simulate("--frames 2");
     const Outcome outcome =
-        run("run r.zelta --pil --json --out p --set QorDistanceImageIFInput.phaseInfo.sequenceCounter=0");
+        run("run r.zelta --pil --json --out p --set QorDistanceImageIFInput.param.numExposures=3");
     EXPECT_EQ(outcome.exitCode, 3);
     EXPECT_GT(nlohmann::json::parse(outcome.output).at("packets").at("failed").get<int>(), 0);
     EXPECT_NE(outcome.errors.find("Unexpected Error!"), std::string::npos);
@@ -413,7 +451,7 @@ TEST_F(RunCommand, AnOutputThatCannotBeWrittenExitsWithThree) {
 TEST_F(RunCommand, ErrorsThatNobodyCanReadEndNothing) {
     simulate("--frames 2");
     const std::string failing =
-        "run r.zelta --pil --json --out p --set QorDistanceImageIFInput.phaseInfo.sequenceCounter=0 2>";
+        "run r.zelta --pil --json --out p --set QorDistanceImageIFInput.param.numExposures=3 2>";
     for (const char* nowhere : {"/dev/full", "&-"}) {
         const Outcome outcome = run(failing + nowhere);
         EXPECT_EQ(outcome.exitCode, 3) << nowhere;
