@@ -13,6 +13,10 @@
 
 namespace testing_support {
 
+inline uint32_t bitsOf(float value) {
+    return std::bit_cast<uint32_t>(value);
+}
+
 inline bool sameFloat(float a, float b) {
     return (std::isnan(a) && std::isnan(b)) || std::bit_cast<uint32_t>(a) == std::bit_cast<uint32_t>(b);
 }

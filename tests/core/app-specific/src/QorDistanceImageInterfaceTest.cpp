@@ -5,15 +5,21 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <memory>
+#include <ostream>
 #include <string>
 
 #include "QorData.h"
+#include "support/Floats.h"
 #include "support/Pipeline.h"
+#include "support/Random.h"
 
 namespace {
 
+using testing_support::bitsOf;
 using testing_support::g_time;
 using testing_support::PhaseGroup;
 
@@ -780,5 +786,398 @@ TEST_F(Interface, AModulationFrequencyOfZeroReadsNothingOutOfBounds) {
     EXPECT_EQ(applyGroup(group_), 0);
     EXPECT_EQ(result_->outputInvalid, 0);
 }
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Fixed parameters
+
+TEST_F(Interface, TheScoreFunctionOfTheExposureControlIsFixed) {
+    QorData_Get()->param.autoExpParam = {};
+    QorData_Get()->param.autoExpParam.maintainIntegerFactor = 1;
+    EXPECT_EQ(init(), 0);
+    const AutoExposureParam& param = QorData_Get()->param.autoExpParam;
+    EXPECT_EQ(param.numPieces, 4U);
+    EXPECT_EQ(param.score_x_kneepoints[0], 50U);
+    EXPECT_EQ(param.score_x_kneepoints[1], 60U);
+    EXPECT_EQ(param.score_x_kneepoints[2], 100U);
+    EXPECT_EQ(param.score_x_kneepoints[3], 2047U);  // half of 4095
+    EXPECT_EQ(param.score_x_kneepoints[4], 0U);     // not written
+    EXPECT_EQ(param.score_slopes[0], 0.01F);
+    EXPECT_EQ(param.score_slopes[1], 1.0F);
+    EXPECT_EQ(param.score_slopes[2], 0.2F);
+    EXPECT_EQ(param.score_slopes[3], 0.01F);
+    EXPECT_EQ(param.score_slopes[4], 0.0F);
+    EXPECT_EQ(param.maintainIntegerFactor, 0);
+}
+
+TEST_F(Interface, ExposureTimesAreMultiplesOfFiftyFromFiftyOn) {
+    EXPECT_EQ(init(), 0);
+    const AutoExposureParam& param = QorData_Get()->param.autoExpParam;
+    EXPECT_EQ(param.minExpTime, 50);
+    EXPECT_EQ(param.expTimeDiscretization, 50);
+    EXPECT_EQ(param.maxExpTime, 2000);
+    EXPECT_EQ(param.imgWidth, 224);
+    EXPECT_EQ(param.imgHeight, 172);
+}
+
+TEST_F(Interface, TheNoiseModelIsFixedWhateverTheCalibrationSays) {
+    std::fill_n(calib_->imagerCalib.freqDependent[0].noiseParameter, 4, 1.0F);
+    EXPECT_EQ(init(), 0);
+    customization_.enableNoiseEstimation = 1;
+    PhaseGroup ambient;
+    ambient[0].info.intensityMeasurement = 1;
+    EXPECT_EQ(apply(ambient[0]), 0);
+    EXPECT_EQ(applyGroup(group_), 0) << errorString();
+    const NoiseCalib& model = *QorData_Get()->input.distNoise.calib;
+    EXPECT_EQ(bitsOf(model.param[0]), 0x3D350801U);
+    EXPECT_EQ(bitsOf(model.param[1]), 0x41724A20U);
+    EXPECT_EQ(bitsOf(model.param[2]), 0x3D9EC2BCU);
+    EXPECT_EQ(bitsOf(model.param[3]), 0x4381BB2BU);
+}
+
+TEST_F(Interface, TheAcceptanceOfAPairAmongThreeFrequenciesIsFixed) {
+    QorData_Get()->input.multiFreq = {};
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(applyGroup(group_), 0);
+    EXPECT_EQ(QorData_Get()->input.multiFreq.threeFreqMax2FLineDistPercentage, 42.0F);
+    EXPECT_EQ(QorData_Get()->input.multiFreq.threeFreqMax3FLineDistPercentage, 0.0F);  // not written
+}
+
+// The pixel's point lies in the camera's place but for its distance along the ray, 0.62 m.
+TEST_F(Interface, PointsUpToAKilometreAwayOnEachAxisAreValid) {
+    EXPECT_EQ(init(), 0);
+    group_.fill(2048, 3048, 2048, 1048);
+    AlgoExtrinsicCalibration& pose = customization_.extrinsicCalibrationCamera;
+    for (float AlgoExtrinsicCalibration::*const axis :
+         {&AlgoExtrinsicCalibration::transX, &AlgoExtrinsicCalibration::transY,
+          &AlgoExtrinsicCalibration::transZ}) {
+        const bool isZ = axis == &AlgoExtrinsicCalibration::transZ;
+        for (const float sign : {-1.0F, 1.0F}) {
+            pose = {};
+            pose.*axis = sign * 1000.0F - (isZ ? 0.625F : 0.0F);
+            EXPECT_EQ(applyGroup(group_), 0) << errorString();
+            EXPECT_EQ(result_->confidence[1000], isZ && sign < 0.0F ? 0x11 : 0x10) << sign;
+            pose.*axis = sign * 1001.0F;
+            EXPECT_EQ(applyGroup(group_), 0) << errorString();
+            EXPECT_EQ(result_->confidence[1000], 0x11) << sign;
+        }
+    }
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Order and bookkeeping
+
+// The clock's n-th reading of a call shows n * n, so that each stretch has a length of its own: 2 n - 1 us
+// ends at reading n. Readings 1 and 2 are the start of the call and the time mapping.
+class Booking : public Interface {
+ protected:
+    Booking() {
+        services_.fctGetTime = [] {
+            ++g_reading;
+            return g_reading * g_reading;
+        };
+    }
+
+    void applyFromReadingOne(const QorRawdataPhase& image) {
+        g_reading = 0;
+        ASSERT_EQ(apply(image), 0) << errorString();
+    }
+
+    static float milliseconds(unsigned int microseconds) { return static_cast<float>(microseconds) * 0.001F; }
+
+    /** What the stretch up to reading n takes, where the reading before began it. */
+    static float upTo(unsigned int n) { return milliseconds(2 * n - 1); }
+
+    inline static Timestamp_t g_reading = 0;
+};
+
+TEST_F(Booking, EachStageOfAFrameBooksItsOwnTimeInOrder) {
+    EXPECT_EQ(init(), 0);
+    customization_.enableNoiseEstimation = 1;
+    customization_.enableStraylightCorrection = 1;
+    PhaseGroup ambient;
+    ambient[0].info.intensityMeasurement = 1;
+    applyFromReadingOne(ambient[0]);
+    for (size_t k = 0; k < 4; ++k) {
+        applyFromReadingOne(group_[k]);
+    }
+    const QorDistanceImageProfiling& profiling = QorData_Get()->profiling;
+    EXPECT_EQ(profiling.rawToDist.runtimeMsecs, milliseconds(9 - 1));  // from the start of the call on
+    EXPECT_EQ(profiling.wigglingBackward.runtimeMsecs, upTo(4));
+    EXPECT_EQ(profiling.straylight.runtimeMsecs, upTo(5));
+    EXPECT_EQ(profiling.wigglingForward.runtimeMsecs, upTo(6));
+    EXPECT_EQ(profiling.rawToDistRemaining.runtimeMsecs, upTo(7));
+    EXPECT_EQ(profiling.suspectPT.runtimeMsecs, upTo(8));
+    EXPECT_EQ(profiling.multiFreq.runtimeMsecs, upTo(9));
+    EXPECT_EQ(profiling.distNoise.runtimeMsecs, upTo(10));
+    EXPECT_EQ(profiling.autoExposure.runtimeMsecs, upTo(11));
+    EXPECT_EQ(profiling.imageFilter.runtimeMsecs, upTo(12));
+    EXPECT_EQ(profiling.camToWorld.runtimeMsecs, upTo(13));
+}
+
+// A frame's time is the rest of each of its calls, and what its last call takes after the 15th reading: the
+// calls before it leave 7 us, from reading 3 to 4, the last one 27 us, from reading 13 to 14.
+TEST_F(Booking, AFrameBooksTheRestsOfItsCalls) {
+    EXPECT_EQ(init(), 0);
+    customization_.enableNoiseEstimation = 1;
+    customization_.enableStraylightCorrection = 1;
+    PhaseGroup ambient;
+    ambient[0].info.intensityMeasurement = 1;
+    applyFromReadingOne(ambient[0]);
+    for (size_t k = 0; k < 4; ++k) {
+        applyFromReadingOne(group_[k]);
+    }
+    const QorDistanceImageProfiling& profiling = QorData_Get()->profiling;
+    EXPECT_EQ(profiling.total_frame.runtimeMsecs, milliseconds(16 * 16 - 15 * 15 + 4 * 7 + 27));
+    EXPECT_EQ(profiling.total.runtimeMsecs, milliseconds(17 * 17 - 1));
+    EXPECT_EQ(QorData_Get()->state.total_frame_profiling.cumRuntimeMsecs, 0.0);
+}
+
+TEST_F(Booking, ACallBooksItsTimeFromItsStartAndItsRestForTheFrame) {
+    EXPECT_EQ(init(), 0);
+    QorData_Get()->state.total_frame_profiling = {};
+    applyFromReadingOne(group_[0]);
+    const QorDistanceImageProfiling& profiling = QorData_Get()->profiling;
+    EXPECT_EQ(profiling.rawToDist.runtimeMsecs, milliseconds(9 - 1));
+    EXPECT_EQ(QorData_Get()->state.total_frame_profiling.runtimeMsecs, upTo(4));
+    EXPECT_EQ(QorData_Get()->state.total_frame_profiling.numCalls, 1U);
+    EXPECT_EQ(profiling.total.runtimeMsecs, milliseconds(5 * 5 - 1));
+}
+
+// Runtimes come back from milliseconds: 40 us are 0.04 ms, which times 1000 is just below 40.
+TEST_F(Interface, TheTimeOfAFrameLosesNoMicrosecond) {
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(applyGroup(group_), 0);
+    EXPECT_EQ(applyGroup(group_), 0);
+    EXPECT_EQ(QorData_Get()->profiling.total_frame.runtimeMsecs, 0.05F);  // four rests of 10 us, 10 us more
+}
+
+TEST_F(Interface, EachCallBeginsWithAnInvalidResultOfTheImagesSize) {
+    EXPECT_EQ(init(), 0);
+    customization_.enableNoiseEstimation = 1;
+    PhaseGroup ambient;
+    ambient[0].info.intensityMeasurement = 1;
+    EXPECT_EQ(apply(ambient[0]), 0);
+    EXPECT_EQ(applyGroup(group_), 0) << errorString();
+    EXPECT_EQ(result_->outputInvalid, 0);
+    EXPECT_EQ(result_->coord3Dinvalid, 0);
+    EXPECT_EQ(result_->intensityInvalid, 0);
+    EXPECT_EQ(result_->distanceNoiseInvalid, 0);
+    result_->width = 0;
+    result_->height = 0;
+    EXPECT_EQ(apply(group_[0]), 0);
+    EXPECT_EQ(result_->outputInvalid, 1);
+    EXPECT_EQ(result_->coord3Dinvalid, 1);
+    EXPECT_EQ(result_->intensityInvalid, 1);
+    EXPECT_EQ(result_->distanceNoiseInvalid, 1);
+    EXPECT_EQ(result_->width, 224);
+    EXPECT_EQ(result_->height, 172);
+}
+
+TEST_F(Interface, WithoutAWallClockNoChannelIsOffered) {
+    services_.fctGetSystemTime = nullptr;
+    EXPECT_EQ(init(), 0);
+    measBuffers_[0].channelID = 5;
+    EXPECT_EQ(apply(group_[0]), 1);
+    EXPECT_EQ(measBuffers_[0].channelID, 5);
+}
+
+TEST_F(Interface, AFailingStageLeavesTheChannelsOffered) {
+    EXPECT_EQ(init(), 0);
+    QorData_Get()->output.autoExpOutput.roi_width = 223;
+    EXPECT_EQ(apply(group_[0]), 1);
+    EXPECT_EQ(measBuffers_[0].channelID, 3208);
+    EXPECT_EQ(measBuffers_[12].channelID, 3200);
+    EXPECT_EQ(measBuffers_[14].channelID, 0);
+}
+
+TEST_F(Interface, WithoutNoiseNoExposureTimesAreProposed) {
+    EXPECT_EQ(init(), 0);
+    customization_.enableNoiseEstimation = 1;
+    QorData_Get()->output.autoExpOutput.newExpTimes[0] = 77;
+    EXPECT_EQ(applyGroup(group_), 1);
+    EXPECT_EQ(errorMessage(), "No intensity phase recorded for noise estimation");
+    EXPECT_EQ(QorData_Get()->output.autoExpOutput.newExpTimes[0], 77U);
+}
+
+TEST_F(Interface, TheWorkingSetsAndHistogramsSurviveANewInitialisation) {
+    EXPECT_EQ(init(), 0);
+    askForExposureTimes();
+    customization_.enableStraylightCorrection = 1;
+    group_.fill(2500, 2000, 1500, 2000);
+    EXPECT_EQ(applyGroup(group_), 0) << errorString();
+    const QorDistanceImageState& state = QorData_Get()->state;
+    const auto matrices = std::make_unique<QorMatrices>(state.matrices[0]);
+    uint32_t histogram[kHistogramBins];
+    std::copy_n(state.histograms[0], kHistogramBins, histogram);
+    const QorDistanceImageProfiling profiling = QorData_Get()->profiling;
+    const uint32_t numExpTimes = state.rawToDistOut[0].numExpTimes;
+    EXPECT_NE(matrices->phaseAfterSLC[0], 0.0F);
+    EXPECT_NE(*std::max_element(histogram, histogram + kHistogramBins), 0U);
+    EXPECT_EQ(init(), 0);
+    EXPECT_EQ(std::memcmp(matrices.get(), &state.matrices[0], sizeof *matrices), 0);
+    EXPECT_EQ(std::memcmp(histogram, state.histograms[0], sizeof histogram), 0);
+    EXPECT_EQ(std::memcmp(&profiling, &QorData_Get()->profiling, sizeof profiling), 0);
+    EXPECT_EQ(state.rawToDistOut[0].numExpTimes, numExpTimes);
+    EXPECT_EQ(state.rawToDistOut[0].outputComplete, 1);
+}
+
+/** The remainder as the pipeline folds distances. */
+float remainder(float v, float range) {
+    const auto k = static_cast<float>(static_cast<int32_t>(v * (1.0F / range)));
+    float r = v - range * k;
+    if (r >= range) {
+        r -= range;
+    }
+    return r < 0.0F ? r + range : r;
+}
+
+// Four ranges before the remainder: the sum rounds, and so another number of them gives other bits.
+TEST_F(Interface, DistancesAreFoldedFromFourRangesOn) {
+    EXPECT_EQ(init(), 0);
+    customization_.enableStraylightCorrection = 1;  // the corrected phase stays to be seen
+    customization_.maximumRawSymmetry = 1e6F;
+    testing_support::Random random(11);
+    SCOPED_TRACE(random.seedText());
+    group_.fillWithRandomBytes(random);
+    EXPECT_EQ(applyGroup(group_), 0) << errorString();
+    const float range = 149852320.0F / 60e6F;
+    const float metresPerRadian = range * 0.15915494F;
+    const QorMatrices& matrices = QorData_Get()->state.matrices[0];
+    int32_t valid = 0;
+    for (int32_t i = 0; i < kPixelCount; ++i) {
+        if ((result_->confidence[i] & 1) != 0) {
+            continue;
+        }
+        const float d = matrices.phaseAfterSLC[i] * metresPerRadian + range * 4.0F;
+        ASSERT_EQ(bitsOf(result_->distance[i]), bitsOf(remainder(d, range))) << i;
+        ++valid;
+    }
+    EXPECT_GT(valid, kPixelCount / 2);
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Stages that fail
+
+/** A way to make a stage fail, and the items of the stage and of the one before it. */
+struct FailingStage {
+    const char* name;
+    void (*breakIt)(QorStaticData& data, QorDistanceImageCustomization& customization);
+    ALProfilingItem QorDistanceImageProfiling::*item;
+    ALProfilingItem QorDistanceImageProfiling::*before;
+};
+
+void PrintTo(const FailingStage& stage, std::ostream* out) {
+    *out << stage.name;
+}
+
+class FailingStages : public Interface, public ::testing::WithParamInterface<FailingStage> {};
+
+TEST_P(FailingStages, EndTheCallBehindAReportOfTheDriver) {
+    EXPECT_EQ(init(), 0);
+    customization_.enableStraylightCorrection = 1;
+    customization_.enableNoiseEstimation = 1;
+    PhaseGroup ambient;
+    ambient[0].info.intensityMeasurement = 1;
+    EXPECT_EQ(apply(ambient[0]), 0);
+    for (size_t k = 0; k < 3; ++k) {
+        EXPECT_EQ(apply(group_[k]), 0) << errorString();
+    }
+    GetParam().breakIt(*QorData_Get(), customization_);
+    const QorDistanceImageProfiling before = QorData_Get()->profiling;
+    EXPECT_EQ(apply(group_[3]), 1);
+    const QorDistanceImageProfiling& after = QorData_Get()->profiling;
+    EXPECT_EQ(result_->outputInvalid, 1);
+    EXPECT_EQ((after.*GetParam().before).numCalls, (before.*GetParam().before).numCalls + 1);
+    EXPECT_EQ((after.*GetParam().item).numCalls, (before.*GetParam().item).numCalls);
+    EXPECT_EQ(after.camToWorld.numCalls, before.camToWorld.numCalls);
+    EXPECT_EQ(after.total.numCalls, before.total.numCalls);
+    EXPECT_EQ(QorData_Get()->state.frameCounter, 0U);
+    const ALErrorHistory& errors = QorData_Get()->debug.perFrameErrors;
+    ASSERT_GE(errors.numValidEntries, 2);
+    EXPECT_STRNE(errors.entries[0].file, "QorDistanceImageInt");
+    const ALErrorDescription& last = errors.entries[errors.numValidEntries - 1];
+    EXPECT_STREQ(last.file, "QorDistanceImageInt");
+    EXPECT_EQ(std::string(last.errorMsg).rfind("ERR@QorDistanceImageInt:", 0), 0U) << last.errorMsg;
+}
+
+using Items = QorDistanceImageProfiling;
+const FailingStage kFailingStages[] = {
+    {"Straylight",
+     [](QorStaticData& data, QorDistanceImageCustomization&) { data.calib.straylight.systemCalib = nullptr; },
+     &Items::straylight, &Items::wigglingBackward},
+    {"WigglingForward",
+     [](QorStaticData& data, QorDistanceImageCustomization&) {
+         data.calib.wiggling.referenceFunc = static_cast<WigglingCalibReferenceFunc>(3);
+     },
+     &Items::wigglingForward, &Items::straylight},
+    {"SuspectPixels",
+     [](QorStaticData& data, QorDistanceImageCustomization&) {
+         data.state.suspectPT.numBadPixel = 0x7FFFFFFF;
+     },
+     &Items::suspectPT, &Items::rawToDistRemaining},
+    {"MultiFreq",
+     [](QorStaticData& data, QorDistanceImageCustomization&) {
+         data.calib.multiFreq.frequencyMode = MultiFreq_FModeMax;
+     },
+     &Items::multiFreq, &Items::suspectPT},
+    {"AutoExposure",
+     [](QorStaticData&, QorDistanceImageCustomization& customization) {
+         customization.autoExpSet.applyAutoExposure = AutoExposureApplyMode_ROIExpansion;
+     },
+     &Items::autoExposure, &Items::distNoise},
+    {"ImageFilter",
+     [](QorStaticData& data, QorDistanceImageCustomization&) { data.param.imageFilter.numThreads = 11; },
+     &Items::imageFilter, &Items::autoExposure},
+    {"CamToWorld",
+     [](QorStaticData& data, QorDistanceImageCustomization&) {
+         data.state.camToWorld.calibVariants.width = 100;
+     },
+     &Items::camToWorld, &Items::imageFilter},
+};
+INSTANTIATE_TEST_SUITE_P(Interface, FailingStages, ::testing::ValuesIn(kFailingStages),
+                         [](const auto& stage) { return stage.param.name; });
+
+/** A calibration or parameter that the initialisation of a stage refuses. */
+struct RefusedStart {
+    const char* name;
+    const char* file;  ///< of the stage
+    void (*spoil)(QorDistanceImageIFCalib& calib);
+};
+
+void PrintTo(const RefusedStart& start, std::ostream* out) {
+    *out << start.name;
+}
+
+class RefusedStarts : public Interface, public ::testing::WithParamInterface<RefusedStart> {};
+
+TEST_P(RefusedStarts, LeaveApplyClosedBehindAReportOfTheDriver) {
+    EXPECT_EQ(init(), 0);
+    GetParam().spoil(*calib_);
+    distToCartesian_->unitVector[0] = 7.0F;
+    EXPECT_EQ(init(), 1);
+    const ALErrorHistory& errors = QorData_Get()->debug.errorHistory;
+    ASSERT_GE(errors.numValidEntries, 2);
+    EXPECT_STREQ(errors.entries[0].file, GetParam().file);
+    const ALErrorDescription& last = errors.entries[errors.numValidEntries - 1];
+    EXPECT_STREQ(last.file, "QorDistanceImageInt");
+    EXPECT_EQ(std::string(last.errorMsg).rfind("ERR@QorDistanceImageInt:", 0), 0U) << last.errorMsg;
+    EXPECT_EQ(distToCartesian_->unitVector[0], 7.0F);
+    EXPECT_EQ(apply(group_[0]), 1);
+}
+
+const RefusedStart kRefusedStarts[] = {
+    {"Wiggling", "Wiggling",
+     [](QorDistanceImageIFCalib& calib) { calib.imagerCalib.numberOfFrequencies = 5; }},
+    {"SuspectPixels", "SuspectPixelTreatme",
+     [](QorDistanceImageIFCalib& calib) { calib.imagerCalib.freqIndependent.numBadPixel = 0x7FFFFFFF; }},
+    {"AutoExposure", "AutoExposure",
+     [](QorDistanceImageIFCalib& calib) { calib.imagerCalib.freqIndependent.maxDiff = 200; }},
+    {"MultiFreq", "MultiFreq",
+     [](QorDistanceImageIFCalib& calib) { calib.imagerCalib.numberOfFrequencies = 0; }},
+    {"CamToWorld", "CamToWorldTamver",
+     [](QorDistanceImageIFCalib& calib) { calib.intrinsicCalibration.internalTransRot.transX = 0.4F; }},
+};
+INSTANTIATE_TEST_SUITE_P(Interface, RefusedStarts, ::testing::ValuesIn(kRefusedStarts),
+                         [](const auto& start) { return start.param.name; });
 
 }  // namespace
