@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <memory>
@@ -338,6 +339,23 @@ TEST_F(RawToDist, OtherNumbersOfExposuresFail) {
     }
 }
 
+TEST_F(RawToDist, TheNumberOfExposuresIsThatOfTheFourthImage) {
+    param_.numExposures = 3;
+    for (size_t k = 0; k < 3; ++k) {
+        EXPECT_EQ(apply(group_[k]), 0);
+    }
+    param_.numExposures = 1;
+    EXPECT_EQ(apply(group_[3]), 0);
+    EXPECT_EQ(output_.outputComplete, 1);
+}
+
+TEST_F(RawToDist, ANumberOfExposuresIsToldAfterWhatIsWrongWithTheGroup) {
+    param_.numExposures = 3;
+    group_[1].info.frameCounter = 9;
+    EXPECT_EQ(applyGroup(group_), 1);
+    EXPECT_EQ(firstError(), "Unexpected framecounter");
+}
+
 TEST_F(RawToDist, AnExposureTimeOfZeroGivesInfiniteAmplitudes) {
     group_.setExposure(0);
     group_.fill(3000, 2500, 1000, 1500);
@@ -385,6 +403,99 @@ TEST_F(RawToDist, DriftCompensationMovesXAndYInProportionToLightAndExposure) {
     const double y = 0.0 - size * std::sin(1.337);
     EXPECT_NEAR(amplitude_[0], std::sqrt(x * x + y * y) / 100.0, 1e-5);
     EXPECT_NEAR(distance_[0], std::atan2(y, x) + 6.283185307, 1e-5);
+}
+
+/** The drift's fit: counts per count of light and ratio of exposures, direction, frequency. */
+struct Drift {
+    double size;
+    double direction;
+    float frequency;
+};
+constexpr Drift kDrifts[kFrequencySlots] = {{0.0036295, 0.3512, 47987700.0F},
+                                            {0.00435, 0.538, 56926000.0F},
+                                            {0.00128, 1.337, 74932600.0F},
+                                            {0.000184, 3.109, 4869800.0F}};
+
+class DriftCompensation : public RawToDist {
+ protected:
+    DriftCompensation() {
+        for (size_t slot = 0; slot < kFrequencySlots; ++slot) {
+            calib_->frequencies[slot] = kDrifts[slot].frequency;
+        }
+        std::fill(intensity_.begin(), intensity_.end(), uint16_t{4000});
+        input_.compensateAmbientLightDrift = 1;
+        input_.intensity = intensity_.data();
+        input_.intensityExposure = 10;
+        group_.fill(2048, 2048, 2048, 2048);
+    }
+
+    int32_t applyAt(int32_t slot, float frequency) {
+        calib_->frequencies[slot] = frequency;
+        group_.setFrequency(slot);
+        return applyGroup(group_);
+    }
+
+    /** X and Y hold the drift alone, taken away: 4000 counts of light at a tenth of the light's exposure. */
+    void expectDrift(size_t pixel, const Drift& drift, double exposure) {
+        const double amplitude = (drift.size * 4000.0 / 10.0 * exposure + 0.001) / exposure;
+        EXPECT_NEAR(static_cast<double>(amplitude_[pixel]) / amplitude, 1.0, 1e-5) << pixel;
+        EXPECT_NEAR(distance_[pixel], drift.direction + 3.14159265, 1e-5) << pixel;
+    }
+};
+
+TEST_F(DriftCompensation, HasASizeAndADirectionForEachSlot) {
+    for (int32_t slot = 0; slot < kFrequencySlots; ++slot) {
+        SCOPED_TRACE(slot);
+        ASSERT_EQ(applyAt(slot, kDrifts[slot].frequency), 0) << firstError();
+        expectDrift(0, kDrifts[slot], 100.0);
+        expectDrift(kPixelCount - 1, kDrifts[slot], 100.0);
+    }
+}
+
+TEST_F(DriftCompensation, TakesTheExposureThatThePixelComesFrom) {
+    constexpr size_t kSaturated = 5000;
+    param_.numExposures = 2;
+    calib_->freqIndependent.maxDiff = 3000;
+    group_.setExposure(200);
+    second_.setExposure(1000);
+    for (int32_t slot = 0; slot < kFrequencySlots; ++slot) {
+        SCOPED_TRACE(slot);
+        group_.setFrequency(slot);
+        second_.setFrequency(slot);
+        second_.fill(2048, 2048, 2048, 2048);
+        second_.set(kSaturated, 3001, 2048, 2048, 2048);
+        ASSERT_EQ(applyGroup(group_), 0);
+        ASSERT_EQ(applyGroup(second_), 0) << firstError();
+        expectDrift(0, kDrifts[slot], 1000.0);
+        expectDrift(kSaturated, kDrifts[slot], 200.0);
+    }
+}
+
+TEST_F(DriftCompensation, AcceptsFrequenciesWithinOnePercent) {
+    for (int32_t slot = 0; slot < kFrequencySlots; ++slot) {
+        const float fitted = kDrifts[slot].frequency;
+        float lowest = fitted;
+        while (lowest / fitted >= 0.99F) {
+            lowest = lowest > 0.9901F * fitted ? lowest - 0.0001F * fitted : std::nextafter(lowest, 0.0F);
+        }
+        float highest = fitted;
+        while (highest / fitted <= 1.01F) {
+            highest = highest < 1.0099F * fitted ? highest + 0.0001F * fitted : std::nextafter(highest, 1e9F);
+        }
+        EXPECT_EQ(applyAt(slot, lowest), 1) << slot;
+        EXPECT_EQ(applyAt(slot, std::nextafter(lowest, fitted)), 0) << slot;
+        EXPECT_EQ(applyAt(slot, std::nextafter(highest, fitted)), 0) << slot;
+        EXPECT_EQ(applyAt(slot, highest), 1) << slot;
+    }
+}
+
+TEST_F(DriftCompensation, ARatioOfExactlyALimitIsAccepted) {
+    constexpr float kAtLower = 56356740.0F;
+    constexpr float kAtUpper = 57495260.0F;
+    static_assert(kAtLower / kDrifts[1].frequency == 0.99F);
+    static_assert(kAtUpper / kDrifts[1].frequency == 1.01F);
+    EXPECT_EQ(applyAt(1, kAtLower), 0) << firstError();
+    EXPECT_EQ(applyAt(1, kAtUpper), 0) << firstError();
 }
 
 TEST_F(RawToDist, TheCorrectionOfXAndYIsThatOfTheFrequency) {

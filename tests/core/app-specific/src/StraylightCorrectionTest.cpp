@@ -305,6 +305,28 @@ TEST_P(Straylight, AFactorOf0LeavesTheImagesEqual) {
     EXPECT_EQ(imag_.pixels, imag.pixels);
 }
 
+// -0 minus the 0 of positive light stays -0; minus the -0 of negative light it becomes 0.
+TEST_P(Straylight, AFactorOf0ChangesNoBitButMinusZeroUnderNegativeLight) {
+    systemCalib_->correctionFactor = 0.0F;
+    setRandomImages();
+    for (size_t i = 0; i < real_.pixels.size(); ++i) {
+        real_.pixels[i] = std::fabs(real_.pixels[i]) + 1.0F;
+        imag_.pixels[i] = -real_.pixels[i];
+    }
+    for (const size_t pixel : {size_t{3000}, size_t{20000}}) {
+        real_.pixels[pixel] = -0.0F;
+        real_.pixels[pixel + 1] = 0.0F;
+        imag_.pixels[pixel] = -0.0F;
+        imag_.pixels[pixel + 1] = 0.0F;
+    }
+    const Image real = real_;
+    Image imag = imag_;
+    ASSERT_EQ(apply(3), 0);
+    imag.pixels[3000] = 0.0F;
+    imag.pixels[20000] = 0.0F;
+    expectUnchanged(real, imag);
+}
+
 TEST_P(Straylight, APeakBelowTheCutOffIsRemovedAloneWithItsEquals) {
     ASSERT_EQ(init(), 0);
     // Two values of 0.5 below the cut-off of 0.66; the sum is 2.

@@ -249,6 +249,18 @@ TEST_F(Regions, ARectangleTurnsFromXToY) {
                                   "...##...", "........"}));
 }
 
+TEST_F(Regions, ARectangleOfNegativeAngleTurnsFromYToX) {
+    addRectangle({{4, 4}, 6, 2, static_cast<float>(-kPi / 2)});
+    addRectangle({{100, 80}, 90, 30, -0.00011F}, 1);
+    EXPECT_EQ(apply(), 0);
+    const ROIItem* const items = scratch_->regions.ROIs;
+    // (-3, -1) turned back by a quarter is (-1, 3).
+    EXPECT_NEAR(items[0].polygon.points2D[0].x, 3.0F, 1e-4F);
+    EXPECT_NEAR(items[0].polygon.points2D[0].y, 7.0F, 1e-4F);
+    EXPECT_LT(items[1].polygon.points2D[0].x, 55.0F);  // (-45, -15): x - 0.00011 * 15
+    EXPECT_GT(items[1].polygon.points2D[0].y, 65.0F);
+}
+
 TEST_F(Regions, ARectangleThatOverhangsTheImageIsFilledByWinding) {
     addRectangle({{1.9F, 4}, 4, 4, 0});  // its left side is at -0.1
     EXPECT_EQ(apply(), 0);
@@ -363,6 +375,18 @@ TEST_F(Regions, EdgesThatTouchCross) {
     EXPECT_EQ(ispolysimple(reversed(apart)), -2);
 }
 
+TEST_F(Regions, OneEndOfAnEdgeOnAnotherIsACrossing) {
+    // In each outline one pair of edges has a point in common, and it is the end named here.
+    const ROIPolygon startOfTheFirst = polygonOf({{3, 4}, {2, 1}, {0, 5}, {5, 5}, {1, 4}, {5, 4}});
+    const ROIPolygon endOfTheFirst = polygonOf({{3, 0}, {5, 5}, {1, 3}, {2, 4}, {0, 2}});
+    const ROIPolygon endOfTheSecond = polygonOf({{2, 0}, {2, 4}, {4, 2}, {3, 2}, {2, 1}});
+    const ROIPolygon startOfTheSecond = polygonOf({{3, 5}, {0, 1}, {5, 0}, {3, 2}, {4, 1}, {2, 1}});
+    EXPECT_EQ(ispolysimple(startOfTheFirst), 0);
+    EXPECT_EQ(ispolysimple(endOfTheFirst), 0);
+    EXPECT_EQ(ispolysimple(endOfTheSecond), 0);
+    EXPECT_EQ(ispolysimple(startOfTheSecond), 0);
+}
+
 TEST_F(Regions, EdgesOfADeterminantBelowTheSmallestCountAsParallel) {
     // The dent that touches the bottom, made small: the determinant is 36 times the square of the size.
     for (const auto& [size, shape] : {std::pair(0x1p-14F, 0), {0x1p-17F, 2}}) {  // 1.3e-7, 2.1e-9
@@ -399,6 +423,15 @@ TEST_F(Regions, TheWindingNumberCountsTurnsWithTheirSense) {
     EXPECT_EQ(polywind(polygonOf({}), {0, 0}), 0);
     // Twice around.
     EXPECT_EQ(polywind(polygonOf({{1, 1}, {5, 1}, {3, 5}, {1, 1}, {5, 1}, {3, 5}}), {3, 2}), 2);
+}
+
+TEST_F(Regions, OfTheEdgesThemselvesTheLeftAndTheUpperBelongToTheOutline) {
+    for (const auto& [outline, inside] : {std::pair(kSquare, 1), {reversed(kSquare), -1}}) {
+        EXPECT_EQ(polywind(outline, {1.0F, 2.5F}), inside);
+        EXPECT_EQ(polywind(outline, {4.0F, 2.5F}), 0);
+        EXPECT_EQ(polywind(outline, {2.5F, 1.0F}), inside);
+        EXPECT_EQ(polywind(outline, {2.5F, 4.0F}), 0);
+    }
 }
 
 TEST_F(Regions, AVertexAtThePointsHeightCountsOnce) {

@@ -751,6 +751,31 @@ TEST_F(AutoExposures, TheDifferenceToThePredictionIsReportedFromTheSecondFrameOn
     EXPECT_EQ(output->numExposures, 1);
 }
 
+TEST_F(AutoExposures, APredictionOfExactlyZeroCounts) {
+    clearHistograms();  // without pixels every score is 0
+    ASSERT_EQ(apply(), 0);
+    EXPECT_EQ(state->score_predicted, 0.0F);
+    measure(sceneOf(0.2, 1.0));
+    ASSERT_EQ(apply(), 0);
+    EXPECT_GT(output->score_measured, 0.0F);
+    EXPECT_EQ(output->score_diff, output->score_measured);
+}
+
+// All pixels lie below 2047, half of them just below: the quantile is 2047, the limit the present time
+// itself.
+TEST_F(AutoExposures, APresentTimeOfExactlyTheLimitMayStay) {
+    measureLevel(600, kPixelCount / 2);
+    histogram(0)[2046] = kPixelCount / 2;
+    setTimes(800);
+    param->hysteresis = 0.5F;
+    ASSERT_EQ(apply(), 0);
+    expectProposal(900, 0);  // the nearest candidate, though 600 scores more
+    histogram(0)[2046] = 0;
+    histogram(0)[2047] = kPixelCount / 2;
+    ASSERT_EQ(apply(), 0);
+    expectProposal(600, 0);  // the limit is 799.6
+}
+
 // --- Following a scene ---
 
 TEST_F(AutoExposures, FollowsASceneFromBrightToDarkAndBackWithinFiveFrames) {

@@ -438,6 +438,17 @@ TEST_F(SpatialFilters, ZeroImageBorderZeroesTheOutermostLinesAndColumns) {
     }
 }
 
+TEST_F(SpatialFilters, ABorderOfHalfTheHeightOrWidthZeroesAll) {
+    for (const auto& [columns, rows] : {std::pair{12, 8}, {8, 9}, {8, 8}}) {
+        const int32_t pixels = columns * rows;
+        std::fill(distance.begin(), distance.end(), kUntouched);
+        ASSERT_EQ(zeroImageBorder(distance.data(), columns, rows, 4), 0) << columns << " x " << rows;
+        EXPECT_EQ(std::count(distance.begin(), distance.begin() + pixels, 0.0F), pixels);
+        EXPECT_EQ(std::count(distance.begin() + pixels, distance.end(), kUntouched),
+                  kColumns * kRows - pixels);
+    }
+}
+
 TEST_F(SpatialFilters, ZeroImageBorderRefusesWhatDoesNotFit) {
     EXPECT_EQ(zeroImageBorder(nullptr, kColumns, kRows, 1), 1);
     EXPECT_EQ(zeroImageBorder(distance.data(), kColumns, kRows, 5), 1);  // 10 lines of 9
