@@ -167,6 +167,62 @@ TEST_F(PacketHelpers, ClearedCacheLeavesPlansAndInterpretersToTheirHolders) {
     EXPECT_NE(PacketInterpreter<int>(m_packet, kChannel, "R.a").get(), reader.get());
 }
 
+TEST_F(PacketHelpers, ClearedCacheForgetsPlans) {
+    const TypeRef type = sentType();
+    const AssignerRef before = cachedAssigner(type, "R.a", type, "R.a", false);
+    PacketCacheClear();
+    EXPECT_NE(cachedAssigner(type, "R.a", type, "R.a", false).get(), before.get());
+}
+
+/// A type that tells when it ends.
+class WatchedType : public StructType {
+ public:
+    explicit WatchedType(int& alive)
+        : StructType("W", {}, 0, 4, EndianLittle, {number("a", TypeSigned, 4, 0)}), m_alive(alive) {
+        ++m_alive;
+    }
+    ~WatchedType() override { --m_alive; }
+
+ private:
+    int& m_alive;
+};
+
+/// Plans are found by the address of their types: as long as a plan is kept, no other type may have it.
+TEST_F(PacketHelpers, KeptPlanKeepsItsTypes) {
+    int alive = 0;
+    cachedAssigner(TypeRef(new WatchedType(alive)), "W", TypeRef(new WatchedType(alive)), "W", false);
+    EXPECT_EQ(alive, 2);
+    PacketCacheClear();
+    EXPECT_EQ(alive, 0);
+}
+
+TEST_F(PacketHelpers, TypesMayOutnumberWhatTheCachesKeep) {
+    // 200 types of 4000 nodes; each plan holds two of them.
+    test::Payload payload;
+    payload.root("R", 16);
+    for (unsigned int i = 0; i < 4000; ++i) {
+        payload.member("a", 0, 4, 1);
+    }
+    std::string definition = test::plainDefinition(payload.end().bytes());
+    for (int i = 0; i < 200; ++i) {
+        definition[7] = static_cast<char>(i);
+        Local local;
+        const Packet packet{chunk(definition, m_data, kChannel)};
+        EXPECT_GE(PacketAssign(packet, kChannel, getLocal, "R", &local, sizeof(local), "L", false), 4);
+        EXPECT_EQ(local.a, -7) << i;
+    }
+}
+
+/// What alone exceeds the limit is used and not kept.
+TEST_F(PacketHelpers, DefinitionLargerThanAllThatIsKeptIsParsedEachTime) {
+    const std::string payload = test::Payload().endianess(200).member("v", 0, 4, 1).bytes();
+    const std::string large = test::definition0100(payload) + std::string(kMaxCacheBytes, '\0');
+    const TypeRef first = cached(large);
+    EXPECT_EQ(first->name, "v");
+    EXPECT_NE(cached(large).get(), first.get());
+    EXPECT_EQ(cached(sentDefinition()).get(), cached(sentDefinition()).get());
+}
+
 TEST_F(PacketHelpers, BadDefinitionIsTriedAgainEachTime) {
     const std::string bad = test::plainDefinition("zzz");
     for (int i = 0; i < 2; ++i) {

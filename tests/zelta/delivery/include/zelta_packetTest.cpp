@@ -484,4 +484,53 @@ TEST(PacketSizeInFile, BeyondTheLargestIntIsMinusOne) {
     EXPECT_EQ(packet_size(file.get()), -1);
 }
 
+/// A file that can be read and skipped, but not gone back in.
+class ForwardFile {
+ public:
+    explicit ForwardFile(std::string text) : m_text(std::move(text)) {
+        cookie_io_functions_t functions{};
+        functions.read = [](void* self, char* bytes, std::size_t size) {
+            return static_cast<ForwardFile*>(self)->read(bytes, size);
+        };
+        functions.seek = [](void* self, off64_t* position, int origin) {
+            return static_cast<ForwardFile*>(self)->seek(*position, origin);
+        };
+        m_file = fopencookie(this, "r", functions);
+        std::setvbuf(m_file, nullptr, _IONBF, 0);
+    }
+    ForwardFile(const ForwardFile&) = delete;
+    ForwardFile& operator=(const ForwardFile&) = delete;
+    ~ForwardFile() { std::fclose(m_file); }
+
+    FILE* get() const { return m_file; }
+
+ private:
+    ssize_t read(char* bytes, std::size_t size) {
+        const std::size_t taken = m_text.copy(bytes, size, static_cast<std::size_t>(m_position));
+        m_position += static_cast<off64_t>(taken);
+        return static_cast<ssize_t>(taken);
+    }
+
+    int seek(off64_t& position, int origin) {
+        const off64_t wanted = origin == SEEK_CUR ? m_position + position : position;
+        if (origin == SEEK_END || wanted < m_position) {
+            return -1;
+        }
+        m_position = wanted;
+        position = wanted;
+        return 0;
+    }
+
+    std::string m_text;
+    off64_t m_position = 0;
+    FILE* m_file;
+};
+
+TEST(PacketSizeInFile, ThatCannotBeGoneBackInIsMinusOne) {
+    const ForwardFile packet(goldenPacket());
+    EXPECT_EQ(packet_size(packet.get()), -1);
+    const ForwardFile empty(std::string(4, '\0'));
+    EXPECT_EQ(packet_size(empty.get()), -1);
+}
+
 }  // namespace

@@ -160,6 +160,23 @@ TEST(CopyType, BeginsAtTheOffsetGiven) {
         "s[3,]@100 size 6 order 0 kind 3 {c[]@100 size 2 order 0 kind 1} {d[]@102 size 4 order 0 kind 2}");
 }
 
+/// A record of the other byte order, with a struct in it.
+TypeRef bigEndianRecord() {
+    return record("R", 8, 0,
+                  {number("a", TypeSigned, 4, 0, {}, EndianBig),
+                   record("s", 4, 4, {number("b", TypeSigned, 4, 4, {}, EndianBig)}, {}, EndianBig)},
+                  {}, EndianBig);
+}
+
+TEST(CopyType, KeepsTheByteOrderOfStructsAndNumbers) {
+    EXPECT_EQ(test::textOf(rec_CopyType(bigEndianRecord(), 0)), test::textOf(bigEndianRecord()));
+}
+
+TEST(Crop, KeepsTheByteOrderOfStructsAndNumbers) {
+    EXPECT_EQ(test::textOf(cropDatadefinition(bigEndianRecord(), {"R.s.b"})),
+              "R[]@0 size 4 order 1 kind 3 {s[]@0 size 4 order 1 kind 3 {b[]@0 size 4 order 1 kind 0}}");
+}
+
 TEST(Crop, KeepsOnlyTheNodesNamedAndPacksThem) {
     EXPECT_EQ(test::textOf(cropDatadefinition(padded(), {"R.s.d", "R.e"})),
               "R[]@0 size 13 order 0 kind 3 {s[3,]@0 size 4 order 0 kind 3 {d[]@0 size 4 order 0 kind 2}} "
