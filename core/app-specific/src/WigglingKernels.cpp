@@ -36,7 +36,7 @@ template <class DF, class V = hn::Vec<DF>>
 HWY_INLINE void storePosition(DF df, V position, int32_t lastIndex, Positions& positions, size_t i) {
     const hn::RebindToSigned<DF> di;
     const V whole = hn::Trunc(al::SelectMax(position, hn::Zero(df)));  // 0 for NaN
-    const V bounded = hn::Min(whole, hn::Set(df, static_cast<float32_t>(lastIndex)));
+    const V bounded = al::MinOfNumbers(whole, hn::Set(df, static_cast<float32_t>(lastIndex)));
     hn::Store(al::WholeToInt32(df, bounded), di, positions.index + i);
     hn::Store(hn::Sub(position, whole), df, positions.fraction + i);
 }

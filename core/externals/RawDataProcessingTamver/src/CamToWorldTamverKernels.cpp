@@ -81,16 +81,17 @@ HWY_INLINE hn::Vec<hn::RebindToUnsigned<DF>> clippedBits(DF df, const ClippingCu
 
 /**
  * True only if no point lies outside of the cuboid. The comparison with the cube spares those with the six
- * faces, and most cuboids are far larger than what a camera sees. NEON pays more for the branch than for the
- * comparisons.
+ * faces, and most cuboids are far larger than what a camera sees. A NaN in one coordinate is not in the cube,
+ * whatever the others are: they may lie outside. NEON pays more for the branch than for the comparisons.
  */
 template <class DF, class V = hn::Vec<DF>>
 HWY_INLINE bool allInCube(DF df, const Clipping& clipping, V x, V y, V z) {
     if constexpr (HWY_ARCH_X86 == 0) {
         return false;
     }
-    const V farthest = hn::Max(hn::Max(hn::Abs(x), hn::Abs(y)), hn::Abs(z));
-    return hn::AllTrue(df, hn::Le(farthest, hn::Set(df, clipping.halfCube)));
+    const V half = hn::Set(df, clipping.halfCube);
+    const auto inPlane = hn::And(hn::Le(hn::Abs(x), half), hn::Le(hn::Abs(y), half));
+    return hn::AllTrue(df, hn::And(inPlane, hn::Le(hn::Abs(z), half)));
 }
 
 template <class DF>

@@ -265,7 +265,7 @@ HWY_INLINE void findIntervals(DF df, float32_t step, const float32_t* a, const f
     for (int32_t i = 0; i < count; i = nextVector(i, lanesOf(df), count)) {
         const V delta = hn::Abs(hn::Sub(hn::LoadU(df, a + i), hn::LoadU(df, b + i)));
         const V quotient = al::SelectMax(al::Divide(df, delta, hn::Set(df, step)), zero);  // 0 for NaN
-        const V interval = hn::Trunc(hn::Min(quotient, last));
+        const V interval = hn::Trunc(al::MinOfNumbers(quotient, last));
         hn::StoreU(delta, df, differences.delta + i);
         hn::StoreU(al::WholeToInt32(df, interval), di, differences.interval + i);
     }

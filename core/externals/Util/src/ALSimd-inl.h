@@ -25,24 +25,44 @@ inline constexpr float kSmallestNormal = 1.17549435e-38F;  ///< 2^-126
 inline constexpr float kTwoTo126 = 8.507059173023461e37F;
 inline constexpr float kTwoTo31 = 2147483648.0F;
 
-/** a > b ? a : b. The instruction of x86 is just that; that of ARM treats NaN in another way. */
+// Which operand a vector maximum or minimum gives for NaN differs between targets. So there are two of each
+// here, and kernels use no other on floats: a selection, where a NaN can come, and the bare instruction for
+// numbers.
+
+// The instructions of x86 select; those of ARM do not, and neither do Highway's stand-ins for a vector.
+#define QOR_MAX_IS_SELECTION (HWY_ARCH_X86 && HWY_TARGET != HWY_EMU128 && HWY_TARGET != HWY_SCALAR)
+
+/** a > b ? a : b, so b where either is NaN. */
 template <class V>
 HWY_INLINE V SelectMax(V a, V b) {
-#if HWY_ARCH_X86
+#if QOR_MAX_IS_SELECTION
     return hn::Max(a, b);
 #else
     return hn::IfThenElse(hn::Gt(a, b), a, b);
 #endif
 }
 
-/** a < b ? a : b. */
+/** a < b ? a : b, so b where either is NaN. */
 template <class V>
 HWY_INLINE V SelectMin(V a, V b) {
-#if HWY_ARCH_X86
+#if QOR_MAX_IS_SELECTION
     return hn::Min(a, b);
 #else
     return hn::IfThenElse(hn::Lt(a, b), a, b);
 #endif
+}
+#undef QOR_MAX_IS_SELECTION
+
+/** The larger of two numbers. Where one is NaN, either; where both are, NaN. */
+template <class V>
+HWY_INLINE V MaxOfNumbers(V a, V b) {
+    return hn::Max(a, b);
+}
+
+/** The smaller of two numbers. Where one is NaN, either; where both are, NaN. */
+template <class V>
+HWY_INLINE V MinOfNumbers(V a, V b) {
+    return hn::Min(a, b);
 }
 
 /** a / b, correctly rounded. The vector unit of ARMv7 has no division, so the lanes go through the scalar one
@@ -71,7 +91,7 @@ HWY_INLINE V TruncateThroughInt32(D d, V v) {
     return hn::ConvertTo(d, hn::ConvertTo(hn::RebindToSigned<D>(), v));  // the instruction saturates
 #else
     const V ordered = hn::IfThenElseZero(hn::Eq(v, v), v);
-    const V clamped = hn::Min(hn::Max(ordered, hn::Set(d, -kTwoTo31)), hn::Set(d, kTwoTo31));
+    const V clamped = MinOfNumbers(MaxOfNumbers(ordered, hn::Set(d, -kTwoTo31)), hn::Set(d, kTwoTo31));
     return hn::Add(hn::Trunc(clamped), hn::Zero(d));  // the sum turns -0 into 0
 #endif
 }
@@ -83,7 +103,7 @@ HWY_INLINE V FloorThroughInt32(D d, V v) {
     const V truncated = TruncateThroughInt32(d, v);
     return hn::Sub(truncated, hn::IfThenElseZero(hn::Gt(truncated, v), hn::Set(d, 1.0F)));
 #else
-    const V clamped = hn::Min(hn::Max(hn::Floor(v), hn::Set(d, -kTwoTo31)), hn::Set(d, kTwoTo31));
+    const V clamped = MinOfNumbers(MaxOfNumbers(hn::Floor(v), hn::Set(d, -kTwoTo31)), hn::Set(d, kTwoTo31));
     return hn::Add(clamped, hn::Zero(d));  // the sum turns -0 into 0
 #endif
 }
@@ -234,8 +254,9 @@ HWY_INLINE V neonSin_f32(D d, V x) {
     // Folding takes the smaller of an angle and its mirror image; each of them is exact where it is taken.
     // The second half of the period is negative.
     const V sign = hn::And(hn::Sub(pi, angle), hn::SignBit(d));
-    V r = hn::Min(angle, hn::Sub(hn::Set(d, 6.2831855F), angle));
-    r = hn::Min(r, hn::Sub(pi, r));
+    // Of a NaN both are NaN.
+    V r = MinOfNumbers(angle, hn::Sub(hn::Set(d, 6.2831855F), angle));
+    r = MinOfNumbers(r, hn::Sub(pi, r));
     const V q = hn::Mul(r, r);
     V series = hn::Sub(one, hn::Mul(q, hn::Set(d, 0.013888889F)));                 // 1 / 72
     series = hn::Sub(one, hn::Mul(hn::Mul(q, hn::Set(d, 0.023809524F)), series));  // 1 / 42

@@ -183,6 +183,34 @@ TEST_P(ComputePoints, EqualsTheRuleWhereverTheCuboidLies) {
     }
 }
 
+TEST_P(ComputePoints, ANaNInOneCoordinateDoesNotHideThatAnotherLiesOutside) {
+    const ClippingCuboid cuboid = {-2.0F, 2.0F, -2.0F, 2.0F, -2.0F, 2.0F};
+    constexpr int32_t kCount = 64;
+    for (size_t undefined = 0; undefined < 3; ++undefined) {
+        for (size_t beyond = 0; beyond < 3; ++beyond) {
+            if (beyond == undefined) {
+                continue;
+            }
+            Images images(kCount);
+            for (size_t pixel = 0; pixel < kCount; ++pixel) {
+                images.rays[3 * pixel + undefined] = kNaN;
+                images.rays[3 * pixel + beyond] = 3.0F;
+            }
+            Images alone = images;
+            for (size_t pixel = 0; pixel < kCount; ++pixel) {
+                alone.rays[3 * pixel + beyond] = 0.0F;
+            }
+            CamToWorld_ComputePoints(images.pixels(), {}, cuboid, kCount);
+            CamToWorld_ComputePoints(alone.pixels(), {}, cuboid, kCount);
+            for (size_t pixel = 0; pixel < kCount; ++pixel) {
+                // NaN is neither below nor above a face, so it marks nothing itself.
+                EXPECT_EQ(images.conf[pixel], 0x0411) << undefined << beyond << pixel;
+                EXPECT_EQ(alone.conf[pixel], 0x0010) << undefined << beyond << pixel;
+            }
+        }
+    }
+}
+
 TEST_P(ComputePoints, EqualsTheRuleForAnyFloats) {
     Random random(54);
     SCOPED_TRACE(random.seedText());

@@ -34,6 +34,12 @@ HWY_INLINE void overAll(const float* x, const float* y, float* out, size_t count
     }
 }
 
+void SelectMax(const float* a, const float* b, float* out, size_t count) {
+    overAll(a, b, out, count, [](auto, auto va, auto vb) HWY_ATTR { return al::SelectMax(va, vb); });
+}
+void SelectMin(const float* a, const float* b, float* out, size_t count) {
+    overAll(a, b, out, count, [](auto, auto va, auto vb) HWY_ATTR { return al::SelectMin(va, vb); });
+}
 void TruncateThroughInt32(const float* x, float* out, size_t count) {
     overAll(x, x, out, count, [](auto d, auto v, auto) HWY_ATTR { return al::TruncateThroughInt32(d, v); });
 }
@@ -75,6 +81,8 @@ HWY_AFTER_NAMESPACE();
 namespace probe {
 namespace {
 
+HWY_EXPORT(SelectMax);
+HWY_EXPORT(SelectMin);
 HWY_EXPORT(TruncateThroughInt32);
 HWY_EXPORT(FloorThroughInt32);
 HWY_EXPORT(ReciprocalEstimate);
@@ -87,6 +95,12 @@ HWY_EXPORT(ModN);
 
 }  // namespace
 
+void selectMax(const float* a, const float* b, float* out, size_t count) {
+    HWY_DYNAMIC_DISPATCH(SelectMax)(a, b, out, count);
+}
+void selectMin(const float* a, const float* b, float* out, size_t count) {
+    HWY_DYNAMIC_DISPATCH(SelectMin)(a, b, out, count);
+}
 void truncateThroughInt32(const float* x, float* out, size_t count) {
     HWY_DYNAMIC_DISPATCH(TruncateThroughInt32)(x, out, count);
 }

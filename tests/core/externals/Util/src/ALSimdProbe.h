@@ -10,6 +10,8 @@ namespace probe {
 
 /** out[i] = f(x[i]) or f(x[i], y[i]) for any count; values behind the last whole vector are handled as well.
  */
+void selectMax(const float* a, const float* b, float* out, size_t count);
+void selectMin(const float* a, const float* b, float* out, size_t count);
 void truncateThroughInt32(const float* x, float* out, size_t count);
 void floorThroughInt32(const float* x, float* out, size_t count);
 void reciprocalEstimate(const float* x, float* out, size_t count);

@@ -69,6 +69,19 @@ std::vector<float> allMantissaSteps() {
     return values;
 }
 
+TEST_P(AlSimd, SelectionsGiveTheSecondOperandWhereEitherIsNaN) {
+    constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+    const std::vector<float> a = {kNaN, 1.0F, kNaN, 1.0F, 2.0F, 0.0F, -0.0F};
+    const std::vector<float> b = {1.0F, kNaN, kNaN, 2.0F, 1.0F, -0.0F, 0.0F};
+    const std::vector<float> larger = {1.0F, kNaN, kNaN, 2.0F, 2.0F, -0.0F, 0.0F};
+    const std::vector<float> smaller = {1.0F, kNaN, kNaN, 1.0F, 1.0F, -0.0F, 0.0F};
+    std::vector<float> results(a.size());
+    probe::selectMax(a.data(), b.data(), results.data(), a.size());
+    EXPECT_TRUE(sameFloats(results.data(), larger.data(), results.size()));
+    probe::selectMin(a.data(), b.data(), results.data(), a.size());
+    EXPECT_TRUE(sameFloats(results.data(), smaller.data(), results.size()));
+}
+
 TEST_P(AlSimd, TruncationSaturatesAndGivesZeroForNaN) {
     const float infinity = std::numeric_limits<float>::infinity();
     const std::vector<float> inputs = {
