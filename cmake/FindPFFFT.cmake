@@ -1,20 +1,15 @@
-# PFFFT: header pffft.h and the static library pffft. An installed one comes first, then the one that scripts/setup unpacks
-# into build/dependencies. Makes pffft_object(), as the pipeline needs the library with other roads to memory.
+# An installed PFFFT: header pffft.h and the static library pffft. Makes pffft_object(), as the pipeline needs the library
+# with other roads to memory.
 #
 #   PFFFT_INCLUDE_DIR   folder of pffft.h
 #   PFFFT_LIBRARY       libpffft.a; a shared library does not serve
-get_filename_component(_pffft_dependencies ${CMAKE_CURRENT_LIST_DIR}/../build/dependencies ABSOLUTE)
 find_path(PFFFT_INCLUDE_DIR pffft.h)
 find_library(PFFFT_LIBRARY NAMES libpffft.a)
-if(NOT CMAKE_CROSSCOMPILING)
-    find_path(PFFFT_INCLUDE_DIR pffft.h PATHS ${_pffft_dependencies}/include NO_DEFAULT_PATH)
-    find_library(PFFFT_LIBRARY NAMES libpffft.a PATHS ${_pffft_dependencies}/lib NO_DEFAULT_PATH)
-endif()
 mark_as_advanced(PFFFT_INCLUDE_DIR PFFFT_LIBRARY)
 
 include(FindPackageHandleStandardArgs)
 find_package_handle_standard_args(PFFFT REQUIRED_VARS PFFFT_LIBRARY PFFFT_INCLUDE_DIR
-    REASON_FAILURE_MESSAGE "scripts/setup fetches it (for the cross builds: scripts/setup --arm)")
+    REASON_FAILURE_MESSAGE "without QOR_INSTALLED_PFFFT it is compiled from source")
 
 # pffft_object(OUTPUT PREFIX name EXPORTS functions...): the whole library as one object file OUTPUT that
 # - asks PREFIXmalloc and PREFIXfree for memory instead of the C library, and

@@ -4,6 +4,7 @@
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_VISIBILITY_PRESET hidden)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
@@ -21,11 +22,34 @@ elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64)$")
     # The kernels are written for vectors of a size known at compile time: NEON.
     add_compile_definitions("HWY_DISABLED_TARGETS=(HWY_SVE|HWY_SVE2|HWY_SVE_256|HWY_SVE2_128)")
 endif()
-add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wcast-qual -Wdouble-promotion
-                    -Wfloat-conversion -Wimplicit-fallthrough)
+# C has its own warnings; those of C++ mean nothing to it.
+add_compile_options("$<$<COMPILE_LANGUAGE:CXX>:-Wall;-Wextra;-Wpedantic;-Wshadow;-Wnon-virtual-dtor;-Wcast-qual;\
+-Wdouble-promotion;-Wfloat-conversion;-Wimplicit-fallthrough>")
 if(QOR_WARNINGS_AS_ERRORS)
     add_compile_options(-Werror)
 endif()
+
+# What is tested is what ships: the library is compiled at -O3 for the tests as well (its rooms add these options), and
+# objects of the presets `dev` and `release` differ in debug information alone.
+set(QOR_LIBRARY_OPTIONS)
+if(NOT QOR_SANITIZE)
+    set(QOR_LIBRARY_OPTIONS $<$<NOT:$<CONFIG:Debug>>:-O3>)
+endif()
+
+# g++ 12 vectorises a loop that subtracts and adds products in turn with a fused instruction, in spite of
+# -ffp-contract=off. It needs a target with such instructions, which the kernels alone are compiled for, and they are
+# vectorised by hand. scripts/check-fusion looks for what is fused in any object.
+set(QOR_KERNEL_OPTIONS)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    set(QOR_KERNEL_OPTIONS -fno-tree-loop-vectorize -fno-tree-slp-vectorize)
+endif()
+
+# qor_set_kernel_options(target): gives the sources called *Kernels.cpp their options.
+function(qor_set_kernel_options target)
+    get_target_property(sources ${target} SOURCES)
+    list(FILTER sources INCLUDE REGEX "Kernels\\.cpp$")
+    set_property(SOURCE ${sources} APPEND PROPERTY COMPILE_OPTIONS ${QOR_KERNEL_OPTIONS})
+endfunction()
 
 if(QOR_SANITIZE)
     add_compile_options(-fsanitize=${QOR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)

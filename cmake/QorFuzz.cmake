@@ -4,7 +4,7 @@
 # A libFuzzer program and its test: the seeds first, then RUNS inputs of at most MAX_LENGTH bytes, then what an earlier
 # run has found. What a run finds stands in found/PROGRAM of the build folder.
 if(NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
-    message(FATAL_ERROR "The fuzz targets need Clang: configure with -DCMAKE_CXX_COMPILER=clang++")
+    message(FATAL_ERROR "The fuzz targets need Clang: configure with -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++")
 endif()
 
 function(qor_add_fuzz_target)

@@ -14,8 +14,9 @@ namespace {
 
 constexpr float kTwoPi = 6.2831855F;
 
-/** A wall that leans away, seen at one frequency: mean level, modulation and a little noise. */
-void takeImage(const QorRawdataPhaseInfo& info, int phaseOfGroup, QorRawPhaseData& raw) {
+/** A wall that leans away, seen at one frequency: mean level, modulation and noise of up to `noiseLevel`. */
+void takeImage(const QorRawdataPhaseInfo& info, int phaseOfGroup, unsigned int noiseLevel,
+               QorRawPhaseData& raw) {
     std::minstd_rand noise(static_cast<unsigned int>(info.sequenceCounter) + 1U);
     std::generate_n(raw.phaseData, kRawRowBytes, [&noise] { return static_cast<std::uint8_t>(noise()); });
     const float exposure = static_cast<float>(info.exposureTime) / 1000.0F;
@@ -26,7 +27,8 @@ void takeImage(const QorRawdataPhaseInfo& info, int phaseOfGroup, QorRawPhaseDat
         const float shift =
             kTwoPi * (cycles * (0.2F + 0.6F * column) + 0.25F * static_cast<float>(phaseOfGroup));
         const float level = 1500.0F + exposure * (400.0F + 900.0F * row) * std::cos(shift);
-        const float sample = level + static_cast<float>(noise() % 9U) - 4.0F;
+        const float sample =
+            level + static_cast<float>(noise() % (2U * noiseLevel + 1U)) - static_cast<float>(noiseLevel);
         return static_cast<int>(std::clamp(sample, 0.0F, 4095.0F));
     });
 }
@@ -159,7 +161,7 @@ void Camera::nextImage() {
 OwnedChunk Camera::rawChunk() const {
     QorRawPhaseData raw;
     const int image = input.phaseInfo.sequenceCounter - (intensityImage ? 1 : 0);
-    takeImage(input.phaseInfo, image, raw);
+    takeImage(input.phaseInfo, image, noiseLevel, raw);
     return m_rawLayout.chunk(kRawDataChannel, &raw);
 }
 

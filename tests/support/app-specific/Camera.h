@@ -76,6 +76,7 @@ class Camera {
     QorDICIAuxiliaryParam auxiliary;
     QorDistanceImageIFInput input = plainInput();
     bool intensityImage = false;  ///< each frame begins with one
+    unsigned int noiseLevel = 4;  ///< how far samples lie at most from the scene's
 
  private:
     Layout m_calibrationLayout;

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <cstring>
+#include <new>
 
 #include "ALErrorHandling.h"
 #include "ALfftKernels.h"
@@ -105,14 +106,14 @@ class Parts {
 
 int32_t setUpTransforms(FFT2DSetupStruct& setup, int32_t width, int32_t height, Parts& parts) noexcept {
     const struct {
-        PFFFT_Setup** result;
+        PointerAhead<PFFFT_Setup>& result;
         int32_t length;
         pffft_transform_t transform;
         int32_t line;
     } transforms[] = {
-        {&setup.fftx, width, PFFFT_REAL, kLineSetupRows},
-        {&setup.fftyc, height, PFFFT_COMPLEX, kLineSetupColumnPairs},
-        {&setup.fftyr, height, PFFFT_REAL, kLineSetupRealColumns},
+        {setup.fftx, width, PFFFT_REAL, kLineSetupRows},
+        {setup.fftyc, height, PFFFT_COMPLEX, kLineSetupColumnPairs},
+        {setup.fftyr, height, PFFFT_REAL, kLineSetupRealColumns},
     };
     uint64_t needed = 0;
     for (const auto& t : transforms) {
@@ -123,9 +124,11 @@ int32_t setUpTransforms(FFT2DSetupStruct& setup, int32_t width, int32_t height, 
     }
     for (const auto& t : transforms) {
         const auto size = static_cast<uint32_t>(pffft_buffersize(t.length, t.transform));
-        if (pffft_new_setup(t.result, t.length, t.transform, parts.take(size), size) != 0) {
+        PFFFT_Setup* built = nullptr;
+        if (pffft_new_setup(&built, t.length, t.transform, parts.take(size), size) != 0) {
             return fail(t.line);
         }
+        t.result = built;
     }
     return 0;
 }
@@ -136,23 +139,26 @@ int32_t setUpImages(FFT2DSetupStruct& setup, int32_t width, int32_t height, Part
     if (!parts.align()) {
         return fail(kLineNoAlignedStart);
     }
-    setup.linebuf = parts.takeFloats(std::max(w, 2 * h));
-    if (setup.linebuf == nullptr) {
+    float32_t* const line = parts.takeFloats(std::max(w, 2 * h));
+    if (line == nullptr) {
         return fail(kLineNoRoomForLine);
     }
-    setup.tempimg = parts.takeFloats(w * h);
-    if (setup.tempimg == nullptr) {
+    setup.linebuf = line;
+    float32_t* const first = parts.takeFloats(w * h);
+    if (first == nullptr) {
         return fail(kLineNoRoomForImage);
     }
-    setup.tempimg2 = parts.takeFloats(w * h);
-    return setup.tempimg2 == nullptr ? fail(kLineNoRoomForSecondImage) : 0;
+    setup.tempimg = first;
+    float32_t* const second = parts.takeFloats(w * h);
+    if (second == nullptr) {
+        return fail(kLineNoRoomForSecondImage);
+    }
+    setup.tempimg2 = second;
+    return 0;
 }
 
-/** The record of a handle, which may stand at any address. */
-FFT2DSetupStruct setupOf(const void* handle) noexcept {
-    FFT2DSetupStruct setup;
-    std::memcpy(&setup, handle, sizeof setup);
-    return setup;
+const FFT2DSetupStruct& setupOf(const void* handle) noexcept {
+    return *static_cast<const FFT2DSetupStruct*>(handle);
 }
 
 bool isOfSize(const FFT2DSetupStruct& setup, uint32_t width, uint32_t height) noexcept {
@@ -221,15 +227,14 @@ int32_t setup_fft2(void** handle, int32_t out_width, int32_t out_height, uint8_t
         return reportFailure(kSourceFile);
     }
     Parts parts(buffer, bufferSize);
-    FFT2DSetupStruct setup = {};
-    if (parts.take(sizeof setup) == nullptr) {
+    if (parts.take(sizeof(FFT2DSetupStruct)) == nullptr) {
         return fail(kLineNoRoomForSetups);
     }
+    FFT2DSetupStruct& setup = *new (buffer) FFT2DSetupStruct;
     if (setUpTransforms(setup, out_width, out_height, parts) != 0 ||
         setUpImages(setup, out_width, out_height, parts) != 0) {
         return 1;
     }
-    std::memcpy(buffer, &setup, sizeof setup);
     *handle = buffer;
     return 0;
 }
@@ -239,7 +244,7 @@ int32_t alfft_fft2_r2c(const float32_t* in_img, uint32_t in_width, uint32_t in_h
     if (in_img == nullptr || fft_img == nullptr || handle == nullptr) {
         return reportFailure(kSourceFile);
     }
-    const FFT2DSetupStruct setup = setupOf(handle);
+    const FFT2DSetupStruct& setup = setupOf(handle);
     if (!isOfSize(setup, out_width, out_height)) {
         return reportFailure(kSourceFile);
     }
@@ -263,7 +268,7 @@ int32_t alfft_ifft2_r2c(const float32_t* fft_img, uint32_t in_width, uint32_t in
     if (fft_img == nullptr || out_img == nullptr || handle == nullptr) {
         return reportFailure(kSourceFile);
     }
-    const FFT2DSetupStruct setup = setupOf(handle);
+    const FFT2DSetupStruct& setup = setupOf(handle);
     if (!isOfSize(setup, in_width, in_height)) {
         return reportFailure(kSourceFile);
     }

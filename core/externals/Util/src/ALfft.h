@@ -13,19 +13,52 @@
 // read may serve many.
 #pragma once
 
+#include <cstdint>
+#include <cstring>
+
 #include "ALTypes.h"
 
 struct PFFFT_Setup;
 
+/**
+ * A pointer to what follows it in the same buffer, kept as the distance in bytes: the bytes of the buffer are
+ * the same wherever it lies. At home at any alignment, not to be copied elsewhere. A distance of 0 is null.
+ */
+template <class T>
+class PointerAhead {
+ public:
+    PointerAhead() noexcept = default;
+    PointerAhead(const PointerAhead&) = delete;
+    PointerAhead& operator=(const PointerAhead&) = delete;
+
+    PointerAhead& operator=(T* target) noexcept {
+        const auto distance = static_cast<uint32_t>(reinterpret_cast<uintptr_t>(target) - address());
+        std::memcpy(distance_, &distance, sizeof distance_);
+        return *this;
+    }
+
+    operator T*() const noexcept {
+        uint32_t distance = 0;
+        std::memcpy(&distance, distance_, sizeof distance);
+        return distance == 0 ? nullptr : reinterpret_cast<T*>(address() + distance);
+    }
+
+ private:
+    uintptr_t address() const noexcept { return reinterpret_cast<uintptr_t>(this); }
+
+    uint8_t distance_[sizeof(uint32_t)] = {};
+};
+
 /** What a handle points to: the start of the buffer that setup_fft2 was given. */
 struct FFT2DSetupStruct {
-    PFFFT_Setup* fftx;    ///< real, out_width: rows
-    PFFFT_Setup* fftyc;   ///< complex, out_height: column pairs
-    PFFFT_Setup* fftyr;   ///< real, out_height: the two real columns
-    float32_t* linebuf;   ///< one line, 16-byte aligned, max(out_width, 2 * out_height) floats
-    float32_t* tempimg;   ///< out_width * out_height floats
-    float32_t* tempimg2;  ///< the same again
+    PointerAhead<PFFFT_Setup> fftx;    ///< real, out_width: rows
+    PointerAhead<PFFFT_Setup> fftyc;   ///< complex, out_height: column pairs
+    PointerAhead<PFFFT_Setup> fftyr;   ///< real, out_height: the two real columns
+    PointerAhead<float32_t> linebuf;   ///< one line, 16-byte aligned, max(out_width, 2 * out_height) floats
+    PointerAhead<float32_t> tempimg;   ///< out_width * out_height floats
+    PointerAhead<float32_t> tempimg2;  ///< the same again
 };
+static_assert(sizeof(FFT2DSetupStruct) == 24 && alignof(FFT2DSetupStruct) == 1);
 
 /**
  * Prepares transforms of `out_width` x `out_height` values, both legal lengths (alfft_next_fftsize), in

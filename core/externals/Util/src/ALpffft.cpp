@@ -19,11 +19,20 @@ constexpr int32_t kLineRealLength = 1270;
 constexpr int32_t kLineComplexLength = 1271;
 constexpr int32_t kLineBelowTables = 1284;
 
-// A setup's header: eighteen integers (the length comes first) and three pointers. The engine asks for it
-// first, and then for its tables and room to align them.
-constexpr size_t kHeaderBytes = 18 * sizeof(int32_t) + 3 * sizeof(void*);
+// A setup in its buffer: the header, and the tables at the next multiple of 64. The pointers of the engine's
+// record are kept as bytes from the header, so a setup holds no address, and its bytes are the same in every
+// process.
+struct Header {
+    int32_t numbers[18];  ///< the length first
+    uint32_t data;
+    uint32_t e;
+    uint32_t twiddle;
+};
+constexpr size_t kHeaderBytes = sizeof(Header);
 constexpr size_t kTableAlignment = 64;
 constexpr int64_t kBytesBesideTables = 148;
+static_assert(kHeaderBytes + kTableAlignment <= kBytesBesideTables, "they fit however the buffer is aligned");
+static_assert(sizeof(Header::numbers) == sizeof(alpffft::Setup::numbers));
 constexpr int32_t kMaxFactors = 13;  ///< as many as the header has room for
 
 int64_t tableBytes(int length, pffft_transform_t transform) noexcept {
@@ -46,63 +55,89 @@ bool isLegal(int length, int multipleOf) noexcept {
     return length > 0 && length % multipleOf == 0 && isFactored(length);
 }
 
-/**
- * The buffer of the setup that is being built, with the place of either request. The tables start at a
- * multiple of 64, behind a pointer that the engine leaves there. The header goes behind them where it fits,
- * else before them: with 148 bytes beside the tables one of both fits, however the buffer is aligned.
- */
-struct Arena {
-    Arena(unsigned char* buffer, int64_t tables) noexcept {
-        const auto begin = reinterpret_cast<uintptr_t>(buffer);
-        const uintptr_t first = alignUp(begin + sizeof(void*), kTableAlignment);
-        const uintptr_t behind = first + static_cast<uintptr_t>(tables);
-        const uintptr_t end = begin + static_cast<uintptr_t>(tables + kBytesBesideTables);
-        if (end - behind >= kHeaderBytes) {
-            header = buffer + (behind - begin);
-            table = buffer + (first - begin);
-        } else {
-            const uintptr_t front = alignUp(begin, alignof(void*));
-            header = buffer + (front - begin);
-            table = buffer + (alignUp(front + kHeaderBytes + sizeof(void*), kTableAlignment) - begin);
-        }
-        tableRequest = static_cast<size_t>(tables) + kTableAlignment;
-    }
-
-    static uintptr_t alignUp(uintptr_t address, uintptr_t alignment) noexcept {
-        return (address + alignment - 1) & ~(alignment - 1);
-    }
+/** What the engine gets for the setup that is being built: a record, and the place of its tables. */
+class Arena {
+ public:
+    Arena(unsigned char* buffer, int64_t tables) noexcept
+        : begin_(buffer), table_(buffer + tableOffset(buffer)), tables_(static_cast<size_t>(tables)) {}
 
     /** What the engine's next request for memory gets. */
     void* serve(size_t size) noexcept {
-        ++requests;
-        if (requests == 1 && size <= kHeaderBytes) {
-            return header;
+        ++requests_;
+        if (requests_ == 1 && size == sizeof setup_) {
+            return &setup_;
         }
         // The engine goes on to the next multiple of 64 from here.
-        return requests == 2 && size <= tableRequest
-                   ? reinterpret_cast<void*>(reinterpret_cast<uintptr_t>(table) - kTableAlignment)
+        return requests_ == 2 && size <= tables_ + kTableAlignment
+                   ? reinterpret_cast<void*>(reinterpret_cast<uintptr_t>(table_) - kTableAlignment)
                    : nullptr;
     }
 
-    unsigned char* header;
-    unsigned char* table;
-    size_t tableRequest;
-    int requests = 0;
+    /** Leaves the header in the buffer, once the engine has made this setup. */
+    bool keep(const alpffft::Setup* setup, int length) const noexcept {
+        if (setup != &setup_ || setup->numbers[0] != length) {
+            return false;
+        }
+        Header header = {};
+        if (!place(setup->data, header.data) || !place(setup->e, header.e) ||
+            !place(setup->twiddle, header.twiddle)) {
+            return false;
+        }
+        std::memcpy(header.numbers, setup->numbers, sizeof header.numbers);
+        std::memset(begin_, 0, static_cast<size_t>(table_ - begin_));  // the engine left an address there
+        std::memcpy(begin_, &header, sizeof header);
+        return true;
+    }
+
+ private:
+    static size_t tableOffset(const unsigned char* buffer) noexcept {
+        const auto begin = reinterpret_cast<uintptr_t>(buffer);
+        const uintptr_t table = (begin + kHeaderBytes + kTableAlignment - 1) & ~(kTableAlignment - 1);
+        return table - begin;
+    }
+
+    /** The place of an address within the tables. */
+    bool place(const void* address, uint32_t& fromHeader) const noexcept {
+        const auto begin = reinterpret_cast<uintptr_t>(table_);
+        const auto at = reinterpret_cast<uintptr_t>(address);
+        fromHeader = static_cast<uint32_t>(at - reinterpret_cast<uintptr_t>(begin_));
+        return begin <= at && at <= begin + tables_;
+    }
+
+    unsigned char* begin_;
+    unsigned char* table_;
+    size_t tables_;
+    alpffft::Setup setup_ = {};
+    int requests_ = 0;
 };
+
+/** The engine's record of a setup in a buffer. */
+alpffft::Setup engineSetup(PFFFT_Setup* setup) noexcept {
+    Header header;
+    std::memcpy(&header, setup, sizeof header);
+    auto* const begin = reinterpret_cast<unsigned char*>(setup);
+    alpffft::Setup engine;
+    std::memcpy(engine.numbers, header.numbers, sizeof engine.numbers);
+    engine.data = begin + header.data;
+    engine.e = reinterpret_cast<float32_t*>(begin + header.e);
+    engine.twiddle = reinterpret_cast<float32_t*>(begin + header.twiddle);
+    return engine;
+}
 
 // The engine's requests carry no context, so one setup is built at a time. (A variable of the thread would be
 // memory that a dynamically loaded library allocates.)
 constinit std::atomic_flag g_building = ATOMIC_FLAG_INIT;
 constinit Arena* g_arena = nullptr;
 
-void* buildIn(Arena& arena, int length, pffft_transform_t transform) noexcept {
+/** Has the engine make a setup, and keeps it in the arena's buffer. */
+bool buildIn(Arena& arena, int length, pffft_transform_t transform) noexcept {
     while (g_building.test_and_set(std::memory_order_acquire)) {
     }
     g_arena = &arena;
-    void* const setup = alpffft::newSetup(length, transform == PFFFT_COMPLEX);
+    const alpffft::Setup* const setup = alpffft::newSetup(length, transform == PFFFT_COMPLEX);
     g_arena = nullptr;
     g_building.clear(std::memory_order_release);
-    return setup;
+    return arena.keep(setup, length);
 }
 
 bool isAligned(const void* address) noexcept {
@@ -150,11 +185,10 @@ int pffft_new_setup(PFFFT_Setup** res, int N, pffft_transform_t transform, unsig
         return reportFailure(kSourceFile, nullptr, kLineBelowTables);
     }
     Arena arena(buffer, tables);
-    auto* const setup = static_cast<PFFFT_Setup*>(buildIn(arena, N, transform));
-    if (setup == nullptr || pffft_setup_length(setup) != N) {
+    if (!buildIn(arena, N, transform)) {
         return reportFailure(kSourceFile);
     }
-    *res = setup;
+    *res = reinterpret_cast<PFFFT_Setup*>(buffer);
     return 0;
 }
 
@@ -172,7 +206,8 @@ int pffft_transform_ordered(PFFFT_Setup* setup, const float* input, float* outpu
     if (!isAligned(input) || !isAligned(output)) {
         return reportFailure(kSourceFile);
     }
-    alpffft::transformOrdered(setup, input, output, direction == PFFFT_BACKWARD);
+    alpffft::Setup engine = engineSetup(setup);
+    alpffft::transformOrdered(engine, input, output, direction == PFFFT_BACKWARD);
     return 0;
 }
 

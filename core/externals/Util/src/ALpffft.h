@@ -4,10 +4,11 @@
 // 2^a 3^b 5^c. Nothing here allocates: a setup lives in a buffer that the caller keeps, and a transform takes
 // its scratch from the stack, 4 N bytes for a real and 8 N for a complex length N.
 //
-// A setup is only read by its transforms, so several threads may share one.
+// A setup is only read by its transforms, so several threads may share one. It holds no address: its bytes
+// depend on the length, the transform and the alignment of its buffer alone.
 #pragma once
 
-/** Tables of one length and type, opaque. */
+/** Tables of one length and type, opaque: the start of the buffer that they are in. */
 struct PFFFT_Setup;
 
 enum pffft_direction_t {
@@ -44,5 +45,5 @@ int pffft_setup_length(const PFFFT_Setup* setup) noexcept;
 int pffft_transform_ordered(PFFFT_Setup* setup, const float* input, float* output, float* work,
                             pffft_direction_t direction) noexcept;
 
-/** Floats of the engine's vectors: 4, or 1 where the installed engine was built without vectors. */
+/** Floats of the engine's vectors: 4, or 1 where an installed engine was built without vectors. */
 int pffft_simd_size() noexcept;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ALpffftEngine.h"
 
-// The object's functions carry a prefix; the header's declarations are to carry it, too.
+// The engine's functions carry a prefix; the header's declarations are to carry it, too.
 #define pffft_new_setup alpffft_pffft_new_setup
 #define pffft_transform_ordered alpffft_pffft_transform_ordered
 #define pffft_simd_size alpffft_pffft_simd_size
@@ -9,12 +9,12 @@
 
 namespace alpffft {
 
-void* newSetup(int length, bool isComplex) noexcept {
-    return pffft_new_setup(length, isComplex ? PFFFT_COMPLEX : PFFFT_REAL);
+Setup* newSetup(int length, bool isComplex) noexcept {
+    return reinterpret_cast<Setup*>(pffft_new_setup(length, isComplex ? PFFFT_COMPLEX : PFFFT_REAL));
 }
 
-void transformOrdered(void* setup, const float* input, float* output, bool isBackward) noexcept {
-    pffft_transform_ordered(static_cast<PFFFT_Setup*>(setup), input, output, nullptr,
+void transformOrdered(Setup& setup, const float* input, float* output, bool isBackward) noexcept {
+    pffft_transform_ordered(reinterpret_cast<PFFFT_Setup*>(&setup), input, output, nullptr,
                             isBackward ? PFFFT_BACKWARD : PFFFT_FORWARD);
 }
 

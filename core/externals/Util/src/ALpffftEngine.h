@@ -1,17 +1,27 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The installed PFFFT, as it is, under names that clash with nothing.
+// The engine PFFFT, as it is, under names that clash with nothing.
 //
-// The build takes the library as one object whose requests for memory go to alpffft_malloc instead of the C
-// library's malloc (cmake/FindPFFFT.cmake). ALpffft defines it.
+// The build takes it with its requests for memory going to alpffft_malloc instead of the C library's malloc
+// (cmake/QorFftEngine.cmake). ALpffft defines it.
 #pragma once
+
+#include "ALTypes.h"
 
 namespace alpffft {
 
-/** A setup of a legal length. Asks for memory twice: for its header, then for its tables. */
-void* newSetup(int length, bool isComplex) noexcept;
+/** The engine's record of a setup. Its pointers lead into one table of sines and cosines. */
+struct Setup {
+    int32_t numbers[18];  ///< the length first
+    void* data;           ///< the table
+    float32_t* e;
+    float32_t* twiddle;
+};
 
-void transformOrdered(void* setup, const float* input, float* output, bool isBackward) noexcept;
+/** A setup of a legal length. Asks for memory twice: for its record, then for its table. */
+Setup* newSetup(int length, bool isComplex) noexcept;
+
+void transformOrdered(Setup& setup, const float* input, float* output, bool isBackward) noexcept;
 
 int vectorWidth() noexcept;
 

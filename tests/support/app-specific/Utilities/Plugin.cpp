@@ -125,11 +125,9 @@ std::vector<OwnedChunk> withoutClocks(const Bytes& packet) {
         const auto* const description = static_cast<const std::uint8_t*>(chunk.description);
         chunks.push_back(
             {chunk.channelID, Bytes(description, description + chunk.descSize),
-             describedBytes(chunk,
-                            {"QorDistanceImageProfiling", "QorDistanceImageState.total_frame_profiling",
-                             "QorDistanceImageDebug.monotonicTimestamp", "QorDistanceImageDebug.systemTime",
-                             // The set-ups of the FFT hold addresses of the process.
-                             "QorDistanceImageState.slcState.fftBuffer"})});
+             describedBytes(
+                 chunk, {"QorDistanceImageProfiling", "QorDistanceImageState.total_frame_profiling",
+                         "QorDistanceImageDebug.monotonicTimestamp", "QorDistanceImageDebug.systemTime"})});
     }
     return chunks;
 }

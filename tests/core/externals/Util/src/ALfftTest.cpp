@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <numeric>
 #include <vector>
 
 #include "ALfftKernels.h"
@@ -157,20 +158,54 @@ TEST(SetupFft2, TheLineOf64By64Holds128Floats) {
     Buffer buffer(100000);
     void* handle = nullptr;
     ASSERT_EQ(setup_fft2(&handle, 64, 64, buffer.data(), buffer.size()), 0);
-    FFT2DSetupStruct setup;
-    std::memcpy(&setup, handle, sizeof setup);
+    const auto& setup = *static_cast<const FFT2DSetupStruct*>(handle);
     EXPECT_EQ(setup.tempimg - setup.linebuf, 128);
     EXPECT_EQ(setup.tempimg2 - setup.tempimg, 64 * 64);
-    EXPECT_EQ(reinterpret_cast<uintptr_t>(setup.linebuf) % 16, 0U);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(static_cast<float*>(setup.linebuf)) % 16, 0U);
 }
 
 TEST(SetupFft2, TheLineHoldsTheLargerOfARowAndAColumnPair) {
     Buffer buffer(1000000);
     void* handle = nullptr;
     ASSERT_EQ(setup_fft2(&handle, 160, 32, buffer.data(), buffer.size()), 0);
-    FFT2DSetupStruct setup;
-    std::memcpy(&setup, handle, sizeof setup);
+    const auto& setup = *static_cast<const FFT2DSetupStruct*>(handle);
     EXPECT_EQ(setup.tempimg - setup.linebuf, 160);
+}
+
+TEST(SetupFft2, TheBytesOfAHandleAreTheSameWhereverItsBufferLies) {
+    Random random(9);
+    SCOPED_TRACE(random.seedText());
+    const std::vector<float> image = randomImage(random, 64 * 64);
+    Buffer spectrum(64 * 64 * sizeof(float));
+    Buffer buffers[] = {Buffer(100000), Buffer(100000)};
+    for (Buffer& buffer : buffers) {
+        void* handle = nullptr;
+        ASSERT_EQ(setup_fft2(&handle, 64, 64, buffer.data(), buffer.size()), 0);
+        ASSERT_EQ(
+            alfft_fft2_r2c(image.data(), 64, 64, reinterpret_cast<float*>(spectrum.data()), 64, 64, handle),
+            0);
+    }
+    EXPECT_EQ(std::memcmp(buffers[0].data(), buffers[1].data(), buffers[0].size()), 0);
+}
+
+TEST(SetupFft2, AHandleWorksAtAnyAlignment) {
+    Random random(10);
+    SCOPED_TRACE(random.seedText());
+    const std::vector<float> image = randomImage(random, 64 * 32);
+    std::vector<float> expected;
+    for (size_t offset = 0; offset < 64; ++offset) {
+        Buffer buffer(100000, offset);
+        Buffer spectrum(64 * 32 * sizeof(float));
+        auto* const floats = reinterpret_cast<float*>(spectrum.data());
+        void* handle = nullptr;
+        ASSERT_EQ(setup_fft2(&handle, 64, 32, buffer.data(), buffer.size()), 0);
+        ASSERT_EQ(alfft_fft2_r2c(image.data(), 64, 32, floats, 64, 32, handle), 0);
+        const std::vector<float> result(floats, floats + 64 * 32);
+        if (offset == 0) {
+            expected = result;
+        }
+        EXPECT_TRUE(sameFloats(result.data(), expected.data(), result.size())) << offset;
+    }
 }
 
 /** Offset of a buffer whose setups of 64 x 64 end at a 16-byte boundary. */
@@ -610,17 +645,65 @@ TEST_P(FftKernels, ScatteringColumnsMovesAndScalesEveryValue) {
 TEST_P(FftKernels, TheProductOfSpectraFollowsItsRule) {
     Random random(13);
     SCOPED_TRACE(random.seedText());
-    for (const auto& [width, height] : {std::pair<size_t, size_t>{32, 32}, {64, 64}, {96, 160}}) {
+    for (int sizeAndRound = 0; sizeAndRound < 6; ++sizeAndRound) {
+        constexpr std::pair<size_t, size_t> kSizes[] = {{32, 32}, {64, 64}, {96, 160}};
+        const auto [width, height] = kSizes[sizeAndRound / 2];
+        const int round = sizeAndRound % 2;
         std::vector<float> a(width * height);
         std::vector<float> b(width * height);
         for (size_t i = 0; i < a.size(); ++i) {
-            a[i] = random.anyFloat();
-            b[i] = random.anyFloat();
+            // Any values, and then values of like size, where each rounding shows.
+            a[i] = round == 0 ? random.anyFloat() : random.real(-1.0F, 1.0F);
+            b[i] = round == 0 ? random.anyFloat() : random.real(-1.0F, 1.0F);
         }
         const std::vector<float> expected = rule::productOfSpectra(a, b, width, height);
         ALfft_MultiplySpectra(a.data(), b.data(), static_cast<uint32_t>(width),
                               static_cast<uint32_t>(height));
         EXPECT_TRUE(sameFloats(a.data(), expected.data(), expected.size()));
+    }
+}
+
+/** The hash FNV-1a. */
+uint64_t hashOf(const void* data, size_t size) {
+    const auto* const bytes = static_cast<const uint8_t*>(data);
+    return std::accumulate(
+        bytes, bytes + size, uint64_t{0xCBF29CE484222325},
+        [](uint64_t hash, uint8_t byte) { return (hash ^ byte) * uint64_t{0x100000001B3}; });
+}
+
+TEST_P(FftKernels, AConvolutionAndItsMemoryHaveTheSameBitsOnEveryMachine) {
+    // Recorded on x86-64 and equal on AArch64 and ARMv7. An engine with other vectors, or with a
+    // multiplication and an addition fused, gives other values.
+    const struct {
+        int32_t width;
+        int32_t height;
+        uint64_t result;
+        uint64_t memory;
+    } cases[] = {
+        {64, 64, 0x8F1133F99DEB1FEC, 0xCAAD87BCF2F80829},
+        {96, 160, 0xD8D1603D023FC286, 0xECF4C81AC2BDC42E},
+        {480, 384, 0x4532FE56989EE4D6, 0x9954A1F9997FF469},
+    };
+    for (const auto& c : cases) {
+        const auto width = static_cast<uint32_t>(c.width);
+        const auto height = static_cast<uint32_t>(c.height);
+        const size_t count = size_t{width} * height;
+        std::vector<float> image(count);
+        for (size_t i = 0; i < count; ++i) {
+            image[i] = static_cast<float>(i * 7919 % 1013) / 512.0F - 1.0F;
+        }
+        Buffer buffer(8 * count + 100000);
+        Buffer spectrumMemory(count * sizeof(float));
+        auto* const spectrum = reinterpret_cast<float*>(spectrumMemory.data());
+        std::vector<float> result(count);
+        void* handle = nullptr;
+        ASSERT_EQ(setup_fft2(&handle, c.width, c.height, buffer.data(), buffer.size()), 0);
+        ASSERT_EQ(alfft_fft2_r2c(image.data(), width, height, spectrum, width, height, handle), 0);
+        ASSERT_EQ(alfft_fft2_circ_convolve(image.data(), width, height, spectrum, width, height,
+                                           result.data(), width, height, handle),
+                  0);
+        EXPECT_EQ(hashOf(result.data(), count * sizeof(float)), c.result) << width << " x " << height;
+        EXPECT_EQ(hashOf(buffer.data(), buffer.size()), c.memory) << width << " x " << height;
     }
 }
 
