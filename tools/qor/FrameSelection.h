@@ -4,6 +4,7 @@
 
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <limits>
 #include <optional>
@@ -18,6 +19,12 @@ struct FrameSelection {
 
     bool contains(std::size_t frame) const {
         return frame >= from && frame < end && (frame - from) % step == 0;
+    }
+
+    // How many of the first `frames` frames are meant.
+    std::size_t countOf(std::size_t frames) const {
+        const std::size_t last = std::min(end, frames);
+        return last <= from ? 0 : (last - from - 1) / step + 1;
     }
 
     // Whether there is a frame from which on none is meant.

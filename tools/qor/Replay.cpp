@@ -3,6 +3,7 @@
 #include "qor/Replay.h"
 
 #include <algorithm>
+#include <iterator>
 #include <optional>
 #include <span>
 #include <utility>
@@ -136,12 +137,13 @@ class Replay {
     }
 
     void takeResult(const recording::RecordedPacket& packet, bool failed) {
-        const std::vector<std::uint8_t> bytes = plugin_.result(settings_.shortForm);
+        const std::vector<std::uint8_t> bytes = plugin_.result(settings_.channels.isInShortForm());
         if (bytes.empty() || !isSelected()) {
             return;
         }
-        writer_.write(bytes);
         const zelta::Packet result = resultPacket(bytes);
+        ++counts_.results;
+        keep(bytes, result);
         std::optional<ResultFrame> frame;
         try {
             const std::optional<std::string> error = errorIn(result);
@@ -156,6 +158,18 @@ class Replay {
             ++counts_.frames;
             listener_.frame(currentFrame().value_or(0), *frame, truth_ ? &*truth_ : nullptr,
                             simulation_ ? &*simulation_ : nullptr);
+        }
+    }
+
+    // Writes the selected channels of a result.
+    void keep(const std::vector<std::uint8_t>& bytes, const zelta::Packet& result) {
+        zelta::Packet kept;
+        std::copy_if(result.begin(), result.end(), std::back_inserter(kept),
+                     [this](const auto& chunk) { return settings_.channels.contains(chunk.channelID); });
+        if (kept.size() == result.size()) {
+            writer_.write(bytes);
+        } else if (!kept.empty()) {
+            writer_.write(recording::packetOf(kept));
         }
     }
 

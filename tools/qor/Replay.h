@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "plugin/Plugin.h"
+#include "qor/ChannelSelection.h"
 #include "qor/FrameSelection.h"
 #include "qor/Override.h"
 #include "qor/ResultFrame.h"
@@ -22,7 +23,7 @@ namespace qor {
 struct ReplaySettings {
     std::filesystem::path recording;
     std::filesystem::path results;  // the recording of the result packets
-    bool shortForm = false;
+    ChannelSelection channels;      // of a result that are written
     bool withCoordinates = false;
     FrameSelection frames;  // whose results are kept; numbers are those of the recording
     std::vector<Override> overrides;
@@ -33,7 +34,8 @@ struct ReplayCounts {
     std::size_t processed = 0;  // that the plug-in took
     std::size_t failed = 0;     // at which it failed
     std::size_t held = 0;       // held back, as their frame is incomplete
-    std::size_t written = 0;    // result packets
+    std::size_t results = 0;    // packets of results, of selected frames
+    std::size_t written = 0;    // those that hold a selected channel
     std::uint64_t writtenBytes = 0;
     std::size_t framesBegun = 0;         // in the packets read
     std::size_t uncalibratedImages = 0;  // raw images that came before any calibration

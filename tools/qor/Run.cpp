@@ -11,6 +11,7 @@
 
 #include "plugin/Plugin.h"
 #include "qor/Arguments.h"
+#include "qor/ChannelSelection.h"
 #include "qor/ExitCode.h"
 #include "qor/Interruption.h"
 #include "qor/Progress.h"
@@ -25,11 +26,15 @@ namespace {
 
 RunOutcome process(const RunOptions& options, const ReplaySettings& settings, RunProducts& products) {
     RunOutcome outcome;
+    outcome.expected = expectedOutput(settings);
     outcome.pluginPath = options.plugin.empty() ? plugin::defaultPlugin() : options.plugin;
     outcome.results = settings.results;
     plugin::Plugin algorithm(outcome.pluginPath);
     outcome.pluginName = algorithm.name();
     outcome.pluginVersion = algorithm.version();
+    if (!options.json && !options.quiet) {
+        printExpectation(options, outcome);
+    }
     listenForInterruption();
     Progress progress("qor run", options.quiet);
     ReplayListener listener;
@@ -97,7 +102,8 @@ void addRun(CLI::App& app, int& exitCode) {
         "run", "Feed a recording to the plug-in, write its results, compare them with the truth");
     addRunOptions(*command, *options);
     command->footer(
-        "Pictures are those of the first frame, or of all that --frames selects.\n"
+        channelList() +
+        "\nPictures are those of the first frame, or of all that --frames selects.\n"
         "\nExit codes: 0 good; 1 nothing written, no valid pixel, an incomplete frame, or\n"
         "            interrupted; 2 usage;\n"
         "            3 the plug-in failed, the recording is damaged, or a file could not be written\n");

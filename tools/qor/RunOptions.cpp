@@ -3,6 +3,7 @@
 #include "qor/RunOptions.h"
 
 #include "qor/Arguments.h"
+#include "qor/ChannelSelection.h"
 
 namespace qor {
 
@@ -24,7 +25,13 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->type_name("RECORD.MEMBER=VALUE");
-    command.add_flag("--pil", options.shortForm, "Ask for the short results, without the debug records");
+    command
+        .add_option("--channels", options.channels,
+                    "Also write these channels of the results, by name or number; all for every one")
+        ->delimiter(',')
+        ->allow_extra_args(false)
+        ->check(checkChannel)
+        ->type_name("CHANNEL,...");
     command
         .add_option("--frames", options.frames,
                     "Keep results and draw pictures of these frames, numbered from 0; B is not among them")
@@ -63,7 +70,7 @@ ReplaySettings replaySettings(const RunOptions& options) {
     ReplaySettings settings;
     settings.recording = options.recording;
     settings.results = options.folder / "result.zelta";
-    settings.shortForm = options.shortForm;
+    settings.channels = readChannels(options.channels).value();
     settings.withCoordinates = !options.clouds.empty();
     settings.frames = readFrameSelection(options.frames).value_or(FrameSelection{});
     for (const std::string& text : options.overrides) {

@@ -18,7 +18,7 @@ struct RunOptions {
     std::filesystem::path plugin;
     std::filesystem::path folder = "out/run";
     std::vector<std::string> overrides;
-    bool shortForm = false;
+    std::vector<std::string> channels;
     std::string frames;
     std::vector<std::string> clouds;
     std::string distanceRange;

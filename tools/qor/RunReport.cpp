@@ -4,13 +4,33 @@
 
 #include <fmt/format.h>
 
+#include <cstdio>
 #include <nlohmann/json.hpp>
 
 #include "qor/Arguments.h"
+#include "qor/ChannelSelection.h"
 #include "qor/Report.h"
 #include "simulation/Image.h"
 
 namespace qor {
+namespace {
+
+// Of a frame: four phases.
+constexpr double usualImages = 4.0;
+
+}  // namespace
+
+void printExpectation(const RunOptions& options, const RunOutcome& outcome) {
+    const std::string results = outcome.results.string();
+    if (outcome.expected) {
+        fmt::print("{}: {} to keep, about {} in {}\n", options.recording.string(),
+                   counted(outcome.expected->frames, "frame"), byteText(outcome.expected->bytes), results);
+    } else {
+        fmt::print("{}: about {} for each frame in {}\n", options.recording.string(),
+                   byteText(readChannels(options.channels).value().expectedBytes(1, usualImages)), results);
+    }
+    std::fflush(stdout);
+}
 
 void printRun(const RunOptions& options, const RunOutcome& outcome, const RunProducts& products) {
     const ReplayCounts& counts = outcome.counts;
@@ -53,29 +73,32 @@ nlohmann::ordered_json runJson(const RunOptions& options, const RunOutcome& outc
     for (const std::filesystem::path& path : products.files()) {
         files.push_back(path.string());
     }
-    nlohmann::ordered_json document{{"command", "run"},
-                                    {"version", QOR_VERSION},
-                                    {"recording", options.recording.string()},
-                                    {"plugin",
-                                     {{"path", outcome.pluginPath.string()},
-                                      {"name", outcome.pluginName},
-                                      {"version", outcome.pluginVersion}}},
-                                    {"packets",
-                                     {{"read", counts.read},
-                                      {"processed", counts.processed},
-                                      {"failed", counts.failed},
-                                      {"held", counts.held},
-                                      {"written", counts.written},
-                                      {"writtenBytes", counts.writtenBytes}}},
-                                    {"missingImages", counts.missingImages},
-                                    {"interrupted", counts.interrupted},
-                                    {"damage", counts.damage.empty() ? nlohmann::ordered_json(nullptr)
-                                                                     : nlohmann::ordered_json(counts.damage)},
-                                    {"troubles", outcome.troubles},
-                                    {"seconds", outcome.seconds},
-                                    {"finishedFrames", products.frames()},
-                                    {"pixels", products.frames() * simulation::pixelCount},
-                                    {"validShare", products.validShare()}};
+    nlohmann::ordered_json document{
+        {"command", "run"},
+        {"version", QOR_VERSION},
+        {"recording", options.recording.string()},
+        {"plugin",
+         {{"path", outcome.pluginPath.string()},
+          {"name", outcome.pluginName},
+          {"version", outcome.pluginVersion}}},
+        {"packets",
+         {{"read", counts.read},
+          {"processed", counts.processed},
+          {"failed", counts.failed},
+          {"held", counts.held},
+          {"written", counts.written},
+          {"writtenBytes", counts.writtenBytes}}},
+        {"expectedBytes", outcome.expected ? nlohmann::ordered_json(outcome.expected->bytes)
+                                           : nlohmann::ordered_json(nullptr)},
+        {"missingImages", counts.missingImages},
+        {"interrupted", counts.interrupted},
+        {"damage",
+         counts.damage.empty() ? nlohmann::ordered_json(nullptr) : nlohmann::ordered_json(counts.damage)},
+        {"troubles", outcome.troubles},
+        {"seconds", outcome.seconds},
+        {"finishedFrames", products.frames()},
+        {"pixels", products.frames() * simulation::pixelCount},
+        {"validShare", products.validShare()}};
     if (products.simulation()) {
         document["simulation"] = simulationJson(*products.simulation());
     }

@@ -6,9 +6,11 @@
 
 #include <filesystem>
 #include <nlohmann/json_fwd.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "qor/Expectation.h"
 #include "qor/Replay.h"
 #include "qor/RunOptions.h"
 #include "qor/RunProducts.h"
@@ -16,6 +18,7 @@
 namespace qor {
 
 struct RunOutcome {
+    std::optional<ExpectedOutput> expected;  // none if nobody knows the number of frames
     ReplayCounts counts;
     double seconds = 0.0;
     std::string pluginName;
@@ -24,6 +27,9 @@ struct RunOutcome {
     std::filesystem::path results;
     std::vector<std::string> troubles;
 };
+
+// Before the first frame: how large the result is going to be.
+void printExpectation(const RunOptions& options, const RunOutcome& outcome);
 
 void printRun(const RunOptions& options, const RunOutcome& outcome, const RunProducts& products);
 

@@ -65,7 +65,7 @@ int judgeRun(const RunOptions& options, const RunOutcome& outcome, const RunProd
     } else if (selectsNone(options, counts)) {
         find(ExitCode::Findings, fmt::format("--frames {} selects none of the {}.", options.frames,
                                              counted(counts.framesBegun, "frame")));
-    } else if (counts.written == 0) {
+    } else if (counts.results == 0) {
         find(ExitCode::Findings, "the plug-in gave no result; nothing was written.");
     } else if (products.frames() == 0) {
         find(ExitCode::Findings, "no frame was finished; there are no pictures.");

@@ -10,7 +10,12 @@ inline constexpr int rawImage = 3200;
 inline constexpr int input = 3208;
 inline constexpr int result = 3210;
 inline constexpr int calibration = 3212;
+inline constexpr int state = 3214;
+inline constexpr int pipelineInput = 3216;
+inline constexpr int pipelineOutput = 3218;
 inline constexpr int debug = 3220;
+inline constexpr int profiling = 3222;
+inline constexpr int calibrationError = 3224;
 inline constexpr int auxiliary = 3226;
 inline constexpr int customization = 3228;
 

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <map>
 #include <thread>
 
 #include "recording/CameraRecords.h"
@@ -63,6 +64,7 @@ class ReplayOfFake : public testing::Test {
         ReplaySettings result;
         result.recording = recording();
         result.results = folder_.path() / "out/result.zelta";
+        result.channels.add("all");
         return result;
     }
 
@@ -102,6 +104,18 @@ class ReplayOfFake : public testing::Test {
         while (reader.next() != nullptr) {
         }
         return reader.packetsRead();
+    }
+
+    // The number of chunks on each channel.
+    static std::map<int, std::size_t> channelsIn(const std::filesystem::path& path) {
+        std::map<int, std::size_t> chunks;
+        recording::RecordingReader reader(path);
+        while (const recording::RecordedPacket* packet = reader.next()) {
+            for (const zelta::ZeltaChunk& chunk : packet->chunks) {
+                ++chunks[chunk.channelID];
+            }
+        }
+        return chunks;
     }
 
     static constexpr std::uint16_t frames = 5;
@@ -157,11 +171,23 @@ TEST_F(ReplayOfFake, ThePluginMeetsTheBytesOfTheRecording) {
     }
 }
 
-TEST_F(ReplayOfFake, TheShortFormIsAskedForWithPil) {
-    ReplaySettings shortForm = settings();
-    shortForm.shortForm = true;
-    EXPECT_EQ(run(shortForm).written, frames);  // the fake's short form is the frames alone
-    EXPECT_EQ(log()[2], "getRequiredOutputSize 1");
+TEST_F(ReplayOfFake, TheResultsOfTheFramesAreWrittenAndNothingElse) {
+    ReplaySettings usual = settings();
+    usual.channels = {};
+    EXPECT_EQ(run(usual).written, frames);
+    EXPECT_EQ(log()[2], "getRequiredOutputSize 1") << "the long form is not needed";
+    EXPECT_EQ(channelsIn(usual.results), (std::map<int, std::size_t>{{3210, frames}}));
+}
+
+// The fake's long form holds 3208 and 3200 of each image, and what came with the calibration.
+TEST_F(ReplayOfFake, AChannelThatIsAskedForIsWrittenToo) {
+    ReplaySettings some = settings();
+    some.channels = readChannels({"raw"}).value();
+    const ReplayCounts counts = run(some);
+    EXPECT_EQ(log()[2], "getRequiredOutputSize 0");
+    EXPECT_EQ(channelsIn(some.results), (std::map<int, std::size_t>{{3210, frames}, {3200, 4 * frames}}));
+    EXPECT_EQ(counts.written, 4U * frames);
+    EXPECT_EQ(counts.results, allPackets);
 }
 
 TEST_F(ReplayOfFake, SelectedFramesAreKeptAndAllBeforeThemAreFed) {
