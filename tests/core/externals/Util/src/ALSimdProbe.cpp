@@ -34,6 +34,9 @@ HWY_INLINE void overAll(const float* x, const float* y, float* out, size_t count
     }
 }
 
+int64_t Target() {
+    return HWY_TARGET;
+}
 void SelectMax(const float* a, const float* b, float* out, size_t count) {
     overAll(a, b, out, count, [](auto, auto va, auto vb) HWY_ATTR { return al::SelectMax(va, vb); });
 }
@@ -81,6 +84,7 @@ HWY_AFTER_NAMESPACE();
 namespace probe {
 namespace {
 
+HWY_EXPORT(Target);
 HWY_EXPORT(SelectMax);
 HWY_EXPORT(SelectMin);
 HWY_EXPORT(TruncateThroughInt32);
@@ -95,6 +99,9 @@ HWY_EXPORT(ModN);
 
 }  // namespace
 
+int64_t target() {
+    return HWY_DYNAMIC_DISPATCH(Target)();
+}
 void selectMax(const float* a, const float* b, float* out, size_t count) {
     HWY_DYNAMIC_DISPATCH(SelectMax)(a, b, out, count);
 }

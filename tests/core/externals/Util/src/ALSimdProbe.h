@@ -5,8 +5,12 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 namespace probe {
+
+/** The vector target that is dispatched to. */
+int64_t target();
 
 /** out[i] = f(x[i]) or f(x[i], y[i]) for any count; values behind the last whole vector are handled as well.
  */

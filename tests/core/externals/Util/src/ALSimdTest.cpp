@@ -3,6 +3,7 @@
 // The shared vector arithmetic equals its plain statement bit for bit, on every target.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <limits>
@@ -68,6 +69,23 @@ std::vector<float> allMantissaSteps() {
     }
     return values;
 }
+
+TEST_P(AlSimd, EachTargetIsDispatchedTo) {
+    EXPECT_EQ(probe::target(), GetParam());
+}
+
+#if defined(__x86_64__)
+TEST(Targets, EveryVectorTargetOfThisMachineIsTested) {
+    const std::vector<int64_t> targets = testing_support::runnableTargets();
+    const auto isTested = [&targets](int64_t target) {
+        return std::find(targets.begin(), targets.end(), target) != targets.end();
+    };
+    EXPECT_TRUE(isTested(HWY_SSE4));
+    EXPECT_EQ(isTested(HWY_AVX2), __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma"));
+    EXPECT_EQ(isTested(HWY_AVX3), __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512bw") &&
+                                      __builtin_cpu_supports("avx512dq"));
+}
+#endif
 
 TEST_P(AlSimd, SelectionsGiveTheSecondOperandWhereEitherIsNaN) {
     constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
