@@ -9,24 +9,23 @@
 #include <type_traits>
 #include <vector>
 
+#include "ALLayout.h"
 #include "QorDICIRecords.h"
 #include "QorData.h"
 #include "zelta_parse.h"
 
 namespace {
 
-/** Kind of a number on the wire. Texts are signed bytes on every target, enumerations signed words. */
+/** Kind of a number on the wire. */
 template <class T>
-constexpr zelta::TypeIdentifier kindOf() {
-    if constexpr (std::is_floating_point_v<T>) {
-        return zelta::TypeFloat;
-    } else if constexpr (std::is_same_v<T, char>) {
-        return zelta::TypeSigned;
-    } else if constexpr (std::is_enum_v<T>) {
-        static_assert(sizeof(T) == 4 && std::is_signed_v<std::underlying_type_t<T>>);
-        return zelta::TypeSigned;
-    } else {
-        return std::is_signed_v<T> ? zelta::TypeSigned : zelta::TypeUnsigned;
+constexpr zelta::TypeIdentifier typeIdentifierOf() {
+    switch (layout::kindOf<T>()) {
+        case layout::Kind::Float:
+            return zelta::TypeFloat;
+        case layout::Kind::Unsigned:
+            return zelta::TypeUnsigned;
+        default:
+            return zelta::TypeSigned;
     }
 }
 
@@ -55,7 +54,7 @@ zelta::TypeRef nodeOf(std::string_view name, std::size_t offset) {
                                                     zelta::EndianLittle, membersOf<Element>(offset)));
     } else {
         return zelta::TypeRef(new zelta::ElementaryType(std::string(name), dimensions, position, size,
-                                                        zelta::EndianLittle, kindOf<Element>()));
+                                                        zelta::EndianLittle, typeIdentifierOf<Element>()));
     }
 }
 
@@ -89,26 +88,55 @@ void writeDescriptor(std::ostream& out) {
         << name << ";\n    *bufferSize = g_size_" << name << ";\n}\n";
 }
 
-template <class... Records>
-void writeDescriptors(std::ostream& out) {
-    out << "// Made by generate_descriptors from the descriptions of the records; changes belong there.\n"
-           "#include \"QorDescriptors.h\"\n";
-    (writeDescriptor<Records>(out), ...);
+/** The rows of a record's table. */
+template <class Record>
+void printRows() {
+    std::cout << "\ninline constexpr Row k" << describe::kName<Record> << "[] = {\n";
+    const auto print = [](const layout::Row& row) {
+        std::cout << "    {" << row.level << ", \"" << row.name << "\", {";
+        if (row.dimensions[0] != 0) {
+            std::cout << row.dimensions[0];
+        }
+        if (row.dimensions[1] != 0) {
+            std::cout << ", " << row.dimensions[1];
+        }
+        std::cout << "}, "
+                  << "SUFR"[static_cast<int>(row.kind)] << ", " << row.size << ", " << row.offset << "},\n";
+    };
+    layout::visitRows<Record>(describe::kName<Record>, 0, layout::kAllLevels, 0, print);
+    std::cout << "};\n";
 }
+
+/** All records that leave the process. */
+template <class... Records>
+struct RecordList {
+    static void writeDescriptors(std::ostream& out) {
+        out << "// Made by generate_descriptors from the descriptions of the records; changes belong there.\n"
+               "#include \"QorDescriptors.h\"\n";
+        (writeDescriptor<Records>(out), ...);
+    }
+    static void printTables() { (printRows<Records>(), ...); }
+};
+
+using Records = RecordList<QorDistanceImageProfiling, QorDistanceImageCalib, QorDistanceImageState,
+                           QorDistanceImageOutput, QorDistanceImageParam, QorDistanceImageInput,
+                           QorDistanceImageInOut, QorDistanceImageDebug, QorDistanceImageIFInput,
+                           QorDistanceImageIFCalib, QorDistanceImageCustomization, QorDistanceImageIFOutput,
+                           QorRawPhaseData, QorDICIError, QorDICIAuxiliaryParam>;
 
 }  // namespace
 
 int main(int argc, char** argv) {
     if (argc != 2) {
-        std::cerr << "usage: generate_descriptors FILE\n";
+        std::cerr << "usage: generate_descriptors FILE | --rows\n";
         return 2;
     }
+    if (std::string(argv[1]) == "--rows") {
+        Records::printTables();
+        return 0;
+    }
     std::ofstream out(argv[1]);
-    writeDescriptors<QorDistanceImageProfiling, QorDistanceImageCalib, QorDistanceImageState,
-                     QorDistanceImageOutput, QorDistanceImageParam, QorDistanceImageInput,
-                     QorDistanceImageInOut, QorDistanceImageDebug, QorDistanceImageIFInput,
-                     QorDistanceImageIFCalib, QorDistanceImageCustomization, QorDistanceImageIFOutput,
-                     QorRawPhaseData, QorDICIError, QorDICIAuxiliaryParam>(out);
+    Records::writeDescriptors(out);
     out.close();
     if (!out) {
         std::cerr << "generate_descriptors: cannot write " << argv[1] << "\n";

@@ -10,7 +10,6 @@ struct QorDICIError {
     signed char ErrorMsg[512];  ///< not necessarily terminated
 };
 AL_DESCRIBE(QorDICIError, errorOccured, ErrorMsg)
-static_assert(sizeof(QorDICIError) == 516 && offsetof(QorDICIError, ErrorMsg) == 4);
 
 struct QorDICISolaRegister {
     alif_uint16_t address;  ///< imager register
@@ -32,12 +31,3 @@ struct QorDICIAuxiliaryParam {
 };
 AL_DESCRIBE(QorDICIAuxiliaryParam, version, MAC, solaRegisters, PWMdutyCycle, refClock, illuWarmUpTime,
             expTimeStep, expTimeGray, maxDutyCycleThresh, maxExpDurationThresh)
-static_assert(sizeof(QorDICIAuxiliaryParam) == 160 && offsetof(QorDICIAuxiliaryParam, MAC) == 12 &&
-              offsetof(QorDICIAuxiliaryParam, solaRegisters) == 18 && sizeof(QorDICISolaRegister) == 4 &&
-              offsetof(QorDICIAuxiliaryParam, PWMdutyCycle) == 134 &&
-              offsetof(QorDICIAuxiliaryParam, refClock) == 136 &&
-              offsetof(QorDICIAuxiliaryParam, illuWarmUpTime) == 140 &&
-              offsetof(QorDICIAuxiliaryParam, expTimeStep) == 144 &&
-              offsetof(QorDICIAuxiliaryParam, expTimeGray) == 148 &&
-              offsetof(QorDICIAuxiliaryParam, maxDutyCycleThresh) == 152 &&
-              offsetof(QorDICIAuxiliaryParam, maxExpDurationThresh) == 156);

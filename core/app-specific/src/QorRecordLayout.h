@@ -1,63 +1,28 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The layout of the records on the wire, written down row by row: level of nesting, name, dimensions, kind,
-// bytes of one element, offset in the record.
+// The layouts of the records that leave the process: whoever reads a recording relies on them. Row by
+// row: level of nesting, name, dimensions, kind, bytes of one element, offset in the record.
+// `generate_descriptors --rows` prints the rows of the records as they are declared.
 #pragma once
 
-#include <initializer_list>
-#include <vector>
-
-#include "zelta_type.h"
+#include "ALLayout.h"
 
 namespace layout_tables {
 
-struct Row {
-    unsigned int level;
-    const char* name;
-    std::vector<unsigned int> dimensions;
-    zelta::TypeIdentifier kind;
-    unsigned int size;
-    int offset;
-};
-
-inline constexpr zelta::TypeIdentifier S = zelta::TypeSigned;
-inline constexpr zelta::TypeIdentifier U = zelta::TypeUnsigned;
-inline constexpr zelta::TypeIdentifier F = zelta::TypeFloat;
-inline constexpr zelta::TypeIdentifier R = zelta::TypeStruct;
+using layout::Row;
+inline constexpr layout::Kind S = layout::Kind::Signed;
+inline constexpr layout::Kind U = layout::Kind::Unsigned;
+inline constexpr layout::Kind F = layout::Kind::Float;
+inline constexpr layout::Kind R = layout::Kind::Record;
 
 // clang-format off
 
-inline const std::vector<Row> kQorRawPhaseData = {
+inline constexpr Row kQorRawPhaseData[] = {
     {0, "QorRawPhaseData", {}, R, 58128, 0},
     {1, "phaseData", {58128}, U, 1, 0},
 };
 
-inline const std::vector<Row> kQorDICIError = {
-    {0, "QorDICIError", {}, R, 516, 0},
-    {1, "errorOccured", {}, S, 4, 0},
-    {1, "ErrorMsg", {512}, S, 1, 4},
-};
-
-inline const std::vector<Row> kQorDICIAuxiliaryParam = {
-    {0, "QorDICIAuxiliaryParam", {}, R, 160, 0},
-    {1, "version", {}, R, 12, 0},
-    {2, "major", {}, U, 4, 0},
-    {2, "minor", {}, U, 4, 4},
-    {2, "patch", {}, U, 4, 8},
-    {1, "MAC", {6}, U, 1, 12},
-    {1, "solaRegisters", {29}, R, 4, 18},
-    {2, "address", {}, U, 2, 18},
-    {2, "value", {}, U, 2, 20},
-    {1, "PWMdutyCycle", {}, U, 1, 134},
-    {1, "refClock", {}, F, 4, 136},
-    {1, "illuWarmUpTime", {}, S, 4, 140},
-    {1, "expTimeStep", {}, S, 4, 144},
-    {1, "expTimeGray", {}, S, 4, 148},
-    {1, "maxDutyCycleThresh", {}, F, 4, 152},
-    {1, "maxExpDurationThresh", {}, S, 4, 156},
-};
-
-inline const std::vector<Row> kQorDistanceImageIFInput = {
+inline constexpr Row kQorDistanceImageIFInput[] = {
     {0, "QorDistanceImageIFInput", {}, R, 20212, 0},
     {1, "phaseInfo", {}, R, 28, 0},
     {2, "timestamp", {}, U, 4, 0},
@@ -158,7 +123,7 @@ inline const std::vector<Row> kQorDistanceImageIFInput = {
     {2, "frequencyHoppingTableLength", {}, S, 4, 20208},
 };
 
-inline const std::vector<Row> kQorDistanceImageIFOutput = {
+inline constexpr Row kQorDistanceImageIFOutput[] = {
     {0, "QorDistanceImageIFOutput", {}, R, 1502660, 0},
     {1, "width", {}, U, 2, 0},
     {1, "height", {}, U, 2, 2},
@@ -191,7 +156,7 @@ inline const std::vector<Row> kQorDistanceImageIFOutput = {
     {1, "autoExpReady", {}, S, 4, 1502656},
 };
 
-inline const std::vector<Row> kQorDistanceImageIFCalib = {
+inline constexpr Row kQorDistanceImageIFCalib[] = {
     {0, "QorDistanceImageIFCalib", {}, R, 1310456, 0},
     {1, "imagerCalib", {}, R, 848056, 0},
     {2, "freqDependent", {4}, R, 154200, 0},
@@ -232,9 +197,10 @@ inline const std::vector<Row> kQorDistanceImageIFCalib = {
     {1, "unitVectors", {115584}, F, 4, 848120},
 };
 
-// Of the other records, the members of the first level.
+// Of the records below, the members of the first level.
 
-inline const std::vector<Row> kQorDistanceImageProfilingMembers = {
+inline constexpr Row kQorDistanceImageProfiling[] = {
+    {0, "QorDistanceImageProfiling", {}, R, 312, 0},
     {1, "total_frame", {}, R, 24, 0},
     {1, "total", {}, R, 24, 24},
     {1, "rawToDist", {}, R, 24, 48},
@@ -250,7 +216,8 @@ inline const std::vector<Row> kQorDistanceImageProfilingMembers = {
     {1, "distNoise", {}, R, 24, 288},
 };
 
-inline const std::vector<Row> kQorDistanceImageCalibMembers = {
+inline constexpr Row kQorDistanceImageCalib[] = {
+    {0, "QorDistanceImageCalib", {}, R, 84, 0},
     {1, "multiFreq", {}, R, 16, 0},
     {1, "camToWorld", {}, R, 24, 16},
     {1, "suspectPT", {}, R, 20, 40},
@@ -258,7 +225,8 @@ inline const std::vector<Row> kQorDistanceImageCalibMembers = {
     {1, "straylight", {}, R, 8, 76},
 };
 
-inline const std::vector<Row> kQorDistanceImageStateMembers = {
+inline constexpr Row kQorDistanceImageState[] = {
+    {0, "QorDistanceImageState", {}, R, 15467576, 0},
     {1, "rawToDistActualBuffer", {}, S, 4, 0},
     {1, "frameCounter", {}, U, 4, 4},
     {1, "lastUVChangeCounter", {}, U, 1, 8},
@@ -279,7 +247,8 @@ inline const std::vector<Row> kQorDistanceImageStateMembers = {
     {1, "lastFreqIdx", {}, S, 4, 15467568},
 };
 
-inline const std::vector<Row> kQorDistanceImageOutputMembers = {
+inline constexpr Row kQorDistanceImageOutput[] = {
+    {0, "QorDistanceImageOutput", {}, R, 115696, 0},
     {1, "imageFilter", {}, R, 4, 0},
     {1, "camToWorld", {}, R, 44, 4},
     {1, "multiFreq", {}, R, 20, 48},
@@ -288,7 +257,8 @@ inline const std::vector<Row> kQorDistanceImageOutputMembers = {
     {1, "intImg", {}, R, 77056, 38640},
 };
 
-inline const std::vector<Row> kQorDistanceImageParamMembers = {
+inline constexpr Row kQorDistanceImageParam[] = {
+    {0, "QorDistanceImageParam", {}, R, 128, 0},
     {1, "rawToDist", {}, R, 4, 0},
     {1, "multiFreq", {}, R, 20, 4},
     {1, "imageFilter", {}, R, 4, 24},
@@ -296,7 +266,8 @@ inline const std::vector<Row> kQorDistanceImageParamMembers = {
     {1, "autoExpParam", {}, R, 76, 52},
 };
 
-inline const std::vector<Row> kQorDistanceImageInputMembers = {
+inline constexpr Row kQorDistanceImageInput[] = {
+    {0, "QorDistanceImageInput", {}, R, 20336, 0},
     {1, "rawToDist", {}, R, 32, 0},
     {1, "imageFilter", {}, R, 64, 32},
     {1, "multiFreq", {}, R, 44, 96},
@@ -309,7 +280,8 @@ inline const std::vector<Row> kQorDistanceImageInputMembers = {
     {1, "intImg", {}, R, 4, 20332},
 };
 
-inline const std::vector<Row> kQorDistanceImageInOutMembers = {
+inline constexpr Row kQorDistanceImageInOut[] = {
+    {0, "QorDistanceImageInOut", {}, R, 108, 0},
     {1, "rawToDist", {}, R, 4, 0},
     {1, "camToWorld", {}, R, 8, 4},
     {1, "imageFilter", {}, R, 16, 12},
@@ -320,29 +292,13 @@ inline const std::vector<Row> kQorDistanceImageInOutMembers = {
     {1, "distNoise", {}, R, 12, 96},
 };
 
-inline const std::vector<Row> kQorDistanceImageDebugMembers = {
+inline constexpr Row kQorDistanceImageDebug[] = {
+    {0, "QorDistanceImageDebug", {}, R, 6112, 0},
     {1, "perFrameErrors", {}, R, 3044, 0},
     {1, "errorHistory", {}, R, 3044, 3044},
     {1, "algoVersion", {}, R, 12, 6088},
     {1, "monotonicTimestamp", {}, U, 4, 6100},
     {1, "systemTime", {}, R, 8, 6104},
-};
-
-inline const std::vector<Row> kQorDistanceImageCustomizationMembers = {
-    {1, "disableCalcCartesian", {}, S, 4, 0},
-    {1, "minAmplitude", {}, F, 4, 4},
-    {1, "maximumRawSymmetry", {}, F, 4, 8},
-    {1, "filterSet", {}, R, 56, 12},
-    {1, "extrinsicCalibrationCamera", {}, R, 24, 68},
-    {1, "twoFreqMaxLineDistPercentage", {}, F, 4, 92},
-    {1, "filter2FreqAssignment", {}, S, 4, 96},
-    {1, "autoExpSet", {}, R, 20008, 100},
-    {1, "enableStraylightCorrection", {}, U, 1, 20108},
-    {1, "absDistStraylightThreshold", {}, F, 4, 20112},
-    {1, "relAmpStraylightThreshold", {}, F, 4, 20116},
-    {1, "enableNoiseEstimation", {}, U, 1, 20120},
-    {1, "distNoiseThreshold", {}, F, 4, 20124},
-    {1, "compensateAmbientLightDrift", {}, U, 1, 20128},
 };
 
 // clang-format on
