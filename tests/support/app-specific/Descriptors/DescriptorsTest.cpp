@@ -13,6 +13,7 @@
 
 #include "Layouts.h"
 #include "QorDICIRecordLayout.h"
+#include "QorDICIRecords.h"
 #include "QorData.h"
 #include "QorDescriptors.h"
 #include "QorRecordLayout.h"
