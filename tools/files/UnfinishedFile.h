@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // A file that appears under its name only when it is finished. Until then it grows in the same folder under
-// the name with ".part" behind it, or ".part1" and so on: a name that no other file has.
+// the name with ".part" after it, or ".part1" and so on: a name that no other file has.
+//
+// A symbolic link stays one: the file that it names is made or replaced. A FIFO or a device, and "-" for
+// standard output, take the bytes as they come.
 
 #pragma once
 
@@ -12,6 +15,10 @@
 #include <string>
 
 namespace files {
+
+// Whether the path names something that takes bytes as they come: a FIFO, a device, "-" or a descriptor of
+// this process such as /dev/stdout.
+bool isStream(const std::filesystem::path& path);
 
 class UnfinishedFile {
  public:
@@ -27,11 +34,14 @@ class UnfinishedFile {
     void finish();
 
  private:
+    void openStream();
+    void makeFolders();
     void open();
     void remove();
     [[noreturn]] void fail(const std::string& reason);
 
     std::filesystem::path path_;
+    std::filesystem::path target_;  // where a symbolic link leads, else the path
     std::filesystem::path unfinished_;
     std::FILE* file_ = nullptr;
     bool exists_ = false;  // under the unfinished name

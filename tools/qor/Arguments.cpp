@@ -10,6 +10,8 @@
 #include <nlohmann/json.hpp>
 #include <system_error>
 
+#include "files/UnfinishedFile.h"
+
 namespace qor {
 namespace {
 
@@ -66,7 +68,14 @@ std::string checkPacketNumber(const std::string& text) {
                                : "\"" + text + "\" is no number of a packet; these are 0, 1, 2 and so on";
 }
 
+std::string checkNotEmpty(const std::string& text) {
+    return text.empty() ? "an empty name is no name" : "";
+}
+
 std::string checkRecordingName(const std::string& text) {
+    if (files::isStream(text)) {
+        return "";
+    }
     constexpr std::string_view suffix = ".zelta";
     const std::size_t slash = text.find_last_of('/');
     const std::size_t nameLength = slash == std::string::npos ? text.size() : text.size() - slash - 1;

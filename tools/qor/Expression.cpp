@@ -18,7 +18,7 @@ bool isDigit(char letter) {
 
 class Syntax {
  public:
-    explicit Syntax(std::string_view text) : text_(text) {}
+    Syntax(std::string_view text, Slices slices) : text_(text), slices_(slices) {}
 
     std::string check() {
         do {
@@ -26,11 +26,8 @@ class Syntax {
                 return fault("a name");
             }
             while (pass('[')) {
-                if (!passDigits()) {
-                    return fault("a number");
-                }
-                if (!pass(']')) {
-                    return fault("\"]\"");
+                if (const char* const missing = passIndex(); missing != nullptr) {
+                    return fault(missing);
                 }
             }
         } while (pass('.'));
@@ -38,6 +35,18 @@ class Syntax {
     }
 
  private:
+    // Up to the closing bracket; null, or what is missing.
+    const char* passIndex() {
+        const bool number = passDigits();
+        if (!number && !(slices_ == Slices::Allowed && text_.substr(at_).starts_with(':'))) {
+            return "a number";
+        }
+        for (int part = 0; part < 2 && slices_ == Slices::Allowed && pass(':'); ++part) {
+            passDigits();
+        }
+        return pass(']') ? nullptr : "\"]\"";
+    }
+
     bool pass(char letter) {
         const bool found = at_ < text_.size() && text_[at_] == letter;
         at_ += found ? 1 : 0;
@@ -68,13 +77,14 @@ class Syntax {
     }
 
     std::string_view text_;
+    Slices slices_;
     std::size_t at_ = 0;
 };
 
 }  // namespace
 
-std::string checkSyntax(const std::string& expression) {
-    return Syntax(expression).check();
+std::string checkSyntax(const std::string& expression, Slices slices) {
+    return Syntax(expression, slices).check();
 }
 
 }  // namespace qor

@@ -9,7 +9,10 @@
 
 namespace qor {
 
-// An empty text for an expression that is one, otherwise a sentence that says where it is not.
-std::string checkSyntax(const std::string& expression);
+enum class Slices { Refused, Allowed };
+
+// An empty text for an expression that is one, otherwise a sentence that says where it is not. Where slices
+// are allowed, an index may be [FROM:TO] or [FROM:TO:STEP], each of the three left out at will.
+std::string checkSyntax(const std::string& expression, Slices slices = Slices::Refused);
 
 }  // namespace qor

@@ -99,8 +99,8 @@ Summary summarise(recording::RecordingReader& reader) {
 }
 
 void printText(const Options& options, const Summary& summary) {
-    fmt::print("{}: {}, {} bytes, {}\n", printable(options.file.string()), counted(summary.packets, "packet"),
-               summary.bytes, counted(summary.frames, "frame"));
+    fmt::print("{}: {}, {} bytes, {}\n", printable(recording::nameOf(options.file)),
+               counted(summary.packets, "packet"), summary.bytes, counted(summary.frames, "frame"));
     if (summary.channels.empty()) {
         return;
     }
@@ -159,7 +159,7 @@ int judge(const Options& options, const Summary& summary) {
         return complain(ExitCode::BadData, summary.damage);
     }
     if (summary.packets == 0) {
-        return complain(ExitCode::BadData, options.file.string() + " holds no packets.");
+        return complain(ExitCode::BadData, recording::nameOf(options.file) + " holds no packets.");
     }
     return exitCode;
 }
@@ -187,7 +187,7 @@ int run(const Options& options) {
 void addInfo(CLI::App& app, int& exitCode) {
     const auto options = std::make_shared<Options>();
     CLI::App* command = app.add_subcommand("info", "Tell what a recording holds: packets, frames, channels");
-    command->add_option("FILE", options->file, "Recording")->required()->type_name("");
+    command->add_option("FILE", options->file, "Recording, - for standard input")->required()->type_name("");
     command->add_flag("--json", options->json, "Print JSON");
     command->footer(
         "Exit codes: 0 good; 1 a definition is damaged or does not fit its data, or a packet has\n"

@@ -4,6 +4,7 @@
 
 #pragma once
 
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
@@ -12,27 +13,34 @@
 
 namespace qor {
 
-// The record is named by the first part of the expression.
+// The record is named by the first part of the expression. Values are numbers or names, as
+// recording::withNumbers takes them.
 struct Override {
     std::string expression;
     std::string value;
+    std::string origin = "--set";  // begins the sentence that tells what is wrong
 
     std::string recordName() const;
     std::string text() const { return expression + "=" + value; }
 };
 
-// "RECORD.MEMBER=VALUE"; none for anything else.
+// "RECORD.MEMBER=VALUE", with any blanks around its parts; none for a text without a name or a value.
 std::optional<Override> readOverride(const std::string& text);
 
 std::string checkOverride(const std::string& text);
+
+// The overrides of a file: one a line, "#" begins a comment, empty lines are skipped. Throws
+// recording::RecordError with a sentence that names the file and the line, recording::RecordingError if the
+// file cannot be read.
+std::vector<Override> readSettings(const std::filesystem::path& file);
 
 // Writes the values into every chunk of the packet whose record has the name. Returns for each override
 // whether there was one. Throws recording::RecordError with a sentence.
 std::vector<bool> applyOverrides(const std::vector<Override>& overrides, recording::RecordedPacket& packet);
 
-// Reads the recording until each override has found its record and fits there. Throws
-// recording::RecordError if one is no expression, does not fit or finds none, or if the recording comes
-// through a pipe, which leaves nothing to replay.
-void checkOverrides(const std::vector<Override>& overrides, const std::filesystem::path& recordingPath);
+// Looks into the recording until each override has found its record and fits there; the reader gives the same
+// packets afterwards. Throws recording::RecordError if one is no expression, does not fit or finds none; of a
+// recording that comes through a pipe, within its first 256 MB.
+void checkOverrides(const std::vector<Override>& overrides, recording::RecordingReader& reader);
 
 }  // namespace qor

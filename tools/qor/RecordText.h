@@ -25,12 +25,18 @@ struct ShownValue {
     std::vector<std::string> rows;  // of text, values separated by blanks; one but for more dimensions
     std::size_t count = 0;          // of numbers
     bool isText = false;            // bytes that are letters
+    bool isNamed = false;           // rows hold the names of enumerators
     nlohmann::ordered_json json;    // a number, a text, or arrays of them, as the dimensions are
 };
 
-// What an expression addresses: one value, or for a structure all that is in it. Throws NoSuchExpression;
-// recording::RecordError if the record is damaged or has more than a hundred thousand members.
-std::vector<ShownValue> valuesOf(const zelta::ZeltaChunk& chunk, const std::string& expression);
+enum class Unused { LeftOut, Shown };
+
+// What an expression addresses: one value, or for a structure all that is in it. Indices may be slices. Of a
+// structure, arrays that tell beside them how many of their elements are in use, such as regions of interest,
+// give these only, unless the others are wanted, too. Throws NoSuchExpression; recording::RecordError if the
+// record is damaged or has more than a hundred thousand members.
+std::vector<ShownValue> valuesOf(const zelta::ZeltaChunk& chunk, const std::string& expression,
+                                 Unused unused = Unused::LeftOut);
 
 // The value in one line: long arrays show their first numbers and their count.
 std::string abbreviated(const ShownValue& value);

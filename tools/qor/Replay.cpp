@@ -19,13 +19,14 @@ namespace {
 
 class Replay {
  public:
-    Replay(const ReplaySettings& settings, plugin::Plugin& plugin, const ReplayListener& listener)
-        : settings_(settings),
+    Replay(recording::RecordingReader& reader, const ReplaySettings& settings, plugin::Plugin& plugin,
+           const ReplayListener& listener)
+        : reader_(reader),
+          settings_(settings),
           plugin_(plugin),
           guard_(plugin,
                  [this](const std::string& sentence) { listener_.trouble(place_ + ": " + sentence); }),
           listener_(listener),
-          reader_(settings.recording),
           writer_(settings.results) {}
 
     ReplayCounts run() {
@@ -110,6 +111,9 @@ class Replay {
         bool failed = false;
         try {
             applyOverrides(settings_.overrides, packet);
+            if (listener_.feeding) {
+                listener_.feeding(packet);
+            }
             // A customization of its own goes in by its own pin.
             const bool fromCustomPin =
                 recording::findChunk(packet.chunks, recording::channel::customization) != nullptr;
@@ -217,12 +221,12 @@ class Replay {
         writer_.finish();
     }
 
+    recording::RecordingReader& reader_;
     const ReplaySettings& settings_;
     plugin::Plugin& plugin_;
     plugin::FrameGuard guard_;
     std::string place_;  // of the packet that the guard judges
     const ReplayListener& listener_;
-    recording::RecordingReader reader_;
     recording::RecordingWriter writer_;
     ReplayCounts counts_;
     std::optional<std::vector<std::uint8_t>> calibration_;  // the first
@@ -233,8 +237,9 @@ class Replay {
 
 }  // namespace
 
-ReplayCounts replay(const ReplaySettings& settings, plugin::Plugin& plugin, const ReplayListener& listener) {
-    return Replay(settings, plugin, listener).run();
+ReplayCounts replay(recording::RecordingReader& reader, const ReplaySettings& settings,
+                    plugin::Plugin& plugin, const ReplayListener& listener) {
+    return Replay(reader, settings, plugin, listener).run();
 }
 
 }  // namespace qor

@@ -48,6 +48,8 @@ struct ReplayCounts {
 
 // What a replay tells while it goes on.
 struct ReplayListener {
+    // A packet as it is about to be fed, with its overrides. May be left out.
+    std::function<void(const recording::RecordedPacket& packet)> feeding;
     // A finished frame among those selected. The truth is null if the recording does not tell it.
     std::function<void(std::size_t number, const ResultFrame& frame, const simulation::Truth* truth,
                        const recording::SimulationSettings* simulation)>
@@ -64,8 +66,9 @@ struct ReplayListener {
 
 // A frame begins with each input record whose sequenceCounter is 0. Results of packets before the first frame
 // are kept always. Images of an incomplete frame are held back from where it breaks. Throws
-// recording::RecordingError if a file cannot be opened or written, and whatever the listener throws; the
-// results up to there are complete even so.
-ReplayCounts replay(const ReplaySettings& settings, plugin::Plugin& plugin, const ReplayListener& listener);
+// recording::RecordingError if the results cannot be written, and whatever the listener throws; the results
+// up to there are complete even so.
+ReplayCounts replay(recording::RecordingReader& reader, const ReplaySettings& settings,
+                    plugin::Plugin& plugin, const ReplayListener& listener);
 
 }  // namespace qor

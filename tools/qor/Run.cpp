@@ -5,10 +5,13 @@
 #include <filesystem>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <system_error>
 
+#include "files/StandardOutput.h"
+#include "files/UnfinishedFile.h"
 #include "plugin/Plugin.h"
 #include "qor/Arguments.h"
 #include "qor/ChannelSelection.h"
@@ -16,15 +19,25 @@
 #include "qor/Interruption.h"
 #include "qor/Progress.h"
 #include "qor/Replay.h"
+#include "qor/RunFolder.h"
 #include "qor/RunOptions.h"
 #include "qor/RunProducts.h"
 #include "qor/RunReport.h"
 #include "qor/RunVerdict.h"
+#include "qor/SettingsLog.h"
 
 namespace qor {
 namespace {
 
-RunOutcome process(const RunOptions& options, const ReplaySettings& settings, RunProducts& products) {
+void writeSettings(const std::filesystem::path& path, const std::string& text) {
+    files::UnfinishedFile file(path);
+    file.write({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
+    file.finish();
+}
+
+// Without a folder, the results go to a stream and stand alone.
+RunOutcome process(const RunOptions& options, const ReplaySettings& settings,
+                   recording::RecordingReader& reader, RunFolder* folder, RunProducts& products) {
     RunOutcome outcome;
     outcome.expected = expectedOutput(settings);
     outcome.pluginPath = options.plugin.empty() ? plugin::defaultPlugin() : options.plugin;
@@ -35,6 +48,10 @@ RunOutcome process(const RunOptions& options, const ReplaySettings& settings, Ru
     if (!options.json && !options.quiet) {
         printExpectation(options, outcome);
     }
+    if (folder != nullptr) {
+        folder->begin();
+    }
+    SettingsLog settingsLog(settings.overrides);
     listenForInterruption();
     Progress progress("qor run", options.quiet);
     ReplayListener listener;
@@ -51,8 +68,17 @@ RunOutcome process(const RunOptions& options, const ReplaySettings& settings, Ru
     };
     listener.progress = [&progress](double share, std::size_t frames) { progress.update(share, frames); };
     listener.interrupted = interrupted;
-    outcome.counts = replay(settings, algorithm, listener);
+    if (folder != nullptr) {
+        listener.feeding = [&settingsLog](const recording::RecordedPacket& packet) {
+            settingsLog.add(packet);
+        };
+    }
+    outcome.counts = replay(reader, settings, algorithm, listener);
     outcome.seconds = progress.seconds();
+    if (folder != nullptr) {
+        outcome.notes = {options.folder / RunFolder::settingsName, options.folder / RunFolder::listName};
+        writeSettings(outcome.notes[0], settingsLog.text(recording::nameOf(options.recording)));
+    }
     return outcome;
 }
 
@@ -65,30 +91,44 @@ int giveUp(const RunOptions& options, int exitCode, const std::string& sentence)
     return exitCode;
 }
 
-int run(const RunOptions& options) {
+int runChecked(const RunOptions& options) {
     const ReplaySettings settings = replaySettings(options);
+    recording::RecordingReader reader(settings.recording);
     std::error_code error;
     if (std::filesystem::equivalent(settings.recording, settings.results, error)) {
         return giveUp(
             options, ExitCode::Usage,
             settings.results.string() + " is the recording itself; choose another folder with --out.");
     }
-    try {
-        checkOverrides(settings.overrides, settings.recording);
-    } catch (const recording::RecordError& problem) {
-        return giveUp(options, ExitCode::Usage, "--set: " + printable(problem.what()));
-    } catch (const recording::RecordingError& problem) {
-        return giveUp(options, ExitCode::BadData, problem.what());
+    checkOverrides(settings.overrides, reader);
+    std::optional<RunFolder> folder;
+    if (!files::isStream(options.folder)) {
+        folder.emplace(options.folder, settings.recording, options.force);
+    }
+    RunFolder* const place = folder ? &*folder : nullptr;
+    RunProducts products(options, place);
+    const RunOutcome outcome = process(options, settings, reader, place, products);
+    if (options.json) {
+        printJson(runJson(options, outcome, products));
+    } else if (!options.quiet) {
+        printRun(options, outcome, products);
+    }
+    return judgeRun(options, outcome, products);
+}
+
+int run(const RunOptions& options) {
+    if (files::isStandardOutput(options.folder)) {
+        files::standardOutputForData();
+    }
+    if (files::isStream(options.folder) && !options.clouds.empty()) {
+        return giveUp(options, ExitCode::Usage, "--cloud needs a folder as --out.");
     }
     try {
-        RunProducts products(options);
-        const RunOutcome outcome = process(options, settings, products);
-        if (options.json) {
-            printJson(runJson(options, outcome, products));
-        } else if (!options.quiet) {
-            printRun(options, outcome, products);
-        }
-        return judgeRun(options, outcome, products);
+        return runChecked(options);
+    } catch (const recording::RecordError& problem) {
+        return giveUp(options, ExitCode::Usage, printable(problem.what()));
+    } catch (const FolderInUse& problem) {
+        return giveUp(options, ExitCode::Usage, printable(problem.what()));
     } catch (const std::runtime_error& problem) {
         return giveUp(options, ExitCode::BadData, problem.what());
     }

@@ -2,27 +2,38 @@
 
 #include "qor/RunOptions.h"
 
+#include "files/UnfinishedFile.h"
 #include "qor/Arguments.h"
 #include "qor/ChannelSelection.h"
+#include "qor/RunFolder.h"
 
 namespace qor {
 
 void addRunOptions(CLI::App& command, RunOptions& options) {
-    command.add_option("RECORDING", options.recording, "Recording: every packet of it is fed once, in order")
+    command
+        .add_option("RECORDING", options.recording,
+                    "Recording: every packet of it is fed once, in order; - for standard input")
         ->required()
         ->type_name("");
     command
         .add_option("--plugin", options.plugin, "Plug-in; by default libqor.so that belongs to this command")
         ->type_name("FILE");
-    command.add_option("-o,--out", options.folder, "Folder of result.zelta and the pictures; made if needed")
+    command
+        .add_option(
+            "-o,--out", options.folder,
+            "Folder of result.zelta and the pictures, made if needed; - writes the result packets to\n"
+            "standard output and the report to standard error, without pictures")
+        ->check(checkNotEmpty)
         ->type_name("FOLDER")
         ->capture_default_str();
+    command.add_flag("--force", options.force,
+                     "Remove what an earlier run wrote into the folder; other files stay");
     command
         .add_option("--set", options.overrides,
                     "Give a member of a recorded record another value, for example\n"
                     "QorDistanceImageIFInput.customization.minAmplitude=20; may be repeated")
         ->check(checkOverride)
-        ->expected(1)
+        ->allow_extra_args(false)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->type_name("RECORD.MEMBER=VALUE");
     command
@@ -32,6 +43,15 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
         ->allow_extra_args(false)
         ->check(checkChannel)
         ->type_name("CHANNEL,...");
+    command
+        .add_option(
+            "--settings", options.settingsFiles,
+            "A file of such values, one a line, # begins a comment; each run writes one, settings.txt.\n"
+            "--set goes on top; may be repeated")
+        ->check(checkNotEmpty)
+        ->allow_extra_args(false)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->type_name("FILE");
     command
         .add_option("--frames", options.frames,
                     "Keep results and draw pictures of these frames, numbered from 0; B is not among them")
@@ -69,10 +89,15 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
 ReplaySettings replaySettings(const RunOptions& options) {
     ReplaySettings settings;
     settings.recording = options.recording;
-    settings.results = options.folder / "result.zelta";
     settings.channels = readChannels(options.channels).value();
+    settings.results =
+        files::isStream(options.folder) ? options.folder : options.folder / RunFolder::resultName;
     settings.withCoordinates = !options.clouds.empty();
     settings.frames = readFrameSelection(options.frames).value_or(FrameSelection{});
+    for (const std::filesystem::path& file : options.settingsFiles) {
+        const std::vector<Override> overrides = readSettings(file);
+        settings.overrides.insert(settings.overrides.end(), overrides.begin(), overrides.end());
+    }
     for (const std::string& text : options.overrides) {
         settings.overrides.push_back(readOverride(text).value());
     }

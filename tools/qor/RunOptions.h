@@ -19,6 +19,8 @@ struct RunOptions {
     std::filesystem::path folder = "out/run";
     std::vector<std::string> overrides;
     std::vector<std::string> channels;
+    std::vector<std::filesystem::path> settingsFiles;
+    bool force = false;
     std::string frames;
     std::vector<std::string> clouds;
     std::string distanceRange;
@@ -31,7 +33,7 @@ struct RunOptions {
 
 void addRunOptions(CLI::App& command, RunOptions& options);
 
-// What they mean for the replay.
+// What they mean for the replay. Throws as readSettings.
 ReplaySettings replaySettings(const RunOptions& options);
 
 }  // namespace qor

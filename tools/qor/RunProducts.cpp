@@ -26,7 +26,7 @@ void RunProducts::add(std::size_t number, const ResultFrame& frame, const simula
     if (truth != nullptr) {
         accuracy_->add(*truth, frame.distance, frame.confidence);
     }
-    if (frames_ == 1 || !options_.frames.empty()) {
+    if (folder_ != nullptr && (frames_ == 1 || !options_.frames.empty())) {
         draw(number, frame, truth);
     }
 }
@@ -45,6 +45,7 @@ std::optional<AccuracySummary> RunProducts::accuracy() const {
 }
 
 void RunProducts::draw(std::size_t number, const ResultFrame& frame, const simulation::Truth* truth) {
+    const std::size_t before = files_.size();
     std::vector<float> errors;
     if (truth != nullptr) {
         errors.resize(simulation::pixelCount);
@@ -67,6 +68,11 @@ void RunProducts::draw(std::size_t number, const ResultFrame& frame, const simul
                 filePath(options_.folder, number, "points." + format).string()));
         }
     }
+    std::vector<std::string> names;
+    for (std::size_t k = before; k < files_.size(); ++k) {
+        names.push_back(files_[k].filename().string());
+    }
+    folder_->add(names);
 }
 
 PictureSettings RunProducts::pictureSettings(const ResultFrame& frame) const {

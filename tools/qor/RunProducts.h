@@ -13,6 +13,7 @@
 #include "qor/Accuracy.h"
 #include "qor/Pictures.h"
 #include "qor/ResultFrame.h"
+#include "qor/RunFolder.h"
 #include "qor/RunOptions.h"
 #include "qor/TemporalNoise.h"
 #include "recording/TruthRecords.h"
@@ -22,7 +23,8 @@ namespace qor {
 
 class RunProducts {
  public:
-    explicit RunProducts(const RunOptions& options) : options_(options) {}
+    // Without a folder there are no pictures.
+    RunProducts(const RunOptions& options, RunFolder* folder) : options_(options), folder_(folder) {}
 
     // Takes a finished frame. The truth and how it was simulated are null if the recording does not tell.
     void add(std::size_t number, const ResultFrame& frame, const simulation::Truth* truth,
@@ -49,6 +51,7 @@ class RunProducts {
     PictureSettings pictureSettings(const ResultFrame& frame) const;
 
     const RunOptions& options_;
+    RunFolder* folder_;
     std::size_t frames_ = 0;
     std::size_t validPixels_ = 0;
     TemporalNoise temporalNoise_;

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "files/StandardOutput.h"
 #include "qor/Arguments.h"
 #include "qor/ChannelSelection.h"
 #include "qor/Report.h"
@@ -18,15 +19,25 @@ namespace {
 // Of a frame: four phases.
 constexpr double usualImages = 4.0;
 
+std::vector<std::filesystem::path> filesOf(const RunOutcome& outcome, const RunProducts& products) {
+    std::vector<std::filesystem::path> paths;
+    if (outcome.counts.written > 0) {
+        paths.push_back(outcome.results);
+    }
+    paths.insert(paths.end(), products.files().begin(), products.files().end());
+    paths.insert(paths.end(), outcome.notes.begin(), outcome.notes.end());
+    return paths;
+}
+
 }  // namespace
 
 void printExpectation(const RunOptions& options, const RunOutcome& outcome) {
-    const std::string results = outcome.results.string();
+    const std::string results = files::nameOf(outcome.results);
     if (outcome.expected) {
-        fmt::print("{}: {} to keep, about {} in {}\n", options.recording.string(),
+        fmt::print("{}: {} to keep, about {} in {}\n", recording::nameOf(options.recording),
                    counted(outcome.expected->frames, "frame"), byteText(outcome.expected->bytes), results);
     } else {
-        fmt::print("{}: about {} for each frame in {}\n", options.recording.string(),
+        fmt::print("{}: about {} for each frame in {}\n", recording::nameOf(options.recording),
                    byteText(readChannels(options.channels).value().expectedBytes(1, usualImages)), results);
     }
     std::fflush(stdout);
@@ -34,7 +45,7 @@ void printExpectation(const RunOptions& options, const RunOutcome& outcome) {
 
 void printRun(const RunOptions& options, const RunOutcome& outcome, const RunProducts& products) {
     const ReplayCounts& counts = outcome.counts;
-    fmt::print("Ran {} through {} {} ({})\n\n", options.recording.string(), outcome.pluginName,
+    fmt::print("Ran {} through {} {} ({})\n\n", recording::nameOf(options.recording), outcome.pluginName,
                outcome.pluginVersion, outcome.pluginPath.string());
     fmt::print("  packets read           {:>9}{}\n", counts.read,
                counts.stopped ? "      up to the last selected frame" : "");
@@ -55,23 +66,17 @@ void printRun(const RunOptions& options, const RunOutcome& outcome, const RunPro
     }
     printTemporalNoise(products.temporalNoise());
     fmt::print("\nWritten\n");
-    if (counts.written > 0) {
-        fmt::print("  {}\n", outcome.results.string());
-    }
-    for (const std::filesystem::path& path : products.files()) {
-        fmt::print("  {}\n", path.string());
+    for (const std::filesystem::path& path : filesOf(outcome, products)) {
+        fmt::print("  {}\n", files::nameOf(path));
     }
 }
 
 nlohmann::ordered_json runJson(const RunOptions& options, const RunOutcome& outcome,
                                const RunProducts& products) {
     const ReplayCounts& counts = outcome.counts;
-    nlohmann::ordered_json files = nlohmann::ordered_json::array();
-    if (counts.written > 0) {
-        files.push_back(outcome.results.string());
-    }
-    for (const std::filesystem::path& path : products.files()) {
-        files.push_back(path.string());
+    nlohmann::ordered_json written = nlohmann::ordered_json::array();
+    for (const std::filesystem::path& path : filesOf(outcome, products)) {
+        written.push_back(path.string());
     }
     nlohmann::ordered_json document{
         {"command", "run"},
@@ -106,7 +111,7 @@ nlohmann::ordered_json runJson(const RunOptions& options, const RunOutcome& outc
         addAccuracy(document, *accuracy, *products.simulation());
     }
     document["temporalNoise"] = temporalNoiseJson(products.temporalNoise());
-    document["files"] = files;
+    document["files"] = written;
     return document;
 }
 

@@ -25,6 +25,7 @@ struct RunOutcome {
     std::string pluginVersion;
     std::filesystem::path pluginPath;
     std::filesystem::path results;
+    std::vector<std::filesystem::path> notes;  // the settings and the list of the files
     std::vector<std::string> troubles;
 };
 

@@ -28,6 +28,7 @@ struct Options {
     std::string expression;
     std::optional<std::size_t> packet;
     bool all = false;
+    bool unused = false;
     bool json = false;
 };
 
@@ -50,11 +51,15 @@ void printPacket(const Options& options, std::size_t packet, const std::vector<S
 }
 
 nlohmann::ordered_json toJson(std::size_t packet, const std::vector<ShownValue>& values) {
-    nlohmann::ordered_json members;
+    nlohmann::ordered_json members = nlohmann::ordered_json::object();
+    nlohmann::ordered_json names = nlohmann::ordered_json::object();
     for (const ShownValue& value : values) {
         members[value.expression] = value.json;
+        if (value.isNamed) {
+            names[value.expression] = joined(value.rows, " ");
+        }
     }
-    return {{"packet", packet}, {"values", members}};
+    return {{"packet", packet}, {"values", members}, {"names", names}};
 }
 
 int complain(int exitCode, const std::string& sentence) {
@@ -72,16 +77,17 @@ int giveUp(const Options& options, int exitCode, const std::string& sentence) {
 
 int nothingFound(const Options& options, std::size_t packets) {
     if (packets == 0) {
-        return complain(ExitCode::BadData, options.file.string() + " holds no packets.");
+        return complain(ExitCode::BadData, recording::nameOf(options.file) + " holds no packets.");
     }
     if (options.packet && *options.packet >= packets) {
         return complain(ExitCode::Findings,
-                        fmt::format("{} has no packet {}; it has {}.", options.file.string(), *options.packet,
-                                    counted(packets, "packet")));
+                        fmt::format("{} has no packet {}; it has {}.", recording::nameOf(options.file),
+                                    *options.packet, counted(packets, "packet")));
     }
-    return complain(ExitCode::Findings,
-                    fmt::format("{} holds nothing on channel {}{}.", options.file.string(), options.channel,
-                                options.packet ? fmt::format(" in packet {}", *options.packet) : ""));
+    return complain(
+        ExitCode::Findings,
+        fmt::format("{} holds nothing on channel {}{}.", recording::nameOf(options.file), options.channel,
+                    options.packet ? fmt::format(" in packet {}", *options.packet) : ""));
 }
 
 int show(const Options& options) {
@@ -99,7 +105,8 @@ int show(const Options& options) {
             if (chunk != nullptr) {
                 ++found;
                 try {
-                    const std::vector<ShownValue> values = valuesOf(*chunk, options.expression);
+                    const std::vector<ShownValue> values = valuesOf(
+                        *chunk, options.expression, options.unused ? Unused::Shown : Unused::LeftOut);
                     if (options.json) {
                         shown.push_back(toJson(packet->index, values));
                     } else {
@@ -140,7 +147,7 @@ int show(const Options& options) {
 }
 
 int run(const Options& options) {
-    if (const std::string fault = checkSyntax(options.expression); !fault.empty()) {
+    if (const std::string fault = checkSyntax(options.expression, Slices::Allowed); !fault.empty()) {
         return giveUp(options, ExitCode::Usage, fault);
     }
     try {
@@ -157,12 +164,12 @@ int run(const Options& options) {
 void addShow(CLI::App& app, int& exitCode) {
     const auto options = std::make_shared<Options>();
     CLI::App* command = app.add_subcommand("show", "Print what an expression addresses in a recording");
-    command->add_option("FILE", options->file, "Recording")->required()->type_name("");
+    command->add_option("FILE", options->file, "Recording, - for standard input")->required()->type_name("");
     command->add_option("CHANNEL", options->channel, "Channel of the record")->required()->type_name("");
     command
         ->add_option("EXPRESSION", options->expression,
                      "For example QorDistanceImageIFInput.phaseInfo.freqIdx or Simulation.frequencies[0];\n"
-                     "a structure shows all that is in it")
+                     "a structure shows all that is in it, [0:3] and [::8] take parts of arrays")
         ->required()
         ->type_name("");
     auto* const packet = command->add_option("--packet", options->packet, "The packet of this number, from 0")
@@ -170,6 +177,8 @@ void addShow(CLI::App& app, int& exitCode) {
                              ->type_name("N");
     command->add_flag("--all", options->all, "Every packet that has the channel, not only the first")
         ->excludes(packet);
+    command->add_flag("--unused", options->unused,
+                      "Of a structure also what is not in use, such as regions beyond their count");
     command->add_flag("--json", options->json, "Print JSON");
     command->footer(
         "Exit codes: 0 good; 1 nothing found; 2 usage, or the expression addresses nothing;\n"

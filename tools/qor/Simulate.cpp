@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "files/StandardOutput.h"
 #include "plugin/Plugin.h"
 #include "qor/Arguments.h"
 #include "qor/ExitCode.h"
@@ -226,8 +227,8 @@ int report(const Options& options, const Outcome& outcome, const recording::Simu
     } else if (!options.quiet) {
         fmt::print("Simulated {}: {}\n\n", counted(static_cast<std::uint64_t>(outcome.frames), "frame"),
                    describe(simulated));
-        fmt::print("Written\n  {}   {}, {}\n", options.file.string(), counted(outcome.packets, "packet"),
-                   byteText(outcome.bytes));
+        fmt::print("Written\n  {}   {}, {}\n", files::nameOf(options.file),
+                   counted(outcome.packets, "packet"), byteText(outcome.bytes));
         if (options.autoExposure) {
             printExposure(outcome.exposed);
         }
@@ -250,6 +251,9 @@ int giveUp(const Options& options, int exitCode, const std::string& sentence) {
 }
 
 int run(const Options& options) {
+    if (files::isStandardOutput(options.file)) {
+        files::standardOutputForData();
+    }
     std::unique_ptr<simulation::Camera> camera;
     try {
         camera = std::make_unique<simulation::Camera>(cameraSettings(options));
@@ -372,7 +376,10 @@ void addExposureControlOptions(CLI::App& command, Options& options) {
 }
 
 void addOutputOptions(CLI::App& command, Options& options) {
-    command.add_option("-o,--out", options.file, "The recording; its folders are made if needed")
+    command
+        .add_option("-o,--out", options.file,
+                    "The recording, its folders are made if needed; - writes it to standard output and\n"
+                    "the report to standard error")
         ->check(checkRecordingName)
         ->type_name("FILE.zelta")
         ->capture_default_str();

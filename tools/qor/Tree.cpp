@@ -140,14 +140,14 @@ int judge(const Options& options, const Findings& findings) {
         return complain(ExitCode::BadData, findings.damage);
     }
     if (findings.packets == 0) {
-        return complain(ExitCode::BadData, options.file.string() + " holds no packets.");
+        return complain(ExitCode::BadData, recording::nameOf(options.file) + " holds no packets.");
     }
     if (!findings.faults.empty()) {
         return ExitCode::Findings;
     }
     if (findings.definitions.empty()) {
         return complain(ExitCode::Findings,
-                        fmt::format("{} holds {}.", options.file.string(),
+                        fmt::format("{} holds {}.", recording::nameOf(options.file),
                                     options.channel ? fmt::format("nothing on channel {}", *options.channel)
                                                     : "no records"));
     }
@@ -178,7 +178,7 @@ void addTree(CLI::App& app, int& exitCode) {
     const auto options = std::make_shared<Options>();
     CLI::App* command =
         app.add_subcommand("tree", "List the members of the records: kinds, dimensions, offsets, sizes");
-    command->add_option("FILE", options->file, "Recording")->required()->type_name("");
+    command->add_option("FILE", options->file, "Recording, - for standard input")->required()->type_name("");
     command->add_option("CHANNEL", options->channel, "Only the records on this channel")->type_name("");
     command->add_flag("--json", options->json, "Print JSON");
     command->footer(

@@ -2,19 +2,24 @@
 
 #include "recording/RecordingReader.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <limits>
 #include <string>
 #include <system_error>
+#include <utility>
 
 namespace recording {
 namespace {
 
 constexpr std::uint32_t startMark = 0x01234567;   // before the definition
 constexpr std::uint32_t middleMark = 0x76543210;  // between definition and data
-constexpr std::uint32_t endMark = 0x89ABCDEF;     // behind the data
+constexpr std::uint32_t endMark = 0x89ABCDEF;     // after the data
 
 constexpr std::size_t largestPacket = std::numeric_limits<std::int32_t>::max();
 
@@ -23,55 +28,104 @@ constexpr std::size_t largestStep = std::size_t{1} << 20U;
 
 }  // namespace
 
+bool isStandardInput(const std::filesystem::path& path) {
+    return path == "-";
+}
+
+std::string nameOf(const std::filesystem::path& recording) {
+    return isStandardInput(recording) ? "standard input" : recording.string();
+}
+
 RecordingReader::RecordingReader(const std::filesystem::path& path) : path_(path) {
-    const auto refuse = [&path](const std::string& reason) {
-        throw RecordingError("Cannot read " + path.string() + ": " + reason + ".");
+    const auto refuse = [this](const std::string& reason) {
+        throw RecordingError("Cannot read " + nameOf(path_) + ": " + reason + ".");
     };
     std::error_code error;
     if (std::filesystem::is_directory(path, error)) {
         refuse("it is a folder");
     }
-    file_.reset(std::fopen(path.c_str(), "rb"));
+    if (!isStandardInput(path)) {
+        file_.reset(std::fopen(path.c_str(), "rb"));
+    } else if (const int copy = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0); copy != -1) {
+        file_.reset(fdopen(copy, "rb"));
+    }
     if (!file_) {
         refuse(std::strerror(errno));
     }
-    if (std::filesystem::is_regular_file(path, error)) {
-        fileSize_ = std::filesystem::file_size(path, error);
-        fileSize_ = error ? 0 : fileSize_;
+    struct stat status {};
+    if (fstat(fileno(file_.get()), &status) == 0 && S_ISREG(status.st_mode)) {
+        fileSize_ = static_cast<std::uint64_t>(status.st_size);
     }
 }
 
 RecordedPacket* RecordingReader::next() {
-    if (ended_) {
+    if (!ahead_.empty()) {
+        buffer_ = std::move(ahead_.front());
+        ahead_.pop_front();
+    } else if (!readNext()) {
         return nullptr;
     }
-    const int first = std::fgetc(file_.get());
-    if (first == EOF && std::ferror(file_.get()) == 0) {
-        ended_ = true;
+    RecordedPacket* const packet = packetIn(packetsGiven_, position_, buffer_);
+    position_ += buffer_.size();
+    ++packetsGiven_;
+    return packet;
+}
+
+const RecordedPacket* RecordingReader::lookAhead() {
+    try {
+        if (!readNext()) {
+            return nullptr;
+        }
+    } catch (const RecordingError& error) {
+        damage_ = error.what();
         return nullptr;
+    }
+    ahead_.push_back(std::move(buffer_));
+    std::vector<std::uint8_t>& bytes = ahead_.back();
+    return packetIn(packetsRead_ - 1, end_ - bytes.size(), bytes);
+}
+
+// Into the buffer; false at the end.
+bool RecordingReader::readNext() {
+    if (!damage_.empty()) {
+        throw RecordingError(std::exchange(damage_, {}));
+    }
+    if (ended_) {
+        return false;
     }
     ended_ = true;  // unless this packet turns out good
-    packet_ = {packets_, position_, {}, {}};
+    const int first = std::fgetc(file_.get());
+    if (first == EOF && std::ferror(file_.get()) == 0) {
+        return false;
+    }
     buffer_.clear();
     if (first != EOF) {
         std::ungetc(first, file_.get());
     }
     readPacket();
-    packet_.bytes = buffer_;
-    if (zelta::packet_parse(buffer_.data(), static_cast<int>(buffer_.size()), packet_.chunks) != 0) {
-        fail(packet_.offset, "the packet cannot be taken apart");
+    zelta::Packet chunks;
+    if (zelta::packet_parse(buffer_.data(), static_cast<int>(buffer_.size()), chunks) != 0) {
+        fail(end_, "the packet cannot be taken apart");
     }
-    position_ += buffer_.size();
-    ++packets_;
+    end_ += buffer_.size();
+    ++packetsRead_;
     ended_ = false;
+    return true;
+}
+
+// The bytes have been taken apart before.
+RecordedPacket* RecordingReader::packetIn(std::size_t index, std::uint64_t offset,
+                                          std::vector<std::uint8_t>& bytes) {
+    packet_ = {index, offset, bytes, {}};
+    zelta::packet_parse(bytes.data(), static_cast<int>(bytes.size()), packet_.chunks);
     return &packet_;
 }
 
 void RecordingReader::readPacket() {
     const std::uint32_t count = readWord("in its number of chunks");
     if (count > zelta::kMaxChunks) {
-        fail(packet_.offset, "it says that it has " + std::to_string(count) + " chunks, where " +
-                                 std::to_string(zelta::kMaxChunks) + " are possible");
+        fail(end_, "it says that it has " + std::to_string(count) + " chunks, where " +
+                       std::to_string(zelta::kMaxChunks) + " are possible");
     }
     for (std::uint32_t number = 0; number < count; ++number) {
         readChunk(number);
@@ -138,8 +192,8 @@ void RecordingReader::readBytes(std::size_t count, const char* what) {
 }
 
 void RecordingReader::fail(std::uint64_t at, const std::string& reason) const {
-    throw RecordingError(path_.string() + " is damaged at byte " + std::to_string(at) + ", in packet " +
-                         std::to_string(packet_.index) + " (from byte " + std::to_string(packet_.offset) +
+    throw RecordingError(nameOf(path_) + " is damaged at byte " + std::to_string(at) + ", in packet " +
+                         std::to_string(packetsRead_) + " (from byte " + std::to_string(end_) +
                          "): " + reason + ".");
 }
 

@@ -8,9 +8,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <deque>
 #include <filesystem>
 #include <memory>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "recording/RecordingError.h"
@@ -26,6 +28,12 @@ struct RecordedPacket {
     zelta::Packet chunks;  // they point into `bytes`
 };
 
+// "-" is standard input.
+bool isStandardInput(const std::filesystem::path& path);
+
+// The path, or "standard input".
+std::string nameOf(const std::filesystem::path& recording);
+
 class RecordingReader {
  public:
     // Throws RecordingError if there is no such file.
@@ -35,30 +43,45 @@ class RecordingReader {
     // from then on, the recording is at its end.
     RecordedPacket* next();
 
-    std::size_t packetsRead() const { return packets_; }
-    std::uint64_t bytesRead() const { return position_; }
-    std::uint64_t fileSize() const { return fileSize_; }  // 0 if unknown, as for a pipe
+    // The packet after those looked at already, null at the end or at a damaged place. next() gives it again,
+    // as it was recorded, so that a recording from a pipe can be looked into as well. Packets that were
+    // looked at stay in memory until next() has given them.
+    const RecordedPacket* lookAhead();
+
+    const std::filesystem::path& path() const { return path_; }
+    bool isStream() const { return fileSize_ == 0 || isStandardInput(path_); }  // it can be read once
+
+    std::size_t packetsRead() const { return packetsGiven_; }      // by next()
+    std::uint64_t bytesRead() const { return position_; }          // by next()
+    std::uint64_t fileSize() const { return fileSize_; }           // 0 if unknown, as for a pipe
+    std::uint64_t bytesAhead() const { return end_ - position_; }  // of the packets looked at
 
  private:
     struct CloseFile {
         void operator()(std::FILE* file) const { std::fclose(file); }
     };
 
+    bool readNext();
+    RecordedPacket* packetIn(std::size_t index, std::uint64_t offset, std::vector<std::uint8_t>& bytes);
     void readPacket();
     void readChunk(std::uint32_t number);
     std::uint32_t readWord(const char* what);
     std::int32_t readSize(std::uint32_t number, const char* what);
     void readMark(std::uint32_t expected, std::uint32_t number, const char* behind);
     void readBytes(std::size_t count, const char* what);
-    std::uint64_t offset() const { return packet_.offset + buffer_.size(); }
+    std::uint64_t offset() const { return end_ + buffer_.size(); }
     [[noreturn]] void fail(std::uint64_t at, const std::string& reason) const;
 
     std::filesystem::path path_;
     std::unique_ptr<std::FILE, CloseFile> file_;
     std::uint64_t fileSize_ = 0;
-    std::uint64_t position_ = 0;
-    std::size_t packets_ = 0;
+    std::uint64_t position_ = 0;  // after the packets given
+    std::uint64_t end_ = 0;       // after the packets read from the file
+    std::size_t packetsGiven_ = 0;
+    std::size_t packetsRead_ = 0;
     bool ended_ = false;
+    std::string damage_;                           // met while looking ahead; empty if none
+    std::deque<std::vector<std::uint8_t>> ahead_;  // looked at, but not given
     std::vector<std::uint8_t> buffer_;
     RecordedPacket packet_;
 };

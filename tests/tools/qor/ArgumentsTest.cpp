@@ -66,8 +66,14 @@ TEST(Override, TheRecordIsTheFirstPartOfTheExpression) {
     EXPECT_EQ(override->text(), "R.a[3].b=1,2=3");
 }
 
+TEST(Override, BlanksAroundItsPartsAreNoPartOfThem) {
+    const auto override = readOverride("  R.a =  1,2 \t");
+    ASSERT_TRUE(override);
+    EXPECT_EQ(override->text(), "R.a=1,2");
+}
+
 TEST(Override, WhatSetsNothingIsRefused) {
-    for (const char* text : {"", "=", "R.a", "R.a=", "=1", "R=1", ".a=1", "[0]=1"}) {
+    for (const char* text : {"", "=", "R.a", "R.a=", "=1", ".a=1", "[0]=1", " = 1", "R.a= "}) {
         EXPECT_FALSE(readOverride(text)) << text;
         EXPECT_FALSE(checkOverride(text).empty()) << text;
     }

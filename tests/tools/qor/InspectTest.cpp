@@ -97,6 +97,44 @@ TEST_F(Inspect, ShowSpeaksJson) {
     EXPECT_EQ(json.at("packets").at(2).at("values").at("Engine.name"), "V8");
 }
 
+TEST_F(Inspect, ShowTakesSlices) {
+    EXPECT_EQ(run("show e.zelta 8 'Other.x[:][::2]'").output, "0 0\n0 0\n");
+    EXPECT_EQ(run("show e.zelta 8 'Other.x[1][1:]'").output, "0 0\n");
+    EXPECT_EQ(run("show e.zelta 7 'Engine.valve[:].lift' --packet 2").output,
+              "Engine.valve[0].lift = 0\nEngine.valve[1].lift = 2.5\n");
+    EXPECT_EQ(run("show e.zelta 8 'Other.x[2:]'").exitCode, 2);
+}
+
+TEST_F(Inspect, ADashIsStandardInput) {
+    for (const char* arguments : {"info -", "tree -", "show - 7 Engine.speed"}) {
+        const Outcome outcome = run(arguments, "cat e.zelta |");
+        EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
+        EXPECT_NE(outcome.output, "") << arguments;
+    }
+    EXPECT_EQ(run("info -", "cat e.zelta |").output.rfind("standard input: 3 packets", 0), 0U);
+    EXPECT_EQ(run("show - 7 Engine.speed </dev/null").errors, "qor show: standard input holds no packets.\n");
+}
+
+TEST_F(Inspect, ShowNamesEnumeratorsAndKeepsTheirNumbersInTheDocument) {
+    simulate();
+    const std::string filter = "QorDistanceImageIFInput.customization.filterSet.temporalFilter";
+    EXPECT_EQ(run("show r.zelta 3208 " + filter).output, "none\n");
+    const nlohmann::json packet = jsonOf("show r.zelta 3208 " + filter).at("packets").at(0);
+    EXPECT_EQ(packet.at("values").at(filter), 0);
+    EXPECT_EQ(packet.at("names").at(filter), "none");
+}
+
+TEST_F(Inspect, ShowLeavesOutRegionsThatAreNotInUse) {
+    simulate();
+    const std::string regions =
+        "show r.zelta 3208 QorDistanceImageIFInput.customization.autoExpSet.roiSettings.rois";
+    EXPECT_EQ(run(regions).output,
+              "QorDistanceImageIFInput.customization.autoExpSet.roiSettings.rois.noROIs = 0\n");
+    EXPECT_NE(run(regions + " --unused").output.find("rois.ROIs[63].polygon.points2D[31].x = 0\n"),
+              std::string::npos);
+    EXPECT_EQ(run(regions + ".ROIs[63].type").output, "invalid\n");
+}
+
 TEST_F(Inspect, WhatIsNotThereIsAFinding) {
     for (const auto& [arguments, sentence] : std::vector<std::pair<const char*, const char*>>{
              {"show e.zelta 9 X.x", "qor show: e.zelta holds nothing on channel 9.\n"},
@@ -123,11 +161,15 @@ TEST_F(Inspect, UsageErrorsExitWithTwo) {
     EXPECT_EQ(
         run("show e.zelta 7 Engine.none").errors,
         "qor show: \"Engine.none\" addresses nothing in the record Engine; qor tree lists its members.\n");
+    EXPECT_EQ(run("show e.zelta 7 Engine.vlave[1].lift").errors,
+              "qor show: \"Engine.vlave[1].lift\" addresses nothing in the record Engine; qor tree lists its "
+              "members. Did you mean \"Engine.valve[0].lift\"?\n");
 }
 
 TEST_F(Inspect, AnExpressionThatIsNoneIsRefused) {
-    for (const char* expression : {"Other.x[0:1]", "Other.x[1,2]", "Other.x[1x]", "Other.x[1", "Other.x[1]]",
-                                   "Other.x[1]foo", "Other.x[ 1]", "Other..x", "Other."}) {
+    for (const char* expression :
+         {"Other.x[0:1:2:3]", "Other.x[:x]", "Other.x[1,2]", "Other.x[1x]", "Other.x[1", "Other.x[1]]",
+          "Other.x[1]foo", "Other.x[ 1]", "Other..x", "Other."}) {
         const Outcome outcome = run("show e.zelta 8 '" + std::string(expression) + "'");
         EXPECT_EQ(outcome.exitCode, 2) << expression;
         EXPECT_EQ(outcome.output, "") << expression;

@@ -62,13 +62,14 @@ class ReplayOfFake : public testing::Test {
 
     ReplaySettings settings() const {
         ReplaySettings result;
-        result.recording = recording();
         result.results = folder_.path() / "out/result.zelta";
         result.channels.add("all");
         return result;
     }
 
-    ReplayCounts run(const ReplaySettings& settings) {
+    ReplayCounts run(const ReplaySettings& settings) { return run(settings, recording()); }
+
+    ReplayCounts run(const ReplaySettings& settings, const std::filesystem::path& path) {
         frames_.clear();
         distances_.clear();
         troubles_.clear();
@@ -87,7 +88,8 @@ class ReplayOfFake : public testing::Test {
         listener.trouble = [this](const std::string& sentence) { troubles_.push_back(sentence); };
         listener.progress = [this](double share, std::size_t) { lastShare_ = share; };
         listener.interrupted = [this] { return ++packetsSeen_ == interruptAfter_; };
-        return replay(settings, algorithm, listener);
+        recording::RecordingReader reader(path);
+        return replay(reader, settings, algorithm, listener);
     }
 
     std::vector<std::string> log() const {
@@ -296,7 +298,8 @@ TEST_F(ReplayOfFake, WhatTheListenerThrowsLeavesTheResultsComplete) {
     listener.trouble = [](const std::string&) {};
     listener.progress = [](double, std::size_t) {};
     listener.interrupted = [] { return false; };
-    EXPECT_THROW(replay(settings(), algorithm, listener), std::runtime_error);
+    recording::RecordingReader reader(recording());
+    EXPECT_THROW(replay(reader, settings(), algorithm, listener), std::runtime_error);
     EXPECT_EQ(packetsIn(settings().results), 5U);  // the calibration's and those of the first frame
 }
 
@@ -325,11 +328,10 @@ TEST_F(ReplayOfFake, ATruthThatCannotBeUsedIsToldAndTheFramesGoOn) {
 }
 
 TEST_F(ReplayOfFake, ARecordingThroughAPipeIsPlayedWhole) {
-    ReplaySettings piped = settings();
-    piped.recording = folder_.path() / "pipe";
-    ASSERT_EQ(mkfifo(piped.recording.c_str(), 0600), 0);
-    std::thread writer([&] { writeBytes(piped.recording, fileBytes(recording())); });
-    const ReplayCounts counts = run(piped);
+    const std::filesystem::path pipe = folder_.path() / "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    std::thread writer([&] { writeBytes(pipe, fileBytes(recording())); });
+    const ReplayCounts counts = run(settings(), pipe);
     writer.join();
     EXPECT_EQ(counts.read, allPackets);
     EXPECT_EQ(lastShare_, -1.0);
@@ -339,12 +341,12 @@ TEST_F(ReplayOfFake, ARecordingThroughAPipeIsPlayedWhole) {
 TEST_F(ReplayOfFake, TheEndOfASelectionMakesASharePossible) {
     ReplaySettings piped = settings();
     piped.frames = readFrameSelection("1:3").value();
-    piped.recording = folder_.path() / "pipe";
-    ASSERT_EQ(mkfifo(piped.recording.c_str(), 0600), 0);
+    const std::filesystem::path pipe = folder_.path() / "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     std::vector<std::uint8_t> bytes = fileBytes(recording());
     bytes.resize(packets_[0].size() + 12 * packets_[1].size());
-    std::thread writer([&] { writeBytes(piped.recording, bytes); });
-    run(piped);
+    std::thread writer([&] { writeBytes(pipe, bytes); });
+    run(piped, pipe);
     writer.join();
     EXPECT_EQ(lastShare_, 2.0 / 3.0);
 }

@@ -88,7 +88,8 @@ TEST_F(RunCommand, TheSizeToExpectIsThatOfTheResult) {
          {"", " --channels debug", " --channels all --frames 1", " --channels raw,state --frames 1:3",
           " --channels calibration,auxiliary,calibration-error", " --channels pipeline-input,pipeline-output",
           " --channels input,profiling --frames ::2"}) {
-        const nlohmann::json figures = jsonOf(std::string("run r.zelta --enlarge 1 --out p") + arguments);
+        const nlohmann::json figures =
+            jsonOf(std::string("run r.zelta --enlarge 1 --force --out p") + arguments);
         const auto written = figures.at("packets").at("writtenBytes").get<double>();
         EXPECT_NEAR(figures.at("expectedBytes").get<double>(), written, 0.01 * written) << arguments;
     }
@@ -99,15 +100,15 @@ TEST_F(RunCommand, TheSizeToExpectIsToldBeforeTheFirstFrame) {
     const Outcome outcome = run("run r.zelta --out p --channels all");
     EXPECT_EQ(outcome.output.substr(0, outcome.output.find('\n')),
               "r.zelta: 2 frames to keep, about 129.9 MB in p/result.zelta");
-    const Outcome piped = run("run /dev/stdin --out p", "cat r.zelta |");
+    const Outcome piped = run("run /dev/stdin --force --out p", "cat r.zelta |");
     EXPECT_EQ(piped.output.substr(0, piped.output.find('\n')),
               "/dev/stdin: about 1.5 MB for each frame in p/result.zelta");
-    EXPECT_EQ(jsonOf("run /dev/stdin --out p", "cat r.zelta |").at("expectedBytes"), nullptr);
+    EXPECT_EQ(jsonOf("run /dev/stdin --force --out p", "cat r.zelta |").at("expectedBytes"), nullptr);
 }
 
 TEST_F(RunCommand, NoiseAndIntensityAreDrawnIfTheFrameHasThem) {
     simulate("--frames 2");
-    const std::string arguments = "--out p --enlarge 1 --plugin '" FAKE_PLUGIN "'";
+    const std::string arguments = "--force --out p --enlarge 1 --plugin '" FAKE_PLUGIN "'";
     ASSERT_EQ(run("run r.zelta " + arguments).exitCode, 0);
     EXPECT_FALSE(std::filesystem::exists(path("p/00000_noise.png")));
     EXPECT_FALSE(std::filesystem::exists(path("p/00000_intensity.png")));
@@ -154,7 +155,7 @@ TEST_F(RunCommand, FiguresAreMachineReadable) {
     EXPECT_EQ(figures.at("simulation").at("seed"), 5);
     EXPECT_EQ(figures.at("pixels"), 2 * 38528);
     EXPECT_GT(figures.at("validShare").get<double>(), 0.95);
-    EXPECT_EQ(figures.at("files").size(), 1 + pictureNames.size());
+    EXPECT_EQ(figures.at("files").size(), 3 + pictureNames.size());
     EXPECT_EQ(figures.at("damage"), nullptr);
     EXPECT_GT(figures.at("medianErrorMetres").get<double>(), 0.0);
     EXPECT_LT(figures.at("medianErrorMetres").get<double>(), 0.004);
@@ -200,7 +201,7 @@ TEST_F(RunCommand, PixelsBeyondTheUniqueRangeAreTold) {
     simulate();
     EXPECT_EQ(run("run r.zelta --enlarge 1 --out p").output.find("beyond unique range"), std::string::npos);
     ASSERT_EQ(run("simulate --scene hall --quiet --out h.zelta").exitCode, 0);
-    EXPECT_NE(run("run h.zelta --enlarge 1 --out p").output.find("beyond unique range"), std::string::npos);
+    EXPECT_NE(run("run h.zelta --enlarge 1 --out q").output.find("beyond unique range"), std::string::npos);
 }
 
 // With every pixel below the amplitude asked for nothing is valid: that is a finding.
@@ -224,7 +225,7 @@ TEST_F(RunCommand, TheRecordedAmplitudeLimitReachesTheAlgorithm) {
 TEST_F(RunCommand, CloudsHoldThePointsInMetres) {
     simulate("--no-noise");
     const nlohmann::json figures = jsonOf("run --cloud ply,pcd r.zelta --enlarge 1 --out p");
-    EXPECT_EQ(figures.at("files").size(), 3 + pictureNames.size());
+    EXPECT_EQ(figures.at("files").size(), 5 + pictureNames.size());
     const std::string ply = contentOf(path("p/00000_points.ply"));
     const std::size_t vertices = std::stoul(ply.substr(ply.find("element vertex ") + 15));
     EXPECT_EQ(vertices,
@@ -258,7 +259,7 @@ TEST_F(RunCommand, SelectedFramesAreDrawnUnderTheirNumber) {
     const Outcome none = run("run r.zelta --out q --frames 9");
     EXPECT_EQ(none.exitCode, 1);
     EXPECT_EQ(none.errors, "qor run: --frames 9 selects none of the 4 frames.\n");
-    EXPECT_EQ(run("run r.zelta --out q --frames 4:").errors,
+    EXPECT_EQ(run("run r.zelta --out other --frames 4:").errors,
               "qor run: --frames 4: selects none of the 4 frames.\n");
 }
 
@@ -308,22 +309,6 @@ TEST_F(RunCommand, ASetMemberIsAddressedByAnExpressionAndNothingElse) {
     }
 }
 
-// What --set names is looked up before anything is written, and a pipe would be empty afterwards.
-TEST_F(RunCommand, ASetMemberNeedsARecordingThatCanBeReadTwice) {
-    simulate();
-    const Outcome piped =
-        run("run /dev/stdin --enlarge 1 --out p --set "
-            "QorDistanceImageIFInput.customization.minAmplitude=30",
-            "cat r.zelta |");
-    EXPECT_EQ(piped.exitCode, 2);
-    EXPECT_EQ(piped.errors,
-              "qor run: --set: this needs a recording that can be read twice; /dev/stdin is no file.\n");
-    EXPECT_FALSE(std::filesystem::exists(path("p")));
-    ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
-    EXPECT_EQ(run("run pipe --set QorDistanceImageIFInput.customization.minAmplitude=30").exitCode, 2);
-    EXPECT_EQ(run("run /dev/stdin --enlarge 1 --out p", "cat r.zelta |").exitCode, 0);
-}
-
 TEST_F(RunCommand, TheRecordingIsNeverOverwritten) {
     simulate("", "result.zelta");
     const std::string before = contentOf(path("result.zelta"));
@@ -363,7 +348,7 @@ TEST_F(RunCommand, AnErrorThatEndsTheCommandIsADocument) {
                                                   {". --out q", 3},
                                                   {"r.zelta --out q --plugin none.so", 3},
                                                   {"r.zelta --out file/q", 3},
-                                                  {"r.zelta --out p", 3},
+                                                  {"r.zelta --out p", 2},
                                                   {"r.zelta --out q --set None.a=3", 2},
                                                   {"r.zelta --out q --set 'None.a[0:3]=3'", 2}}) {
         const Outcome outcome = run(std::string("run --json --quiet ") + arguments);
@@ -415,7 +400,7 @@ TEST_F(RunCommand, EachFilterIsSwitchedOnByOneMember) {
     simulate("--frames 8");
     const auto noise = [this](const std::string& setting) {
         const std::string filter = "QorDistanceImageIFInput.customization.filterSet." + setting;
-        return jsonOf("run r.zelta --out p --set " + filter)
+        return jsonOf("run r.zelta --force --out p --set " + filter)
             .at("temporalNoise")
             .at("medianMeasuredMetres")
             .get<double>();
@@ -506,7 +491,7 @@ TEST_F(RunCommand, AnOutputThatCannotBeWrittenExitsWithThree) {
 TEST_F(RunCommand, ErrorsThatNobodyCanReadEndNothing) {
     simulate("--frames 2");
     const std::string failing =
-        "run r.zelta --json --out p --set QorDistanceImageIFInput.param.numExposures=3 2>";
+        "run r.zelta --json --force --out p --set QorDistanceImageIFInput.param.numExposures=3 2>";
     for (const char* nowhere : {"/dev/full", "&-"}) {
         const Outcome outcome = run(failing + nowhere);
         EXPECT_EQ(outcome.exitCode, 3) << nowhere;
@@ -525,7 +510,7 @@ TEST_F(RunCommand, ImagesWithoutACalibrationAreAFinding) {
     EXPECT_EQ(none.errors,
               "qor run: no calibration (channel 3212) came before the first 8 images.\n"
               "qor run: the plug-in gave no result; nothing was written.\n");
-    const Outcome late = run("run late.zelta --enlarge 1 --out p");
+    const Outcome late = run("run late.zelta --enlarge 1 --out q");
     EXPECT_EQ(late.exitCode, 1);
     EXPECT_EQ(late.errors, "qor run: no calibration (channel 3212) came before the first 4 images.\n");
 }
@@ -538,7 +523,7 @@ TEST_F(RunCommand, AnotherCalibrationIsToldOnceAndTheSameOneNot) {
     writePackets("same.zelta", {packets[0], packets[0], packets[1], packets[2], packets[3], packets[4]});
     writePackets("two.zelta", {packets[0], other, packets[1], packets[2], packets[3], packets[4], other});
     EXPECT_EQ(run("run same.zelta --enlarge 1 --out p").errors, "");
-    const Outcome two = run("run two.zelta --enlarge 1 --out p");
+    const Outcome two = run("run two.zelta --enlarge 1 --out q");
     EXPECT_EQ(two.exitCode, 1);
     EXPECT_EQ(two.errors, "qor run: packet 1 (byte " + std::to_string(packets[0].size()) +
                               "): another calibration; the plug-in keeps the first.\n");
@@ -575,7 +560,7 @@ TEST_F(RunCommand, AFolderThatCannotBeMadeExitsWithThreeAndIsNamed) {
     std::ofstream(path("file")) << "x";
     const Outcome outcome = run("run r.zelta --out file/p");
     EXPECT_EQ(outcome.exitCode, 3);
-    EXPECT_NE(outcome.errors.find("Cannot write file/p/result.zelta"), std::string::npos) << outcome.errors;
+    EXPECT_NE(outcome.errors.find("Cannot make file/p"), std::string::npos) << outcome.errors;
 }
 
 }  // namespace

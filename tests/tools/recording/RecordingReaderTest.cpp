@@ -6,6 +6,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <array>
 #include <csignal>
 #include <cstring>
 #include <random>
@@ -273,6 +274,44 @@ TEST_F(Reader, BytesOfAPacketMayBeChangedThroughIt) {
     RecordedPacket* const first = reader.next();
     first->bytes[32] = 0x99;  // the first byte of the data
     EXPECT_EQ(*static_cast<const std::uint8_t*>(first->chunks[0].data), 0x99);
+}
+
+TEST_F(Reader, WhatWasLookedAtIsGivenAgain) {
+    writeBytes(path(), joined(samplePackets()));
+    RecordingReader reader(path());
+    const RecordedPacket* const first = reader.lookAhead();
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(first->index, 0U);
+    const RecordedPacket* const second = reader.lookAhead();
+    ASSERT_NE(second, nullptr);
+    EXPECT_EQ(second->index, 1U);
+    EXPECT_EQ(second->offset, samplePackets()[0].size());
+    EXPECT_EQ(reader.packetsRead(), 0U);
+    EXPECT_EQ(reader.bytesAhead(), samplePackets()[0].size() + samplePackets()[1].size());
+    constexpr std::array<std::size_t, 3> chunkCounts{1, 0, 2};
+    for (std::size_t k = 0; k < 3; ++k) {
+        const RecordedPacket* const packet = reader.next();
+        ASSERT_NE(packet, nullptr);
+        EXPECT_EQ(packet->index, k);
+        EXPECT_EQ(Bytes(packet->bytes.begin(), packet->bytes.end()), samplePackets()[k]);
+        EXPECT_EQ(packet->chunks.size(), chunkCounts[k]);
+    }
+    EXPECT_EQ(reader.next(), nullptr);
+    EXPECT_EQ(reader.bytesAhead(), 0U);
+}
+
+TEST_F(Reader, DamageThatWasLookedAtIsToldInItsPlace) {
+    Bytes bytes = joined(samplePackets());
+    bytes.pop_back();
+    writeBytes(path(), bytes);
+    RecordingReader reader(path());
+    EXPECT_NE(reader.lookAhead(), nullptr);
+    EXPECT_NE(reader.lookAhead(), nullptr);
+    EXPECT_EQ(reader.lookAhead(), nullptr);
+    EXPECT_NE(reader.next(), nullptr);
+    EXPECT_NE(reader.next(), nullptr);
+    EXPECT_THROW(reader.next(), RecordingError);
+    EXPECT_EQ(reader.next(), nullptr);
 }
 
 class Writer : public Reader {};
