@@ -12,8 +12,6 @@
 
 namespace zelta {
 
-Mutex mutex;
-
 namespace {
 
 using Lock = std::lock_guard<Mutex>;
