@@ -28,16 +28,16 @@ QorDICIError diciError;
 
 /** Which chunks the packet has; -1 where the search did not get so far. */
 struct ChunkIndices {
-    int calibration = -1;
-    int auxiliary = -1;
+    int origCalibPacketIDX = -1;
+    int origAuxPacketIDX = -1;
 };
 
 void assignRecords(const Packet& packet, QorDistanceImageIFCalib& calibration, QorDICIAuxiliaryParam& auxInfo,
                    ChunkIndices& indices) {
-    indices.calibration = findChannelInPacket(packet, channel::kCalibration);
+    indices.origCalibPacketIDX = findChannelInPacket(packet, channel::kCalibration);
     PacketAssign(packet, channel::kCalibration, zeltaGet_QorDistanceImageIFCalib, "QorDistanceImageIFCalib",
                  &calibration, sizeof calibration, "QorDistanceImageIFCalib", false);
-    indices.auxiliary = findChannelInPacket(packet, channel::kAuxiliary);
+    indices.origAuxPacketIDX = findChannelInPacket(packet, channel::kAuxiliary);
     PacketAssign(packet, channel::kAuxiliary, zeltaGet_QorDICIAuxiliaryParam, "QorDICIAuxiliaryParam",
                  &auxInfo, sizeof auxInfo, "QorDICIAuxiliaryParam", false);
 }
@@ -72,8 +72,14 @@ AlgoMeasBuffer* offerChunk(const ZeltaChunk& chunk, Bytes& payload, Bytes& descr
                            AlgoMeasBuffer* slot) {
     payload = copyOf(chunk.data, chunk.dataSize);
     description = copyOf(chunk.description, chunk.descSize);
-    slot[0] = {payload.get(), static_cast<alif_uint32_t>(chunk.dataSize), 0, chunk.channelID};
-    slot[1] = {description.get(), static_cast<alif_uint32_t>(chunk.descSize), 0, chunk.channelID + 1};
+    slot[0] = {.buffer = payload.get(),
+               .sizeTotal = static_cast<alif_uint32_t>(chunk.dataSize),
+               .sizeReady = 0,
+               .channelID = chunk.channelID};
+    slot[1] = {.buffer = description.get(),
+               .sizeTotal = static_cast<alif_uint32_t>(chunk.descSize),
+               .sizeReady = 0,
+               .channelID = chunk.channelID + 1};
     return slot + 2;
 }
 
@@ -86,17 +92,18 @@ void fillAnswer(const Packet& packet, const ChunkIndices& indices, AlgoMeasBuffe
         throw std::runtime_error("Unexpected number of measurement buffers");
     }
     std::fill_n(measBuffer, measBuffersArraySize, AlgoMeasBuffer{});
-    measBuffer[0] = {&diciError, sizeof diciError, 0, channel::kError};
+    measBuffer[0] = {
+        .buffer = &diciError, .sizeTotal = sizeof diciError, .sizeReady = 0, .channelID = channel::kError};
     zeltaGet_QorDICIError(&measBuffer[1].buffer, &measBuffer[1].sizeTotal);
     measBuffer[1].channelID = channel::kError + 1;
     AlgoMeasBuffer* slot = measBuffer + 2;
-    if (indices.auxiliary >= 0) {
-        slot = offerChunk(packet[static_cast<std::size_t>(indices.auxiliary)], origAuxPayload, origAuxDescr,
-                          slot);
+    if (indices.origAuxPacketIDX >= 0) {
+        slot = offerChunk(packet[static_cast<std::size_t>(indices.origAuxPacketIDX)], origAuxPayload,
+                          origAuxDescr, slot);
     }
-    if (indices.calibration >= 0) {
-        offerChunk(packet[static_cast<std::size_t>(indices.calibration)], origCalibPayload, origCalibDescr,
-                   slot);
+    if (indices.origCalibPacketIDX >= 0) {
+        offerChunk(packet[static_cast<std::size_t>(indices.origCalibPacketIDX)], origCalibPayload,
+                   origCalibDescr, slot);
     }
 }
 

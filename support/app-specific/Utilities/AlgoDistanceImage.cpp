@@ -71,10 +71,10 @@ void AlgoDistanceImage::interpretCalibration() {
     m_CalibrationInterpreted = true;
 }
 
-bool AlgoDistanceImage::collectRawdata() {
+bool AlgoDistanceImage::collectRawdata(const Packet& chunks) {
     try {
         QorRawPhaseData& slot = m_QorRawData[m_phaseCounter];
-        PacketAssign(m_receivedChunks, channel::kRawData, zeltaGet_QorRawPhaseData, "QorRawPhaseData", &slot,
+        PacketAssign(chunks, channel::kRawData, zeltaGet_QorRawPhaseData, "QorRawPhaseData", &slot,
                      sizeof slot, "QorRawPhaseData", false);
     } catch (const std::runtime_error&) {
         return false;
@@ -104,7 +104,7 @@ void AlgoDistanceImage::assignReceivedChunks(bool fromCustomPin) {
     if (!m_CalibrationInterpreted && receivedChunksContain(channel::kCalibration)) {
         interpretCalibration();
     }
-    if (collectRawdata() && receivedChunksContain(channel::kInput)) {
+    if (collectRawdata(m_receivedChunks) && receivedChunksContain(channel::kInput)) {
         m_haveRawData = true;
     }
     if (receivedChunksContain(channel::kInput)) {
@@ -125,7 +125,8 @@ bool AlgoDistanceImage::initialise() {
         !m_CalibrationInterpreted) {
         return false;
     }
-    const QorDistanceImageServices services = {getTimeFct, getSystemTimeFct};
+    const QorDistanceImageServices services = {.fctGetTime = getTimeFct,
+                                               .fctGetSystemTime = getSystemTimeFct};
     if (QorDistanceImage_Init(&m_DistanceImageCalib, &m_DistanceImageInput.freqHoppingTable,
                               &m_DistanceImageInput.param, &m_DistanceImageCustom.extrinsicCalibrationCamera,
                               &services, &m_DIResult.distToCartesian) != 0) {

@@ -21,7 +21,7 @@ class AlgoDistanceImage : public TamAlgoSimInterface {
     static constexpr int kRawImages = 32;  ///< of a frame at most; more reuse the slots
 
     void interpretCalibration();
-    bool collectRawdata();
+    bool collectRawdata(const Packet& chunks);
     void assignInput();
     bool initialise();
     void applyImage();

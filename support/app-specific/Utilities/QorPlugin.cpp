@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The exported functions: one algorithm, and no exception out of processZelta.
-#include "QorPlugin.h"
-
 #include <memory>
 #include <string>
 #include <string_view>
 
 #include "AlgoDistanceImage.h"
 #include "PacketZelta.h"
+#include "QorPlugin.h"
 
 namespace {
 

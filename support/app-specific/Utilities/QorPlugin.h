@@ -19,10 +19,8 @@
 #define QOR_PLUGIN_EXPORT __attribute__((visibility("default")))
 #endif
 
-/* Among the sources of the algorithm, ALTypes.h has the version as one of its records. */
-#if defined(__cplusplus) && __has_include("ALTypes.h")
-#include "ALTypes.h"
-#else
+/* The algorithm's own sources, which describe their records, have the version as one of them. */
+#ifndef AL_DESCRIBE
 /** Version of the algorithm. */
 typedef struct AlgoVersion {
     uint32_t major;

@@ -16,5 +16,6 @@ Timestamp_t getTimeFct() {
 AlgoSystemTime getSystemTimeFct() {
     timespec now = {};
     clock_gettime(CLOCK_REALTIME, &now);
-    return {static_cast<alif_uint32_t>(now.tv_sec), static_cast<alif_uint32_t>(now.tv_nsec)};
+    return {.seconds = static_cast<alif_uint32_t>(now.tv_sec),
+            .nanoSeconds = static_cast<alif_uint32_t>(now.tv_nsec)};
 }

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The exported functions, called as a host calls them: through dlopen.
-#include "QorPlugin.h"
-
 #include <cxxabi.h>
 #include <gtest/gtest.h>
 

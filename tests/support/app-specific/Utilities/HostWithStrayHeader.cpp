@@ -1,0 +1,12 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// A host in C++ whose include path has a header called as one of the algorithm's: the types of the interface
+// are its own all the same. That it compiles is the test.
+#include <cstddef>
+#include <type_traits>
+
+#include "QorPlugin.h"
+
+static_assert(std::is_same_v<decltype(AlgoVersion::major), uint32_t>);
+static_assert(sizeof(AlgoVersion) == 12 && offsetof(AlgoVersion, minor) == 4 &&
+              offsetof(AlgoVersion, patch) == 8);
