@@ -22,6 +22,10 @@ elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64)$")
     # The kernels are written for vectors of a size known at compile time: NEON.
     add_compile_definitions("HWY_DISABLED_TARGETS=(HWY_SVE|HWY_SVE2|HWY_SVE_256|HWY_SVE2_128)")
 endif()
+option(QOR_EMULATED_VECTORS "Kernels for a processor without vectors alone: for other processors, and for tests" OFF)
+if(QOR_EMULATED_VECTORS)
+    add_compile_definitions(HWY_COMPILE_ONLY_EMU128)
+endif()
 # C has its own warnings; those of C++ mean nothing to it.
 add_compile_options("$<$<COMPILE_LANGUAGE:CXX>:-Wall;-Wextra;-Wpedantic;-Wshadow;-Wnon-virtual-dtor;-Wcast-qual;\
 -Wdouble-promotion;-Wfloat-conversion;-Wimplicit-fallthrough>")

@@ -161,7 +161,11 @@ void Camera::nextImage() {
 OwnedChunk Camera::rawChunk() const {
     QorRawPhaseData raw;
     const int image = input.phaseInfo.sequenceCounter - (intensityImage ? 1 : 0);
-    takeImage(input.phaseInfo, image, noiseLevel, raw);
+    if (scene) {
+        scene(input.phaseInfo, image, raw);
+    } else {
+        takeImage(input.phaseInfo, image, noiseLevel, raw);
+    }
     return m_rawLayout.chunk(kRawDataChannel, &raw);
 }
 

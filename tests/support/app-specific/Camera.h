@@ -4,6 +4,7 @@
 // packets that carry them.
 #pragma once
 
+#include <functional>
 #include <memory>
 
 #include "Layouts.h"
@@ -35,6 +36,12 @@ QorDistanceImageIFInput plainInput();
 
 /** Two exposures, two frequencies, and every product and filter that a customization can ask for. */
 QorDistanceImageIFInput richInput();
+
+/**
+ * Takes the image that `info` describes. `phaseOfGroup` modulo 4 is its place among the four phases; it is -1
+ * for an intensity image.
+ */
+using Scene = std::function<void(const QorRawdataPhaseInfo& info, int phaseOfGroup, QorRawPhaseData& raw)>;
 
 /** Sends packets; its settings may be changed between them. */
 class Camera {
@@ -76,6 +83,7 @@ class Camera {
     QorDICIAuxiliaryParam auxiliary;
     QorDistanceImageIFInput input = plainInput();
     bool intensityImage = false;  ///< each frame begins with one
+    Scene scene;                  ///< none: a wall that leans away, with noise
     unsigned int noiseLevel = 4;  ///< how far samples lie at most from the scene's
 
  private:

@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// A plain host: it knows the plug-in by its exported functions, and its clocks are no clocks but counters.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "golden/Recordings.h"
+
+namespace golden {
+
+/** What one call brought. */
+struct Answer {
+    int result = 0;
+    bool exceptionOccured = false;
+    std::string exception;  ///< its text, if there was one
+    Bytes packet;           ///< the result; empty if there is none
+    bool finishedFrame = false;
+};
+
+/** Both clocks of the plug-in start anew. */
+void restartClocks();
+
+/** One call, and the result in its long form if the call finished a frame or failed, else in its short one.
+ */
+Answer call(const Step& step);
+
+/** A whole session with a new algorithm. */
+void play(const std::vector<Step>& steps, const std::function<void(const Answer& answer)>& take);
+
+}  // namespace golden
