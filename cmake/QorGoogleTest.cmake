@@ -15,11 +15,33 @@ else()
     endif()
 endif()
 
+# A test runs for milliseconds and is compiled for seconds, so the tests' own code is optimised little and says lines alone
+# to the debugger. What they test keeps the flags that it ships with.
+set(QOR_TEST_OPTIONS)
+if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
+    set(QOR_TEST_OPTIONS -O1 -g1)
+endif()
+if(QOR_BUILD_FUZZERS)
+    list(APPEND QOR_TEST_OPTIONS -fno-sanitize=fuzzer-no-link)  # the fuzzer never runs them
+endif()
+
+# GoogleTest's header once for all tests. A compiler cache saves more than that, and seldom serves precompiled headers.
+add_executable(gtest_header ${CMAKE_CURRENT_LIST_DIR}/gtest_header.cpp)
+target_link_libraries(gtest_header PRIVATE GTest::gtest)
+target_compile_options(gtest_header PRIVATE ${QOR_TEST_OPTIONS})
+if(NOT CMAKE_CXX_COMPILER_LAUNCHER MATCHES "ccache")
+    target_precompile_headers(gtest_header PRIVATE <gtest/gtest.h>)
+endif()
+
 # qor_add_test(NAME sources... LIBRARIES libraries...): one test program, each of its tests known to CTest.
 function(qor_add_test name)
     cmake_parse_arguments(ARG "" "" "LIBRARIES" ${ARGN})
     add_executable(${name} ${ARG_UNPARSED_ARGUMENTS})
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/tests)
     target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES} GTest::gtest GTest::gtest_main)
+    target_compile_options(${name} PRIVATE ${QOR_TEST_OPTIONS})
+    if(NOT CMAKE_CXX_COMPILER_LAUNCHER MATCHES "ccache")
+        target_precompile_headers(${name} REUSE_FROM gtest_header)
+    endif()
     gtest_discover_tests(${name} DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 600)
 endfunction()
