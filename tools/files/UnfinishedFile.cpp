@@ -124,6 +124,23 @@ void UnfinishedFile::makeFolders() {
     }
 }
 
+fs::path UnfinishedFile::keep(std::uint64_t bytes) {
+    if (file_ != nullptr) {
+        std::fclose(file_);  // nothing waits in it
+        file_ = nullptr;
+    }
+    std::error_code error;
+    if (!exists_ || fs::file_size(unfinished_, error) < bytes || error) {
+        return {};
+    }
+    fs::resize_file(unfinished_, bytes, error);
+    if (error) {
+        return {};
+    }
+    exists_ = false;
+    return unfinished_;
+}
+
 // "x" opens only what is not there yet, so that two at once never share a file.
 void UnfinishedFile::open() {
     for (int number = 0; number < mostUnfinished; ++number) {
@@ -131,6 +148,7 @@ void UnfinishedFile::open() {
         unfinished_ += number == 0 ? ".part" : ".part" + std::to_string(number);
         file_ = std::fopen(unfinished_.c_str(), "wbx");
         if (file_ != nullptr) {
+            std::setvbuf(file_, nullptr, _IONBF, 0);
             exists_ = true;
             return;
         }
@@ -153,8 +171,7 @@ void UnfinishedFile::remove() {
     }
 }
 
-void UnfinishedFile::fail(const std::string& reason) {
-    remove();
+void UnfinishedFile::fail(const std::string& reason) const {
     throw std::runtime_error("Cannot write " + nameOf(path_) + ": " + reason + ".");
 }
 

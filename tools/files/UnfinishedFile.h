@@ -24,21 +24,25 @@ class UnfinishedFile {
  public:
     // Makes missing folders. Throws std::runtime_error, as the others, with a sentence that names the path.
     explicit UnfinishedFile(const std::filesystem::path& path);
-    ~UnfinishedFile();  // what is not finished is removed
+    ~UnfinishedFile();  // what is neither finished nor kept is removed
     UnfinishedFile(const UnfinishedFile&) = delete;
     UnfinishedFile& operator=(const UnfinishedFile&) = delete;
 
+    // The bytes go to the file at once, so that those of earlier calls are there when a later one fails.
     void write(std::span<const std::uint8_t> bytes);
 
     // Ends the file and gives it its name, in place of an older file. Once.
     void finish();
+
+    // Leaves the first `bytes` of the file under its unfinished name, which is returned; empty if that fails.
+    std::filesystem::path keep(std::uint64_t bytes);
 
  private:
     void openStream();
     void makeFolders();
     void open();
     void remove();
-    [[noreturn]] void fail(const std::string& reason);
+    [[noreturn]] void fail(const std::string& reason) const;
 
     std::filesystem::path path_;
     std::filesystem::path target_;  // where a symbolic link leads, else the path

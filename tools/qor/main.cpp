@@ -6,8 +6,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <exception>
+#include <new>
 
 #include "qor/ExitCode.h"
 #include "qor/Info.h"
@@ -58,9 +60,12 @@ bool isPrinted() {
 
 int main(int argc, char** argv) {
     openClosedStreams();
+    std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is an error of its writing
     int exitCode = qor::ExitCode::BadData;
     try {
         exitCode = runCommand(argc, argv);
+    } catch (const std::bad_alloc&) {
+        std::fputs("qor: there is not enough memory.\n", stderr);
     } catch (const std::exception& error) {
         qor::printError("qor: {}\n", error.what());
     }

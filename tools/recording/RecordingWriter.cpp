@@ -31,9 +31,17 @@ void RecordingWriter::attempt(const Work& work) {
     try {
         work();
     } catch (const std::runtime_error& error) {
+        const std::string kept = keepPackets();
         file_.reset();
-        throw RecordingError(error.what());
+        throw RecordingError(error.what() + kept);
     }
+}
+
+std::string RecordingWriter::keepPackets() {
+    const std::filesystem::path kept = file_ && packets_ > 0 ? file_->keep(bytes_) : std::filesystem::path();
+    return kept.empty()
+               ? ""
+               : " The packets before are in " + kept.string() + ": " + std::to_string(packets_) + ".";
 }
 
 }  // namespace recording

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Writes a recording. It appears under its name only when it is finished.
+// Writes a recording. It appears under its name only when it is finished. When that fails, as on a full disk,
+// the whole packets up to there stay under the unfinished name, which the error tells.
 
 #pragma once
 
@@ -9,6 +10,7 @@
 #include <filesystem>
 #include <optional>
 #include <span>
+#include <string>
 
 #include "files/UnfinishedFile.h"
 
@@ -34,6 +36,8 @@ class RecordingWriter {
     // Failures of the file become RecordingError and close it.
     template <typename Work>
     void attempt(const Work& work);
+
+    std::string keepPackets();
 
     std::filesystem::path path_;
     std::optional<files::UnfinishedFile> file_;  // what is not finished is removed

@@ -314,6 +314,25 @@ TEST_F(Reader, DamageThatWasLookedAtIsToldInItsPlace) {
     EXPECT_EQ(reader.next(), nullptr);
 }
 
+TEST_F(Reader, AFileThatShrinksWhileItIsReadEndsAtADamageInWords) {
+    const std::vector<Bytes> packets(5, packet({{1, Bytes(8, 0x11), Bytes(50000, 0x22)}}));
+    writeBytes(path(), joined(packets));
+    RecordingReader reader(path());
+    ASSERT_NE(reader.next(), nullptr);
+    std::filesystem::resize_file(path(), 3 * packets[0].size() + 1000);
+    std::size_t read = 1;
+    std::string sentence;
+    try {
+        while (reader.next() != nullptr) {
+            ++read;
+        }
+    } catch (const RecordingError& error) {
+        sentence = error.what();
+    }
+    EXPECT_EQ(read, 3U);
+    EXPECT_NE(sentence.find("the file ends in the data of chunk 0"), std::string::npos) << sentence;
+}
+
 class Writer : public Reader {};
 
 TEST_F(Writer, WritesWhatTheReaderGives) {
@@ -382,6 +401,37 @@ TEST_F(Writer, AWriteThatFailsIsToldAndNothingRemains) {
     std::signal(SIGXFSZ, handlerBefore);
     EXPECT_EQ(sentence, "Cannot write " + path().string() + ": File too large.");
     EXPECT_TRUE(std::filesystem::is_empty(folder_.path()));
+}
+
+TEST_F(Writer, AFullDiskLeavesTheWholePacketsBeforeUnderTheUnfinishedName) {
+    const std::vector<Bytes> packets = samplePackets();
+    const std::size_t whole = packets[0].size() + packets[1].size();
+    for (const std::size_t room : {whole, whole + 1, whole + packets[2].size() - 1}) {
+        rlimit before{};
+        ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+        const auto handlerBefore = std::signal(SIGXFSZ, SIG_IGN);
+        const rlimit few{room, before.rlim_max};
+        ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &few), 0);
+        std::string sentence;
+        try {
+            RecordingWriter writer(path());
+            for (const Bytes& bytes : packets) {
+                writer.write(bytes);
+            }
+            writer.finish();
+        } catch (const RecordingError& error) {
+            sentence = error.what();
+        }
+        setrlimit(RLIMIT_FSIZE, &before);
+        std::signal(SIGXFSZ, handlerBefore);
+        const std::filesystem::path kept = folder_.path() / "r.zelta.part";
+        EXPECT_EQ(sentence, "Cannot write " + path().string() +
+                                ": File too large. The packets before are in " + kept.string() + ": 2.");
+        EXPECT_EQ(readAll(kept).packets, (std::vector<Bytes>{packets[0], packets[1]}));
+        EXPECT_EQ(readAll(kept).fault, "");
+        EXPECT_FALSE(std::filesystem::exists(path()));
+        std::filesystem::remove(kept);
+    }
 }
 
 TEST_F(Writer, AFileWithTheNameOfAnUnfinishedOneIsLeftAlone) {

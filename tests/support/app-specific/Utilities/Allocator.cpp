@@ -10,6 +10,7 @@ namespace host_testing {
 
 bool g_nextAllocationThrowsANumber = false;
 std::size_t g_allocationsLeft = kMemoryWithoutEnd;
+std::size_t g_failedAllocations = 0;
 bool g_newMemoryIsDirty = false;
 std::size_t g_allocations = 0;
 std::size_t g_blocks = 0;
@@ -19,6 +20,7 @@ namespace {
 
 void* take(std::size_t size) {
     if (g_allocationsLeft == 0) {
+        ++g_failedAllocations;
         return nullptr;
     }
     if (g_allocationsLeft != kMemoryWithoutEnd) {

@@ -17,6 +17,9 @@ extern bool g_nextAllocationThrowsANumber;
 inline constexpr std::size_t kMemoryWithoutEnd = SIZE_MAX;
 extern std::size_t g_allocationsLeft;
 
+/** Allocations that failed since somebody set it to 0. */
+extern std::size_t g_failedAllocations;
+
 /** New memory is full of 0xA5 bytes. */
 extern bool g_newMemoryIsDirty;
 

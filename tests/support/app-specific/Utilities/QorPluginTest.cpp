@@ -259,6 +259,58 @@ TEST_F(QorPlugin, NoExceptionLeavesWhereverMemoryRunsOut) {
     start();
 }
 
+/** Gives the packet again and again, each time with memory for one allocation more, until it is enough. */
+void insist(const Plugin& plugin, const Bytes& packet, int fromCustomPin, std::size_t& faults) {
+    for (std::size_t allocations = 0;; ++allocations) {
+        int32_t exceptionOccured = 0;
+        host_testing::g_failedAllocations = 0;
+        host_testing::g_allocationsLeft = allocations;
+        plugin.processZelta(packet.data(), static_cast<int32_t>(packet.size()), fromCustomPin,
+                            &exceptionOccured);
+        const bool ranOut = host_testing::g_failedAllocations > 0;
+        host_testing::g_allocationsLeft = host_testing::kMemoryWithoutEnd;
+        if (!ranOut) {
+            ASSERT_EQ(exceptionOccured, 0) << plugin.lastExceptionMessage();
+            return;
+        }
+        ++faults;
+        ASSERT_TRUE(exceptionOccured == 0 || std::string(plugin.lastExceptionMessage()) != "");
+    }
+}
+
+/** Memory runs out at each place of a session: what was given again makes the frame of an untroubled one. */
+TEST_F(QorPlugin, AfterMemoryRanOutTheSamePacketsMakeTheSameFrame) {
+    const auto session = [](bool withFaults) {
+        const Plugin plugin;
+        plugin.createAlgo();
+        Camera camera;
+        std::size_t faults = 0;
+        std::vector<std::pair<Bytes, int>> packets = {{camera.customizationPacket(), 1},
+                                                      {camera.calibrationPacket(), 0}};
+        for (int image = 0; image < camera.imagesPerFrame(); ++image) {
+            packets.emplace_back(camera.imagePacket(), 0);
+        }
+        for (const auto& [packet, pin] : packets) {
+            if (withFaults) {
+                insist(plugin, packet, pin, faults);
+            } else {
+                plugin.process(packet, pin);
+            }
+        }
+        EXPECT_EQ(faults > 20, withFaults) << faults;
+        return plugin.result();
+    };
+    const Bytes untroubled = host_testing::inNewProcess([&] { return session(false); });
+    const Bytes troubled = host_testing::inNewProcess([&] { return session(true); });
+    const auto expected =
+        host_testing::recordOn<QorDistanceImageIFOutput>(untroubled, host_testing::kResultChannel);
+    const auto actual =
+        host_testing::recordOn<QorDistanceImageIFOutput>(troubled, host_testing::kResultChannel);
+    ASSERT_TRUE(expected);
+    ASSERT_TRUE(actual);
+    EXPECT_EQ(std::memcmp(&*actual, &*expected, sizeof *actual), 0);
+}
+
 TEST_F(QorPlugin, ADeclaredSizeOf4GiBIsReadAndAllocatesNothingOfThatSize) {
     host_testing::OwnedChunk calibration = camera_.calibrationChunk();
     std::fill_n(calibration.description.begin() + 8, 4, std::uint8_t{0xFF});
