@@ -16,7 +16,7 @@ struct StraylightCalib {
     float32_t filterCutOff;      ///< values of the scaled function at or above it are removed
     float32_t correctionFactor;  ///< weight of the subtraction
 };
-static_assert(kPsfSize == 154905 && sizeof(StraylightCalib) == 4 * (kPsfSize + 4));
+static_assert(kPsfSize == 154905 && sizeof(StraylightCalib) == sizeof(float32_t) * (kPsfSize + 4));
 
 /**
  * The calibration of this build: the model of the lens, or the table that QOR_STRAYLIGHT_PSF_FILE named. The
