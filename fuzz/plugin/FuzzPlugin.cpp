@@ -2,27 +2,16 @@
 //
 // Any sequence of packets into the whole plug-in: no crash, no hang, no allocation beyond reason, and a
 // result that is a packet.
-#include <cstdlib>
-#include <cstring>
 #include <map>
-#include <stdexcept>
-#include <utility>
+#include <tuple>
 
-#include "Camera.h"
-#include "QorData.h"
-#include "QorPlugin.h"
+#include "Algorithms.h"
 #include "Session.h"
 
 namespace {
 
 using host_testing::Bytes;
 using host_testing::Camera;
-
-void require(bool condition) {
-    if (!condition) {
-        std::abort();
-    }
-}
 
 host_testing::LayoutChange otherLayout() {
     host_testing::LayoutChange change;
@@ -33,9 +22,17 @@ host_testing::LayoutChange otherLayout() {
     return change;
 }
 
-/** A camera that sends as the flags say. */
+fuzz::Start g_start = fuzz::StartNew;
+int g_imageOfFrame = 0;  ///< the one that comes next
+
+/** A frame that has begun goes on as it began; otherwise the camera sends as the flags say. */
 Camera makeCamera(unsigned int flags) {
-    Camera camera((flags & fuzz::kOtherLayout) != 0 ? otherLayout() : host_testing::LayoutChange{});
+    const host_testing::LayoutChange layout =
+        (flags & fuzz::kOtherLayout) != 0 ? otherLayout() : host_testing::LayoutChange{};
+    if (fuzz::imagesBefore(g_start) > 0) {
+        return fuzz::cameraOf(g_start, layout);
+    }
+    Camera camera(layout);
     camera.input = (flags & fuzz::kRichInput) != 0 ? host_testing::richInput() : host_testing::plainInput();
     camera.intensityImage = (flags & fuzz::kIntensity) != 0;
     return camera;
@@ -43,20 +40,19 @@ Camera makeCamera(unsigned int flags) {
 
 constexpr unsigned int kCameraFlags = fuzz::kOtherLayout | fuzz::kRichInput | fuzz::kIntensity;
 
-int g_imageOfFrame = 0;  ///< the one that comes next
-
 /** The packet of a step that the camera sends at this place of a frame; made once, as it costs more than the
  * plug-in. */
 const Bytes& goodPacket(unsigned int kind) {
-    static std::map<std::pair<unsigned int, int>, Bytes> packets;
+    static std::map<std::tuple<fuzz::Start, unsigned int, int>, Bytes> packets;
     const unsigned int key = kind & (kCameraFlags | fuzz::kStepKinds);
-    const auto [found, isNew] = packets.try_emplace({key, g_imageOfFrame});
+    const auto [found, isNew] = packets.try_emplace({g_start, key, g_imageOfFrame});
     Bytes& packet = found->second;
     if (!isNew) {
         return packet;
     }
     Camera camera = makeCamera(kind);
-    for (int image = 0; image <= g_imageOfFrame; ++image) {
+    const int images = fuzz::framesBefore(g_start) * camera.imagesPerFrame() + g_imageOfFrame + 1;
+    for (int image = 0; image < images; ++image) {
         camera.nextImage();
     }
     switch (kind & fuzz::kStepKinds) {
@@ -79,96 +75,42 @@ const Bytes& goodPacket(unsigned int kind) {
     return packet;
 }
 
-int imagesPerFrame(unsigned int flags) {
-    return ((flags & fuzz::kRichInput) != 0 ? 16 : 4) + ((flags & fuzz::kIntensity) != 0 ? 1 : 0);
-}
-
-bool g_initialised = false;
-
-/** What was chosen before a packet is gone with it. */
-void requireNothingChosen(int32_t sizeBefore) {
-    if (sizeBefore == 0) {
-        return;
-    }
-    Bytes packet(static_cast<std::size_t>(sizeBefore));
-    try {
-        packResult(packet.data(), sizeBefore);
-    } catch (const std::runtime_error&) {
-        return;
-    }
-    std::abort();
-}
-
-/** A buffer of exactly the packet's size, so that a read beyond it is seen. */
-void process(const Bytes& packet, bool fromCustomPin) {
-    const int32_t sizeBefore = getRequiredOutputSize(0);
-    int32_t exceptionOccured = -1;
-    const int32_t result = processZelta(packet.data(), static_cast<int32_t>(packet.size()),
-                                        fromCustomPin ? 1 : 0, &exceptionOccured);
-    require(exceptionOccured == 0 || exceptionOccured == 1);
-    require(result == 0 || (result == 1 && exceptionOccured == 0));
-    g_initialised = g_initialised || result == 1;
-    require(lastMessage() != nullptr && lastExceptionMessage() != nullptr);
-    requireNothingChosen(sizeBefore);
-}
-
-void fetchResult(bool isPIL) {
-    const int32_t size = getRequiredOutputSize(isPIL ? 1 : 0);
-    require(size >= 0);
-    if (size == 0) {
-        return;
-    }
-    Bytes packet(static_cast<std::size_t>(size));
-    require(packResult(packet.data(), size) == 0);
-    Packet chunks;
-    require(packet_parse(packet.data(), size, chunks) == 0);
-    require(!chunks.empty());
-}
-
 void run(fuzz::SessionReader& session, unsigned int kind) {
     switch (kind & fuzz::kStepKinds) {
         case fuzz::StepPacket:
-            process(session.block(session.number(2)), (kind & fuzz::kCustomPin) != 0);
+            fuzz::process(session.block(session.number(2)), (kind & fuzz::kCustomPin) != 0);
             break;
         case fuzz::StepRestartFrame:
             g_imageOfFrame = 0;
             return;
         case fuzz::StepNewAlgorithm:
-            createAlgo();
+            fuzz::renewAlgorithm();
             return;
         default: {
             Bytes packet = goodPacket(kind);
             session.applyChanges(packet);
-            process(packet, (kind & fuzz::kStepKinds) == fuzz::StepCustomization);
+            fuzz::process(packet, (kind & fuzz::kStepKinds) == fuzz::StepCustomization);
             if ((kind & fuzz::kStepKinds) == fuzz::StepImage) {
-                g_imageOfFrame = (g_imageOfFrame + 1) % imagesPerFrame(kind);
+                g_imageOfFrame = (g_imageOfFrame + 1) % makeCamera(kind).imagesPerFrame();
             }
             break;
         }
     }
-    fetchResult((kind & fuzz::kFullResult) == 0);
-}
-
-/** Inputs do not depend on those before them. */
-void startAnew() {
-    createAlgo();
-    g_imageOfFrame = 0;
-    PacketCacheClear();
-    if (g_initialised) {
-        std::memset(static_cast<void*>(QorData_Get()), 0, sizeof(QorStaticData));
-        g_initialised = false;
-    }
+    fuzz::fetchResult((kind & fuzz::kFullResult) == 0);
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    constexpr int kMaxSteps = 24;
-    startAnew();
+    constexpr int kMaxSteps = 6;  // the starts are where longer sessions lead
     fuzz::SessionReader session(data, size);
+    const std::uint32_t first = session.number(1);
+    g_start = static_cast<fuzz::Start>(first / 16 % fuzz::kStarts);
+    fuzz::startFrom(g_start);
+    fuzz::chooseTarget(first % 16);
+    g_imageOfFrame = fuzz::imagesBefore(g_start);
     for (int step = 0; step < kMaxSteps && !session.atEnd(); ++step) {
         run(session, session.number(1));
     }
-    clearAlgo();
     return 0;
 }

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Writes the seeds of the plug-in's fuzz target with the project's own writers: plugin_make_corpus FOLDER.
+// There is a folder for each of the targets: sessions, settings, calibrations.
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
 
-#include "Camera.h"
+#include "Algorithms.h"
 #include "Session.h"
 #include "zelta/Seeds.h"
 
@@ -19,11 +20,15 @@ using zelta::fuzz::nestedPayload;
 
 class Folder {
  public:
-    explicit Folder(const char* path) : m_path(path) { std::filesystem::create_directories(m_path); }
+    explicit Folder(const std::filesystem::path& path) : m_path(path) {
+        std::filesystem::create_directories(m_path);
+    }
 
-    void write(const std::string& name, const SessionWriter& session) const {
+    void write(const std::string& name, const SessionWriter& session) const { write(name, session.bytes()); }
+
+    void write(const std::string& name, const std::string& bytes) const {
         std::ofstream file(m_path / name, std::ios::binary);
-        file << session.bytes();
+        file << bytes;
         if (!file) {
             throw std::runtime_error("cannot write " + (m_path / name).string());
         }
@@ -43,14 +48,88 @@ SessionWriter frames(int images, unsigned int flags) {
 }
 
 void writeGoodSessions(const Folder& folder) {
-    folder.write("two-frames", frames(8, fuzz::kFullResult));
-    folder.write("rich-frame", frames(17, fuzz::kRichInput | fuzz::kIntensity));
+    folder.write("frame", frames(5, fuzz::kFullResult));
+    folder.write("rich-frame", frames(5, fuzz::kRichInput | fuzz::kIntensity));
     folder.write("other-layout", frames(4, fuzz::kOtherLayout));
     folder.write("rich-frame-other-layout",
-                 frames(17, fuzz::kOtherLayout | fuzz::kRichInput | fuzz::kIntensity));
+                 frames(5, fuzz::kOtherLayout | fuzz::kRichInput | fuzz::kIntensity));
     SessionWriter pin;
     pin.step(fuzz::StepCustomization | fuzz::kRichInput).step(fuzz::StepCalibration).step(fuzz::StepImage);
     folder.write("custom-pin", pin);
+}
+
+/** The image that finishes a frame, on every vector target. */
+void writeLastImages(const Folder& folder) {
+    for (unsigned int start = fuzz::StartPlain; start < fuzz::kStarts; ++start) {
+        for (unsigned int target = 0; target < 4; ++target) {
+            SessionWriter session(start, target);
+            session.step(fuzz::StepImage).step(fuzz::StepImage | fuzz::kOtherLayout);
+            folder.write("start-" + std::to_string(start) + "-" + std::to_string(target), session);
+        }
+    }
+}
+
+/** A change of a record as the targets of records read it. */
+std::string changeOf(std::size_t place, const std::string& bytes) {
+    std::string change;
+    for (const std::size_t byte : {place, place >> 8U, place >> 16U, bytes.size()}) {
+        change += static_cast<char>(byte & 0xFFU);
+    }
+    return change + bytes;
+}
+
+const std::vector<std::string>& hostileValues() {
+    static const std::vector<std::string> values = {std::string(4, '\0'),
+                                                    std::string(4, '\xFF'),
+                                                    std::string("\x01\0\0\0", 4),
+                                                    std::string("\x03\0\0\0", 4),
+                                                    std::string("\xFF\xFF\xFF\x7F", 4),
+                                                    std::string("\0\0\x80\x7F", 4),
+                                                    std::string("\0\0\xC0\x7F", 4)};
+    return values;
+}
+
+void writeSettings(const Folder& folder) {
+    for (unsigned int start = 0; start < fuzz::kStarts; ++start) {
+        for (unsigned int target = 0; target < 4; ++target) {
+            for (const char pin : {'\0', '\1'}) {
+                const std::string head = {static_cast<char>(16 * start + target), pin};
+                folder.write("plain-" + std::to_string(start) + "-" + std::to_string(target) + "-" +
+                                 std::to_string(pin),
+                             head);
+            }
+        }
+    }
+    // The numbers before the regions and after them.
+    std::vector<std::size_t> places;
+    for (std::size_t place = 0; place < 172; place += 4) {
+        places.push_back(place);
+    }
+    for (std::size_t place = 20108; place + 4 <= sizeof(QorDistanceImageIFInput); place += 4) {
+        places.push_back(place);
+    }
+    for (const std::size_t place : places) {
+        for (std::size_t value = 0; value < hostileValues().size(); ++value) {
+            const unsigned int start = 1 + (place / 4 + value) % (fuzz::kStarts - 1);
+            folder.write(
+                "set-" + std::to_string(place) + "-" + std::to_string(value),
+                std::string{static_cast<char>(16 * start), '\0'} + changeOf(place, hostileValues()[value]));
+        }
+    }
+}
+
+void writeCalibrations(const Folder& folder) {
+    for (char target = 0; target < 4; ++target) {
+        folder.write("plain-" + std::to_string(target), std::string(1, target));
+    }
+    for (const std::size_t place :
+         {0UL, 4UL, 16UL, 100UL, 154200UL, 616800UL, 616804UL, 770916UL, 770976UL, 848036UL, 848052UL,
+          848056UL, 848060UL, 848064UL, 848076UL, 848096UL, 848100UL}) {
+        for (std::size_t value = 0; value < hostileValues().size(); ++value) {
+            folder.write("set-" + std::to_string(place) + "-" + std::to_string(value),
+                         std::string(1, '\0') + changeOf(place, hostileValues()[value]));
+        }
+    }
 }
 
 void writeOutOfOrder(const Folder& folder) {
@@ -69,12 +148,10 @@ void writeOutOfOrder(const Folder& folder) {
     folder.write("again", again);
 }
 
-/** Numbers of the input record and the calibration that index something, out of range. */
+/** Numbers of the input record that index something, out of range. */
 void writeHostileNumbers(const Folder& folder) {
     const host_testing::Camera camera;
     const auto inputData = static_cast<std::uint32_t>(4 + 16 + camera.inputChunk().description.size() + 4);
-    const auto calibrationData =
-        static_cast<std::uint32_t>(4 + 16 + camera.calibrationChunk().description.size() + 4);
     struct Member {
         const char* name;
         std::uint32_t offset;
@@ -98,33 +175,15 @@ void writeHostileNumbers(const Folder& folder) {
                                  {"numlines", 20188},
                                  {"hoppingLength", 20208}}) {
         for (const std::uint8_t high : {std::uint8_t{0x7F}, std::uint8_t{0xFF}}) {
-            SessionWriter session;
-            session.step(fuzz::StepCalibration);
-            for (int image = 0; image < 5; ++image) {
-                std::vector<fuzz::Change> changes;
-                const std::uint32_t at = inputData + member.offset;
-                changes.push_back({at, high});
-                if (member.offset < 20184 || member.offset > 20188) {
-                    changes.push_back({at + 3, high});
-                }
-                session.step(fuzz::StepImage | (image % 2 == 0 ? 0U : unsigned{fuzz::kRichInput}), changes);
+            SessionWriter session(fuzz::StartPlain);
+            std::vector<fuzz::Change> changes;
+            const std::uint32_t at = inputData + member.offset;
+            changes.push_back({at, high});
+            if (member.offset < 20184 || member.offset > 20188) {
+                changes.push_back({at + 3, high});
             }
+            session.step(fuzz::StepImage, changes);
             folder.write(std::string("input-") + member.name + "-" + std::to_string(high), session);
-        }
-    }
-    for (const Member& member : {Member{"badPixelIdx", 770916},
-                                 {"numBadPixel", 770976},
-                                 {"frequencies", 848036},
-                                 {"numberOfFrequencies", 848052},
-                                 {"fx", 848056}}) {
-        for (const std::uint8_t high : {std::uint8_t{0x7F}, std::uint8_t{0xFF}}) {
-            const std::uint32_t at = calibrationData + member.offset;
-            SessionWriter session;
-            session.step(fuzz::StepCalibration, {{at, high}, {at + 3, high}});
-            for (int image = 0; image < 9; ++image) {
-                session.step(fuzz::StepImage | fuzz::kRichInput);
-            }
-            folder.write(std::string("calibration-") + member.name + "-" + std::to_string(high), session);
         }
     }
 }
@@ -175,7 +234,11 @@ int main(int argc, char** argv) {
         return 2;
     }
     try {
-        const Folder folder(argv[1]);
+        const std::filesystem::path all(argv[1]);
+        const Folder folder(all / "sessions");
+        writeLastImages(folder);
+        writeSettings(Folder(all / "settings"));
+        writeCalibrations(Folder(all / "calibrations"));
         writeGoodSessions(folder);
         writeOutOfOrder(folder);
         writeHostileNumbers(folder);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A session with the plug-in as the fuzzer's bytes: a list of steps. A step is a packet, either as it stands
+// A session with the plug-in as the fuzzer's bytes: a start, 1 byte (times 16) and in its low 4 bits the
+// vector target, then a list of steps. A step is a packet, either as it stands
 // or one of a camera's good packets with a few bytes changed, so that short inputs reach far.
 //
 //   kind, 1 byte: low 3 bits StepKind, then flags
@@ -45,6 +46,9 @@ struct Change {
 /** Writes steps. */
 class SessionWriter {
  public:
+    explicit SessionWriter(unsigned int start = 0, unsigned int target = 0)
+        : m_bytes(1, static_cast<char>(16 * start + target)) {}
+
     SessionWriter& step(unsigned int kind, const std::vector<Change>& changes = {}) {
         m_bytes += static_cast<char>(kind);
         if ((kind & kStepKinds) == StepRestartFrame || (kind & kStepKinds) == StepNewAlgorithm) {
