@@ -91,16 +91,9 @@ int giveUp(const RunOptions& options, int exitCode, const std::string& sentence)
     return exitCode;
 }
 
-int runChecked(const RunOptions& options) {
-    const ReplaySettings settings = replaySettings(options);
-    recording::RecordingReader reader(settings.recording);
-    std::error_code error;
-    if (std::filesystem::equivalent(settings.recording, settings.results, error)) {
-        return giveUp(
-            options, ExitCode::Usage,
-            settings.results.string() + " is the recording itself; choose another folder with --out.");
-    }
-    checkOverrides(settings.overrides, reader);
+// With settings that fit the recording.
+int runChecked(const RunOptions& options, const ReplaySettings& settings,
+               recording::RecordingReader& reader) {
     std::optional<RunFolder> folder;
     if (!files::isStream(options.folder)) {
         folder.emplace(options.folder, settings.recording, options.force);
@@ -116,6 +109,22 @@ int runChecked(const RunOptions& options) {
     return judgeRun(options, outcome, products);
 }
 
+int runOpened(const RunOptions& options, const ReplaySettings& settings) {
+    recording::RecordingReader reader(settings.recording);
+    std::error_code error;
+    if (std::filesystem::equivalent(settings.recording, settings.results, error)) {
+        return giveUp(
+            options, ExitCode::Usage,
+            settings.results.string() + " is the recording itself; choose another folder with --out.");
+    }
+    try {
+        checkOverrides(settings.overrides, reader);
+    } catch (const recording::RecordError& problem) {
+        return giveUp(options, ExitCode::Usage, printable(problem.what()));
+    }
+    return runChecked(options, settings, reader);
+}
+
 int run(const RunOptions& options) {
     if (files::isStandardOutput(options.folder)) {
         files::standardOutputForData();
@@ -123,10 +132,16 @@ int run(const RunOptions& options) {
     if (files::isStream(options.folder) && !options.clouds.empty()) {
         return giveUp(options, ExitCode::Usage, "--cloud needs a folder as --out.");
     }
+    std::optional<ReplaySettings> settings;
     try {
-        return runChecked(options);
+        settings = replaySettings(options);
     } catch (const recording::RecordError& problem) {
         return giveUp(options, ExitCode::Usage, printable(problem.what()));
+    } catch (const recording::RecordingError& problem) {
+        return giveUp(options, ExitCode::BadData, printable(problem.what()));
+    }
+    try {
+        return runOpened(options, *settings);
     } catch (const FolderInUse& problem) {
         return giveUp(options, ExitCode::Usage, printable(problem.what()));
     } catch (const std::runtime_error& problem) {
