@@ -13,7 +13,7 @@ constexpr uint16_t kPixelsPerStep = 8;
 constexpr int32_t kMaxExposureTimes = 2;
 constexpr float32_t kOneDivTwoPi = 0.15915494F;
 
-/** Metres per radian of phase. Two frequencies share a distance as the mean of theirs. */
+/** Metres per radian of phase. With two frequencies the distance is the mean of both measurements. */
 float32_t combinedFactorOf(const DistnoiseInput& input) noexcept {
     const float32_t distFactor = input.uniqueRange[0] * kOneDivTwoPi;
     if (input.numFrequenciesUsed < 2) {

@@ -18,12 +18,12 @@ namespace {
 namespace hn = hwy::HWY_NAMESPACE;
 namespace al = alsimd::HWY_NAMESPACE;
 
-/** Invalid, as its noise is above the limit. */
+/** Invalid because the noise is above the limit. */
 constexpr int32_t kTooNoisy = kConfidenceInvalid | kConfidenceLowAmplitude | kConfidenceChanged;
 
 /**
- * The values on the way to the noise, of a line of pixels. Each loop over them is short: in a long one a
- * pixel would be a chain of dependent steps too long for a processor to overlap pixels.
+ * Intermediate values of a line of pixels. Each loop over them is short: in a long loop a pixel would be a
+ * chain of dependent steps, too long for the processor to overlap pixels.
  */
 struct Line {
     HWY_ALIGN float32_t squaredLength[kImageWidth];  ///< of the signal
@@ -41,7 +41,7 @@ HWY_INLINE void forLine(DF df, Step step) {
     }
 }
 
-/** Of a pair of values the one that belongs to each pixel's exposure. */
+/** Picks for each pixel the value that belongs to its exposure. */
 template <class DF>
 HWY_INLINE hn::Vec<DF> ofExposure(DF df, const uint16_t* confidence, const float32_t (&values)[2]) {
     const hn::RebindToSigned<DF> di;

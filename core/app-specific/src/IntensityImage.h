@@ -22,7 +22,7 @@ struct IntensityImgOutput {
 AL_DESCRIBE(IntensityImgOutput, intensity)
 
 /**
- * Takes the dark levels of the calibration, `FPN` read as unsigned. A single 0 in it says that there is no
+ * Takes the dark levels of the calibration, `FPN` read as unsigned. A single 0 in it means that there is no
  * table; every level is then 2200. Fails for a null argument. Returns 0, or 1 after a reported failure.
  */
 int32_t IntensityImgInit(IntensityImgState* state, const FreqIndependentCalibration* calib) noexcept;

@@ -23,7 +23,7 @@ void SubtractDarkLevel(const uint8_t* samples, uint16_t* fpn, uint16_t* intensit
         hn::StoreU(level, d, fpn + pixel);
         hn::StoreU(hn::Sub(sample, level), d, intensity + pixel);
     };
-    // Nothing lies before the first samples and nothing behind the last ones.
+    // Nothing lies before the first samples, and nothing after the last ones.
     subtract(unpacker.startingAt(samples), 0);
     for (int32_t pixel = step; pixel < kPixelCount; pixel += step) {
         subtract(unpacker.endingAt(samples + (pixel + step) * 3 / 2), pixel);

@@ -3,10 +3,10 @@
 
 namespace {
 
-// What the FFT lays out by alignment comes to the same places on every target.
+// The FFT places its memory by alignment, so it is laid out the same on every target.
 alignas(64) constinit QorStaticData g_data = {};
 
-// References into the block are assigned at initialisation and read for as long as the process lives.
+// References into the block are assigned at initialisation and read until the process ends.
 const RefPin g_dataPin(&g_data, sizeof g_data);
 
 }  // namespace

@@ -102,8 +102,8 @@ struct QorDistanceImageParam {
 };
 AL_DESCRIBE(QorDistanceImageParam, rawToDist, multiFreq, imageFilter, camToWorld, autoExpParam)
 
-/** The stages run one after the other and share one scratch area; nothing in it survives into the next stage.
- */
+/** The stages run one after the other and share one scratch area;
+ * nothing in it outlives a stage. */
 union QorDistanceImageScratch {
     QorRawToDistScratch rawToDist;
     ImageFilterScratch imageFilter;
@@ -157,8 +157,8 @@ struct QorServicesIntern {
     MultiFreqServices multiFreq;
 };
 
-/** The one block. It is zero from program start; a new initialisation overwrites what it sets and leaves the
- * rest. */
+/** The one block. It is zero when the program starts. Each initialisation overwrites what it sets and leaves
+ * the rest as it is. */
 struct QorStaticData {
     QorDistanceImageProfiling profiling;
     QorDistanceImageCalib calib;
@@ -169,12 +169,12 @@ struct QorStaticData {
     QorDistanceImageInput input;
     QorDistanceImageInOut inout;
     QorDistanceImageDebug debug;
-    QorDistanceImageIFInput ifInput;  ///< copy of what the last call brought
+    QorDistanceImageIFInput ifInput;  ///< copy of the last call's input
     QorDistanceImageIFCalib ifCalib;  ///< copy of the calibration
     QorServicesIntern services;
 };
 
-/** State of the image filter. It keeps up to 25 past frames of two images, and stands outside the block. */
+/** State of the image filter. It keeps up to 25 past frames of two images and lies outside the block. */
 extern ImageFilterState g_imageFilterState;
 
 /** The address of the block. */

@@ -2,8 +2,8 @@
 //
 // The driver: the only place that knows the order of the stages. It has three rhythms. Every image is booked
 // and goes to the raw stage. A finished phase group, the four phases of every exposure at one frequency,
-// becomes a distance image. A finished frame, the phase groups of all frequencies, becomes the result. How a
-// stage is called stands in QorDistanceImageStages.cpp.
+// becomes a distance image. A finished frame, the phase groups of all frequencies, becomes the result.
+// QorDistanceImageStages.cpp says how each stage is called.
 #include "QorDistanceImageInterface.h"
 
 #include <cstdio>
@@ -108,8 +108,8 @@ int32_t initStages(QorStaticData& data, const AlgoExtrinsicCalibration& userCali
     using namespace driver;
     data.state.rawToDistActualBuffer = -1;
     data.state.frameCounter = 0;
-    // The wiggling tables are built once more after the straylight correction; the repetition changes nothing
-    // and stays.
+    // The wiggling tables are built once more after the straylight correction. The repetition changes nothing
+    // and is kept.
     if (initRawToDist(data) != 0 || initWiggling(data) != 0 || initStraylight(data) != 0 ||
         buildWigglingTables(data) != 0 || initSuspectPixels(data) != 0 || initAutoExposure(data) != 0 ||
         initIntensityImage(data) != 0 || initMultiFreq(data) != 0 || initImageFilter(data) != 0 ||
@@ -126,7 +126,7 @@ int32_t initStages(QorStaticData& data, const AlgoExtrinsicCalibration& userCali
 int32_t finishPhaseGroup(Call& call) noexcept;
 int32_t finishFrame(Call& call) noexcept;
 
-/** Everything of a call that concerns the image itself. */
+/** The part of a call that concerns the image itself. */
 int32_t processImage(Call& call, bool& frameFinished) noexcept {
     QorStaticData& data = call.data;
     if (driver::updateTimeMapping(data) != 0) {
@@ -153,7 +153,7 @@ int32_t processImage(Call& call, bool& frameFinished) noexcept {
     return finishFrame(call);
 }
 
-/** The straylight correction works on the raw phasor; the wiggling pair leads there and back. */
+/** The straylight correction works on the raw phasor; the two wiggling steps lead there and back. */
 int32_t correctPhase(Call& call) noexcept {
     if (!call.correctsStraylight() && call.customization().enableNoiseEstimation == 0) {
         return 0;
@@ -217,7 +217,7 @@ alif_int32_t QorDistanceImage_Init(const QorDistanceImageIFCalib* ruvoCalib,
     data.ifInput.freqHoppingTable = *ruvoFreqHoppingTable;
     data.services.ifServices = *services;
     Timestamp_t startTime = 0;
-    al_initProfiling(&startTime, services->fctGetTime);  // a clock that counts its readings counts this one
+    al_initProfiling(&startTime, services->fctGetTime);  // hosts may count the readings of their clock
     if (initStages(data, *userCalibration, *distToCartesian) != 0) {
         return 1;
     }

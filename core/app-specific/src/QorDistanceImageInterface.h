@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Entry points of the pipeline. One pipeline exists per process; it lives in one static block and allocates
+// Entry points of the pipeline. There is one pipeline per process; it lives in one static block and allocates
 // nothing. One thread at a time may call these functions.
 #pragma once
 

@@ -13,7 +13,7 @@ struct PhaseToMetresParam {
     float32_t offset;           ///< multiple of the unique range that keeps the value positive, metres
 };
 
-/** What the straylight correction found, to be compared with what was measured. */
+/** The result of the straylight correction, and the measurement to compare it with. */
 struct StraylightComparison {
     const float32_t* amplitude;      ///< measured
     const float32_t* phaseAfterSLC;  ///< corrected, radians

@@ -19,7 +19,7 @@ constexpr float32_t kRangesBeforeRemainder =
 constexpr float32_t kThreeFreqMax2FLineDistPercentage = 42.0F;
 constexpr float32_t kOneDivPixelCount = 2.5955149e-05F;
 constexpr int32_t kDefaultMaxSumExposureTime = 1300;
-constexpr float64_t kMicrosecondsPerMillisecond = 1000.0000500222087;  ///< booked runtimes rest on it
+constexpr float64_t kMicrosecondsPerMillisecond = 1000.0000500222087;  ///< booked runtimes depend on it
 
 /** Scattered light is smooth: an eighth of the resolution holds it. */
 constexpr int32_t kStraylightPyramidLevel = 3;
@@ -40,7 +40,7 @@ void book(Call& call, ALProfilingItem& item) noexcept {
     al_profile(&item, call.data.services.ifServices.fctGetTime, &call.startTime);
 }
 
-/** The end of a stage: a failure is reported at the stage's own line, else its time goes to `item`. */
+/** The end of a stage: reports a failure at the stage's own line, or else books the stage's time. */
 int32_t finish(Call& call, int32_t failed, ALProfilingItem& item, int32_t line = __builtin_LINE()) noexcept {
     if (passed(failed, line) != 0) {
         return 1;
@@ -49,7 +49,7 @@ int32_t finish(Call& call, int32_t failed, ALProfilingItem& item, int32_t line =
     return 0;
 }
 
-/** A single frequency needs no second image: the result itself is its working image. */
+/** With a single frequency the result is the working image; no second one is needed. */
 bool worksInResult(const QorStaticData& data) noexcept {
     return data.calib.multiFreq.frequencyMode == MultiFreq_FModeSingleFreq;
 }
@@ -79,7 +79,7 @@ void offerChannel(Call& call, uint32_t channelID, const void* record, uint32_t s
     al_packZeltaBuffer(call.measBuffers, &call.nextMeasBuffer, channelID, record, size, descriptor);
 }
 
-/** The pose always; the rays only after a change, as they are large. */
+/** Delivers the pose always, and the rays only after a change, because they are large. */
 int32_t copyDistToCart(Call& call) noexcept {
     QorStaticData& data = call.data;
     call.result.distToCartesian.cameraCalibration = data.state.camToWorld.currentCalib;

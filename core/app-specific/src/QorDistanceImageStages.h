@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The stages as the driver calls them: each function here fills the input record of one stage, calls it and
-// books its time. It knows nothing of the order; that stands in QorDistanceImageInterface.cpp. All of them
-// return 0, or 1 after a report under the driver's own path.
+// books its time. The order of the stages is not known here; it stands in QorDistanceImageInterface.cpp. All
+// of them return 0, or 1 after a report under the driver's own path.
 #pragma once
 
 #include "ALErrorHandling.h"
@@ -47,15 +47,15 @@ int32_t initIntensityImage(QorStaticData& data) noexcept;
 int32_t initMultiFreq(QorStaticData& data) noexcept;
 int32_t initImageFilter(QorStaticData& data) noexcept;
 int32_t initCamToWorld(QorStaticData& data, const AlgoExtrinsicCalibration& userCalibration) noexcept;
-/** The viewing rays; what changes them later is then known to be new. */
+/** The viewing rays. Later changes are then recognised as such. */
 int32_t copyUnitVectors(QorStaticData& data, QorDistToCartesian& distToCartesian) noexcept;
 
 // With every image.
 
-/** Both clocks, read together, let a host relate their times. */
+/** Reads both clocks at once, so that a host can relate their times. */
 int32_t updateTimeMapping(QorStaticData& data) noexcept;
 void offerDebugChannels(Call& call) noexcept;
-/** The working set changes with the first image after a finished phase group. */
+/** Switches the working set at the first image after a finished phase group. */
 int32_t chooseWorkingSet(Call& call) noexcept;
 int32_t takeIntensityImage(Call& call) noexcept;
 int32_t rawToDist(Call& call) noexcept;
@@ -65,16 +65,16 @@ int32_t rawToDist(Call& call) noexcept;
 int32_t wigglingBackward(Call& call) noexcept;
 int32_t correctStraylight(Call& call) noexcept;
 int32_t wigglingForward(Call& call) noexcept;
-/** Phases to metres, in place. With straylight correction the corrected phase counts. */
+/** Phases to metres, in place. With straylight correction the corrected phase is used. */
 int32_t rawToDistRemaining(Call& call) noexcept;
 int32_t repairSuspectPixels(Call& call) noexcept;
 int32_t multiFreq(Call& call) noexcept;
 
 // With a finished frame.
 
-/** Needs an intensity image since the frame before; does nothing while noise estimation is off. */
+/** Needs an intensity image since the previous frame; does nothing while noise estimation is off. */
 int32_t deliverNoiseAndIntensity(Call& call) noexcept;
-/** Runs whatever the mode is: switched off, it proposes the times of this frame. */
+/** Runs in every mode; when switched off, it proposes the times of this frame. */
 int32_t autoExposure(Call& call) noexcept;
 void applyVignetting(Call& call) noexcept;
 int32_t imageFilter(Call& call) noexcept;
@@ -82,7 +82,7 @@ int32_t camToWorld(Call& call) noexcept;
 void offerResult(Call& call) noexcept;
 int32_t deliverExposureProposal(Call& call) noexcept;
 
-/** Books the call, and with a finished frame the runtime of all its calls. */
+/** Books the call and, when a frame is finished, the runtime of all its calls. */
 void bookTotals(Call& call, Timestamp_t saveStartTime, bool frameFinished) noexcept;
 
 }  // namespace driver

@@ -12,8 +12,8 @@ namespace {
 
 constexpr char_t kSourceFile[] = "core/app-specific/src/QorRawToDist";
 
-// Drift of X and Y with ambient light, fitted for four modulation frequencies at the slot of the same index:
-// its size per count of intensity and ratio of exposures, its direction in radians, and the frequency in Hz.
+// Drift of X and Y with ambient light, fitted for four modulation frequencies. The index is the frequency
+// slot. For each: size per count of intensity and ratio of exposures, direction in radians, frequency in Hz.
 constexpr float32_t corrAmpFac[kFrequencySlots] = {0.0036295F, 0.00435F, 0.00128F, 0.000184F};
 constexpr float32_t corrDis[kFrequencySlots] = {0.3512F, 0.538F, 1.337F, 3.109F};
 constexpr float32_t corrFreqs[kFrequencySlots] = {47987700.0F, 56926000.0F, 74932600.0F, 4869800.0F};
@@ -22,7 +22,7 @@ bool isFrequencySlot(int32_t freqIdx) noexcept {
     return freqIdx >= 0 && freqIdx < kFrequencySlots;
 }
 
-/** The first image of a frame, of whichever kind, starts the histograms. */
+/** The first image of a frame clears the histograms, whatever its kind. */
 void startHistograms(const QorRawdataPhaseInfo& info, const QorRawToDistInput& input,
                      const QorRawToDistOutput& output) noexcept {
     uint32_t(*const histograms)[kHistogramBins] = output.histograms;
@@ -195,7 +195,7 @@ int32_t NEON_XYStoDist(QorRawToDistState* state, const QorRawToDistCalib* calib,
     return 0;
 }
 
-/** The fourth phase has arrived: convert, merge and, with the last exposure, compute the images. */
+/** After the fourth phase: converts, merges and, after the last exposure, computes the images. */
 int32_t finishGroup(QorRawToDistState& state, const QorRawToDistParam& param, const QorRawToDistCalib& calib,
                     const QorRawToDistInput& input, QorRawToDistOutput& output) noexcept {
     const int32_t freqIdx = state.rawPhases[0]->info.freqIdx;

@@ -52,8 +52,7 @@ struct QorRawToDistState {
     int32_t lastExposureTime;     ///< of the first exposure
     float32_t lastAmpNormFactor;  ///< of the first exposure
     int32_t currentRawIdx;        ///< phases collected, 0 to 4
-    Ref<const QorRawdataPhase>
-        rawPhases[kPhasesPerExposure];      ///< in order of arrival: 0, 90, 180, 270 degrees
+    Ref<const QorRawdataPhase> rawPhases[kPhasesPerExposure];  ///< 0, 90, 180, 270 degrees
     int16_t X[kMaxExposures][kPixelCount];  ///< in-phase, raw counts; index 0 the first, 1 the last exposure
     int16_t Y[kMaxExposures][kPixelCount];  ///< quadrature, raw counts
     int16_t S[kMaxExposures][kPixelCount];  ///< symmetry, near 0 for four consistent samples
@@ -70,7 +69,7 @@ int32_t QorRawToDist_Init(QorRawToDistState* state, const QorRawToDistCalib* cal
  * Takes one raw image. After the fourth phase of the last exposure the output images are written and
  * `output->outputComplete` is 1. The raw image's record and data must stay unchanged until the fourth phase
  * of its group has been taken. Fails, with a report, on null arguments, on images that do not belong
- * together, on exposures that fall, on a frequency slot that does not exist, and on missing inputs of
+ * together, on falling exposure times, on a frequency slot that does not exist, and on missing inputs of
  * histograms or drift compensation.
  */
 int32_t QorRawToDist_Apply(QorRawToDistState* state, const QorRawToDistParam* param,

@@ -18,8 +18,8 @@ constexpr uint16_t kSaturated = kConfidenceInvalid | kConfidenceSaturated;
 constexpr uint32_t kTooDark = kConfidenceInvalid | kConfidenceLowAmplitude;
 constexpr uint32_t kAsymmetric = kConfidenceInvalid | kConfidenceAsymmetric;
 
-/** Adds a row's pixels to the histogram; `levels` are at most 2048. The order of the weights is that of the
- * header. */
+/** Adds a row's pixels to the histogram; `levels` are at most 2048. The header describes the order of the
+ * weights. */
 void addToHistogram(const int16_t* levels, const uint8_t* roi, uint32_t* histogram) {
     for (int32_t block = 0; block < kImageWidth; block += 16) {
         for (int32_t k = 0; k < 8; ++k) {
@@ -29,7 +29,7 @@ void addToHistogram(const int16_t* levels, const uint8_t* roi, uint32_t* histogr
     }
 }
 
-/** Where the largest or the smallest of a pixel's four samples lies outside the limits. */
+/** True where the largest or the smallest of a pixel's four samples lies outside the limits. */
 template <class DI>
 HWY_INLINE hn::Mask<DI> checkSaturation(hn::Vec<DI> largest, hn::Vec<DI> smallest, hn::Vec<DI> upperLimit,
                                         hn::Vec<DI> lowerLimit) {
@@ -41,7 +41,7 @@ HWY_INLINE void rawToXYS(QorRawToDistState* state, int16_t minDiff, int16_t maxD
                          uint16_t confidenceMask, const uint8_t* roi, uint32_t* histogram) {
     const hn::ScalableTag<uint16_t> du;
     const hn::RebindToSigned<decltype(du)> di;
-    // The imager's line without image data allows to read before the first pixels.
+    // Reading before the first pixels is safe: the imager's line without image data lies there.
     const rawunpack::HWY_NAMESPACE::SampleUnpacker<decltype(du)> samples(du);
     const auto step = static_cast<int32_t>(hn::Lanes(du));
     const auto lowerLimit = hn::Set(di, minDiff);
@@ -155,9 +155,9 @@ struct RowVectors {
     HWY_ALIGN float32_t ampSquare[kImageWidth];
 };
 
-// The steps of a pixel form one long chain of dependent operations. They run row by row in passes of their
-// own, so that the processor has several vectors in hand at each of them; what one pass leaves for the next
-// stays in the first cache.
+// The steps of a pixel form one long chain of dependent operations. Each step is a pass over the row, so that
+// the processor can work on several vectors at once. What one pass leaves for the next stays in the
+// first-level cache.
 
 template <bool kCompensateDrift>
 HWY_INLINE void vectorsOfRow(const RawToDistPhaseInput& in, int32_t row, RowVectors& vectors) {

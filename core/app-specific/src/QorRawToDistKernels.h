@@ -17,9 +17,9 @@ void NEON_RawToXYS(QorRawToDistState* state, short minDiff, short maxDiff, int s
 /**
  * The same, and adds each pixel's weight to the bin of its signal level in `histogram` (2049 bins). The level
  * is the largest distance of a sample from the middle between `minDiff` and `maxDiff`; levels above 2048
- * count in the last bin. The weights are the bytes of `histogram_roi`, 224 x 172, taken in the order of the
- * vector registers that the imager's format suggests: in a block of 16 pixels, pixel 2k takes byte k and
- * pixel 2k + 1 takes byte 8 + k.
+ * count in the last bin. The weights are the bytes of `histogram_roi`, 224 x 172, taken in the order that
+ * unpacking the imager's format into vectors gives: in a block of 16 pixels, pixel 2k takes byte k and pixel
+ * 2k + 1 takes byte 8 + k.
  */
 void NEON_RawToXYS_histo(QorRawToDistState* state, short minDiff, short maxDiff, int storageIndex,
                          unsigned short confidenceMask, const unsigned char* histogram_roi,
@@ -58,8 +58,8 @@ struct RawToDistPhaseOutput {
     uint16_t* confidence;
 };
 
-/** From X, Y, S to phase, amplitude and confidence, with both wiggling corrections and the two pixel tests.
- */
+/** From X, Y, S to phase, amplitude and confidence, with both wiggling
+ * corrections and both tests. */
 void RawToDist_ComputePhase(const RawToDistPhaseInput& input, const RawToDistPhaseOutput& output) noexcept;
 
 /**

@@ -14,16 +14,15 @@ struct QorDistanceImageServices {
     FctGetSystemTime fctGetSystemTime;  ///< needed from the first image on
 };
 
-// Bits of the confidence image. Bit 0x0001 alone decides whether a pixel counts as valid, the others tell
-// why. Sixteen bits inside the pipeline; the result delivers the low eight.
+// Bits of the confidence image. Bit 0x0001 alone decides whether a pixel is valid; the others tell why. The
+// pipeline uses sixteen bits; the result delivers the low eight.
 inline constexpr alif_uint16_t kConfidenceInvalid = 0x0001;
 inline constexpr alif_uint16_t kConfidenceSaturated = 0x0002;     ///< a raw sample outside minDiff..maxDiff
 inline constexpr alif_uint16_t kConfidenceAsymmetric = 0x0004;    ///< the four samples do not fit one sine
 inline constexpr alif_uint16_t kConfidenceLowAmplitude = 0x0008;  ///< or a distance noise above its threshold
 inline constexpr alif_uint16_t kConfidenceLastExposure =
-    0x0010;  ///< no fault: measured with the frame's last exposure
-inline constexpr alif_uint16_t kConfidenceNoLine =
-    0x0020;  ///< the frequencies fit no common distance in range
+    0x0010;                                                  ///< no fault: from the frame's last exposure
+inline constexpr alif_uint16_t kConfidenceNoLine = 0x0020;   ///< the frequencies have no common distance
 inline constexpr alif_uint16_t kConfidenceChanged = 0x0200;  ///< a filter or the noise changed the validity
 inline constexpr alif_uint16_t kConfidenceOutside =
     0x0400;  ///< outside the cuboid; three frequencies disagree
@@ -105,9 +104,8 @@ struct QorRawdataPhaseInfo {
     alif_uint32_t timestamp;       ///< passed through to the result
     alif_int32_t sequenceCounter;  ///< position in the acquisition sequence of a frame, 0 for its first image
     alif_int32_t freqIdx;          ///< frequency slot of the calibration
-    alif_int32_t
-        exposureTime;  ///< in the unit of the host; the pipeline compares such times and forms ratios
-    alif_uint16_t frameCounter;  ///< the imager's 12-bit counter
+    alif_int32_t exposureTime;     ///< in the host's unit; only compared and divided
+    alif_uint16_t frameCounter;    ///< the imager's 12-bit counter
     alif_float32_t illuTemperature;
     alif_int32_t intensityMeasurement;  ///< non-zero: an intensity image, not one of the four phases
 };
@@ -303,7 +301,7 @@ struct QorDistanceImageIFParam {
 AL_DESCRIBE(QorDistanceImageIFParam, numExposures, numFrequencies, maxUniqueRange, verticalAssignment,
             maxExposureTime, maxSumExposureTime)
 
-/** All that comes with one raw image, beside the image. */
+/** Everything that comes with one raw image, except the image. */
 struct QorDistanceImageIFInput {
     QorRawdataPhaseInfo phaseInfo;
     QorDistanceImageCustomization customization;
@@ -312,7 +310,7 @@ struct QorDistanceImageIFInput {
 };
 AL_DESCRIBE(QorDistanceImageIFInput, phaseInfo, customization, param, freqHoppingTable)
 
-/** With it a client turns distances into points by itself. */
+/** What a client needs to turn distances into points itself. */
 struct QorDistToCartesian {
     AlgoExtrinsicCalibration cameraCalibration;
     alif_float32_t unitVector[kUnitVectorFloats];

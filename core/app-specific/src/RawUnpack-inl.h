@@ -21,7 +21,7 @@ namespace hn = hwy::HWY_NAMESPACE;
 /**
  * Unpacks 12-bit samples, two of them in three bytes, one per 16-bit lane. The samples of a vector of L lanes
  * take 3 L / 2 bytes, but 2 L bytes are loaded. The caller says on which side the L / 2 surplus bytes may be
- * read: before the samples (endingAt) or behind them (startingAt).
+ * read: before the samples (endingAt) or after them (startingAt).
  */
 template <class D16>
 class SampleUnpacker {
@@ -65,7 +65,7 @@ class SampleUnpacker {
 
     HWY_INLINE hn::Vec<D16> NEON_Raw12Unpack(hn::Vec<D8> bytes, const WordTable& groupsOfBlocks) const {
         const auto groups = hn::TableLookupLanes(hn::BitCast(D32(), bytes), groupsOfBlocks);
-        // Per pixel its upper eight bits above the byte that holds both lower nibbles of its group.
+        // Each pixel: its upper eight bits, above the byte that holds both lower nibbles of its group.
         const auto pixels =
             hn::BitCast(d16_, hn::TableLookupBytes(hn::BitCast(D8(), groups), bytesOfPixels_));
         const auto odd = hn::ShiftRight<4>(pixels);

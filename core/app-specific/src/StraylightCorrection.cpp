@@ -46,7 +46,7 @@ static_assert(kHalfPixels == 221184 && kLineMemoryBytes == 154112);
 
 FctCreateThread g_createThread = nullptr;
 FctJoinThread g_joinThread = nullptr;
-SLC_ProcessHDR_Args g_threadArgs = {};  // of the started thread; it outlives a call whose joining failed
+SLC_ProcessHDR_Args g_threadArgs = {};  // of the started thread, which outlives a call that failed to join it
 
 int32_t fail(int32_t line) noexcept {
     return reportFailure(kSourceFile, nullptr, line);
@@ -66,7 +66,7 @@ struct Image {
     uint32_t height;
 };
 
-/** The point spread function into fftImg. */
+/** Copies the point spread function into fftImg. */
 int32_t copyPsf(const StraylightCalib& calib, ALSLC_FFTProcScratch& scratch, Image& psf) noexcept {
     const uint64_t size = uint64_t{calib.psfWidth} * calib.psfHeight;
     if (calib.psfWidth > kMaxFftWidth || calib.psfHeight > kMaxFftHeight || size > kPsfSize) {
@@ -77,7 +77,7 @@ int32_t copyPsf(const StraylightCalib& calib, ALSLC_FFTProcScratch& scratch, Ima
     return al_memcpy(psf.pixels, calib.psf, bytes) != 0 ? fail(kLinePsfCopy) : 0;
 }
 
-/** Halves the point spread function, each pixel of which then stands for four. */
+/** Halves the point spread function. Each pixel then stands for four. */
 int32_t halvePsf(ALSLC_FFTProcScratch& scratch, Image& psf) noexcept {
     if (ire_binom_half(scratch.dsbuffer, &psf.width, &psf.height, psf.pixels, psf.width, psf.height, -1, -1,
                        IRE_FLOAT32_BINOM3x3, scratch.filteredImg, kLineMemoryBytes) != 0) {
@@ -88,8 +88,8 @@ int32_t halvePsf(ALSLC_FFTProcScratch& scratch, Image& psf) noexcept {
 }
 
 /**
- * Scales the function so that its integral is that of the full image, removes the central peak, which is the
- * light that was not scattered, and divides what is left by the whole sum.
+ * Scales the function so that its integral is that of the full image, removes the central peak (the light
+ * that was not scattered), and divides the remainder by the whole sum.
  */
 int32_t keepScatterPart(const Image& psf, float32_t scale, float32_t filterCutOff) noexcept {
     const uint32_t count = psf.width * psf.height;
@@ -113,7 +113,7 @@ int32_t keepScatterPart(const Image& psf, float32_t scale, float32_t filterCutOf
     return 0;
 }
 
-/** Reflects the function in its centre and wraps it around, so that the centre comes to (0, 0). */
+/** Mirrors the function about its centre and wraps it around, so that the centre moves to (0, 0). */
 void placePsf(const Image& psf, int32_t fftWidth, int32_t fftHeight, float32_t* placed) noexcept {
     const auto width = static_cast<int32_t>(psf.width);
     const auto height = static_cast<int32_t>(psf.height);
@@ -195,7 +195,7 @@ int32_t prepare_fft(const StraylightCalib& calib, ALSLC_State& state, ALSLC_FFTP
 
 // --- One image -------------------------------------------------------------------------------------------
 
-/** Halves `from` into `to`, a half of the pyramid's memory. */
+/** Halves `from` into `to`, one half of the pyramid's memory. */
 int32_t halveImage(const Image& from, Image& to, ALSLC_FFTProcScratch& scratch) noexcept {
     const uint64_t width = from.width / 2 + from.width % 2;
     const uint64_t height = from.height / 2 + from.height % 2;
@@ -224,7 +224,7 @@ int32_t bilinear_upsampling(const SLC_ProcessHDR_Args& args, const Image& scatte
 }
 
 void* processOnThread(void* args) noexcept {
-    slcProcessHDR(static_cast<SLC_ProcessHDR_Args*>(args));  // a failure stands in the error history
+    slcProcessHDR(static_cast<SLC_ProcessHDR_Args*>(args));  // a failure is in the error history
     return nullptr;
 }
 
@@ -280,7 +280,7 @@ int StraylightCorrection_Apply(const ALSLC_Calib* calib, ALSLC_State* state, ALS
         return fail(kLinePreparation);
     }
 
-    // Of the threads that may be used, one serves: there are two images, and the caller takes one of them.
+    // One thread is started at most: there are two images, and the caller takes one of them.
     const bool onThread = inout->numberOfThreads > 1;
     SLC_ProcessHDR_Args args = {calib,
                                 state,
@@ -322,7 +322,7 @@ int slcProcessHDR(SLC_ProcessHDR_Args* args) noexcept {
     ALSLC_FFTProcScratch& scratch = *args->scratch;
     const int32_t levels = state.pyrLevel - (args->binnedMode != 0 ? 1 : 0);
     if (levels < 0 || levels > kMaxLevel) {
-        return reportFailure(kSourceFile);  // a binned image at level 0 has no finer image to stand for
+        return reportFailure(kSourceFile);  // a binned image has no level 0
     }
 
     Image current = {args->hdr_image, args->w, args->h};
@@ -336,7 +336,7 @@ int slcProcessHDR(SLC_ProcessHDR_Args* args) noexcept {
         target = 1 - target;
     }
     if (uint64_t{current.width} * current.height > kHalfPixels) {
-        return fail(kLineInterpolationSize);  // the image itself, larger than any that can be corrected
+        return fail(kLineInterpolationSize);  // an image that was not halved is too large to correct
     }
     const Image scattered = {halfOf(scratch, target), current.width, current.height};
     if (alfft_fft2_circ_convolve(current.pixels, current.width, current.height,

@@ -61,14 +61,14 @@ struct SLC_ProcessHDR_Args {
     unsigned int w;
     unsigned int h;
     float32_t corr_factor;  ///< weight of the subtraction
-    int binnedMode;         ///< non-zero: the image stands one level lower in the pyramid already
+    int binnedMode;         ///< non-zero: the image is already halved once
     int xyidx;              ///< 0: real image, 1: imaginary image
 };
 
 /**
  * Checks the sizes of the point spread function, keeps the thread functions for StraylightCorrection_Apply
- * and marks the state, so that the next call of it prepares for its level. A state of zeros needs no
- * initialisation for levels above 0, as long as one thread does the work. Returns 0, or 1 after a report.
+ * and marks the state, so that the next call of it prepares for its level. A zeroed state needs no
+ * initialisation for levels above 0 while a single thread does the work. Returns 0, or 1 after a report.
  */
 int StraylightCorrection_Init(const ALSLC_Calib* calib, ALSLC_State* state, FctGetTime ffctGetTime,
                               FctCreateThread ffctCreateThread, FctJoinThread ffctJoinThread) noexcept;
@@ -80,8 +80,8 @@ int StraylightCorrection_Init(const ALSLC_Calib* calib, ALSLC_State* state, FctG
  *
  * The first call for a level transforms the point spread function; the state then serves all calls for this
  * level. After a failed preparation the level's calls fail. With `numberOfThreads` above 1 a thread corrects
- * the real image while the caller corrects the imaginary one; what fails on the thread stands in the error
- * history only. Returns 0, or 1 after a report.
+ * the real image while the caller corrects the imaginary one; a failure on the thread shows only in the error
+ * history. Returns 0, or 1 after a report.
  */
 int StraylightCorrection_Apply(const ALSLC_Calib* calib, ALSLC_State* state, ALSLC_Scratch* scratch,
                                ALSLC_Inout* inout) noexcept;

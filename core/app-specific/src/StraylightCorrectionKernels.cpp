@@ -16,10 +16,10 @@ namespace HWY_NAMESPACE {
 namespace {
 namespace hn = hwy::HWY_NAMESPACE;
 
-// A line of the scattered part serves all rows between it and its neighbours, so it is interpolated once
-// along the line, and the rows weigh two such lines.
+// All rows between a line of the scattered part and its neighbours use that line. So it is interpolated once
+// along its length, and each row is a weighted sum of two such lines.
 
-/** Interpolates along a line, by vectors of at most kLanes pixels; a step has a multiple of their number. */
+/** Interpolates along a line, by vectors of at most kLanes pixels; `step` is a multiple of kLanes. */
 template <size_t kLanes>
 void interpolateByVectors(const float32_t* scattered, size_t width, size_t step, float32_t* line) {
     const hn::CappedTag<float32_t, kLanes> d;
@@ -58,8 +58,8 @@ struct RowSource {
     float32_t below;
 };
 
-/** Subtracts two weighted lines from as many pixels as whole vectors hold, from `x` on. Returns the next x.
- */
+/** Subtracts two weighted lines, from `x` on, as far as whole
+ * vectors go. Returns the next x. */
 template <class D>
 HWY_INLINE size_t subtractVectors(D d, const RowSource& source, float32_t factor, float32_t* HWY_RESTRICT row,
                                   size_t x, size_t count) {
@@ -100,7 +100,7 @@ void Subtract(const StraylightSubtraction& s) {
     const float32_t inv = 1.0F / static_cast<float32_t>(step * step);
     const size_t lastColumn = s.scatteredWidth - 1;
     const size_t lastRow = s.scatteredHeight - 1;
-    const size_t interpolated = lastColumn * step;  // columns; those behind them hold the last value
+    const size_t interpolated = lastColumn * step;  // columns; those after them hold the last value
 
     float32_t* current = s.lines;
     float32_t* other = s.lines + interpolated;

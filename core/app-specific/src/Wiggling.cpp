@@ -74,8 +74,8 @@ void calibratePhase(const FreqDependentCalibration& c, WigglingScratch& scratch)
 }
 
 /**
- * The raw phase at uniform calibrated phases. No table rests on it, as the correlation function is sampled at
- * uniform raw phases; but a calibrated phase that lies far off is found here.
+ * The raw phase at uniform calibrated phases. No table depends on it, because the correlation function is
+ * sampled at uniform raw phases. It serves as a check: a calibrated phase that lies far off is found here.
  */
 int32_t invertPhase(WigglingScratch& scratch) noexcept {
     constexpr int32_t kSearchEnd = 766;
@@ -96,7 +96,7 @@ int32_t invertPhase(WigglingScratch& scratch) noexcept {
     return 0;
 }
 
-/** What the in-phase and the quadrature channel tell of the correlation function, from the amplitude
+/** Estimates the correlation function from the in-phase and the quadrature channel, using the amplitude
  * wiggling. */
 void estimateCorrelation(const FreqDependentCalibration& c, WigglingScratch& scratch) noexcept {
     for (int32_t x = 0; x < kPeriod; ++x) {
@@ -108,8 +108,8 @@ void estimateCorrelation(const FreqDependentCalibration& c, WigglingScratch& scr
     }
 }
 
-/** One period of the correlation function: the mean of both channels over half a period, then its negative.
- */
+/** One period of the correlation function: half of it the mean of both
+ * channels, then its negative. */
 void buildCorrelation(WigglingScratch& scratch, float32_t* invCalibLut) noexcept {
     constexpr int32_t kHalf = kPeriod / 2;
     constexpr int32_t kQuarter = kPeriod / 4;
@@ -182,7 +182,7 @@ Reference unit_diamond_ref(float32_t x, float32_t y) noexcept {
     return unit_square_ref(y + x, y - x);
 }
 
-/** True phase, reference phase and radius at the samples of three periods. */
+/** Computes true phase, reference phase and radius at the samples of three periods. */
 struct ReferenceCurve {
     float32_t gamma_i[kThreePeriods];
     float32_t q_i[kThreePeriods];
@@ -232,7 +232,7 @@ int32_t traceReference(const float32_t* invCalibLut, const WigglingCalib& calib,
     return 0;
 }
 
-/** Repeats the period, so that the reference axis lies within the curve wherever it starts. */
+/** Repeats the period, so that the curve covers the reference axis wherever the axis starts. */
 void repeatPeriod(ReferenceCurve& curve) noexcept {
     for (int32_t i = 0; i < kPeriod; ++i) {
         curve.q_i[i] -= kTwoPi;
@@ -273,7 +273,7 @@ int32_t resampleReference(const ReferenceCurve& curve, WigglingCalibReferenceFun
 
 // --- Fixed pattern -------------------------------------------------------------------------------
 
-/** Means of 2 x 2 pixels, to the start of `out`. */
+/** Writes the means of 2 x 2 pixels to the start of `out`. */
 void binFixedPattern(const float32_t* FPPN, float32_t* out) noexcept {
     for (int32_t r = 0; r < kImageHeight; r += 2) {
         const float32_t* const upper = FPPN + r * kImageWidth;
@@ -311,7 +311,7 @@ int32_t buildTables(const WigglingCalib& calib, uint32_t fidx, WigglingState& st
         return 1;
     }
     ReferenceCurve curve = {};
-    // Negative values are large ones here.
+    // Negative values count as large ones here.
     if (static_cast<uint32_t>(calib.referenceFunc) > ReferenceFunc_UnitDiamond) {
         return reportFailure(kSourceFile, nullptr, kLineInitUnknownReference);
     }

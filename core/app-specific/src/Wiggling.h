@@ -8,7 +8,7 @@
 #include "QorRecords.h"
 #include "Ref.h"
 
-inline constexpr int32_t kInverseLutSize = 257;    ///< one period of 256 samples and a closing one
+inline constexpr int32_t kInverseLutSize = 257;    ///< one period of 256 samples, and the first again
 inline constexpr int32_t kReferenceLutSize = 256;  ///< one period on the reference phase axis
 
 /** The shape to which a raw (X, Y) pair is referred. */
@@ -90,14 +90,14 @@ int32_t Wiggling_Init(const WigglingCalib* calib, WigglingState* state, Wiggling
 
 /**
  * From raw X and Y to true phase (0 to 2 pi) and amplitude, `nPixel` values each, through the tables of
- * frequency slot `freqIdx` (0 to 3). Returns 0; or 1 with a report, no pixel is written then.
+ * frequency slot `freqIdx` (0 to 3). Returns 0, or 1 with a report and no pixel written.
  */
 int32_t Wiggling_Forward(const WigglingForwardInput* input, const WigglingState* state,
                          const WigglingCalib* calib, WigglingForwardInout* inout) noexcept;
 
 /**
  * From true phase (radians, above -2 pi) and amplitude to raw X and Y, `nPixel` values each, through the
- * tables of frequency slot `freqIdx` (0 to 3). Returns 0; or 1 with a report, no pixel is written then.
+ * tables of frequency slot `freqIdx` (0 to 3). Returns 0, or 1 with a report and no pixel written.
  */
 int32_t Wiggling_Backward(const WigglingBackwardInput* input, const WigglingState* state,
                           const WigglingCalib* calib, WigglingBackwardInout* inout) noexcept;

@@ -16,9 +16,9 @@ namespace {
 namespace hn = hwy::HWY_NAMESPACE;
 namespace al = alsimd::HWY_NAMESPACE;
 
-// Pixels go block by block through two passes: vectors compute the positions in the tables, then one load a
-// pixel fetches the neighbouring samples, and vectors weigh them. That beats the gather instructions. What
-// the first pass leaves for the second stays in the first cache.
+// Pixels go block by block through two passes. In the first, vectors compute the positions in the tables. In
+// the second, one load per pixel fetches two neighbouring samples, and vectors weigh them. That is faster
+// than gather instructions. The results of the first pass stay in the first-level cache.
 
 constexpr size_t kBlock = 224;  ///< pixels; a multiple of every vector's lanes
 
@@ -84,7 +84,7 @@ void positionsOfPhases(const float32_t* phi, Positions& inPhase, Positions& quad
     }
 }
 
-/** The pairs of samples at consecutive `index`, as many as half a vector's lanes. */
+/** Loads the pairs of samples at consecutive entries of `index`, as many as half a vector's lanes. */
 template <class DF>
 HWY_INLINE hn::Vec<DF> loadPairs(DF df, const float32_t* samples, const int32_t* index) {
     constexpr size_t kPairs = hn::MaxLanes(DF()) / 2;
@@ -150,7 +150,7 @@ void ComputeRaw(const float32_t* invCalibLut, const WigglingBackwardImages& imag
 
 constexpr int32_t kLastSample = kReferenceLutSize - 1;
 
-/** Both tables, two neighbouring samples of each side by side; the last sample is its own neighbour. */
+/** Both tables, with two neighbouring samples of each side by side. The last sample is its own neighbour. */
 struct ReferenceTable {
     ReferenceTable(const float32_t* lutPhase, const float32_t* lutAmp) {
         for (int32_t i = 0; i < kReferenceLutSize; ++i) {
@@ -264,7 +264,7 @@ HWY_INLINE ReferenceSamples<V> lookUp(DF df, const ReferenceTable& table, const 
     const V pixels1 = loadEveryFourth(df, table, index + 1);
     const V pixels2 = loadEveryFourth(df, table, index + 2);
     const V pixels3 = loadEveryFourth(df, table, index + 3);
-    // Each block of 128 bits holds four pixels' rows of four samples. Turn them.
+    // Each 128-bit block holds one pixel's row of four samples. Transpose them.
     const auto phases01 = hn::BitCast(pairs, hn::InterleaveLower(df, pixels0, pixels1));
     const auto phases23 = hn::BitCast(pairs, hn::InterleaveLower(df, pixels2, pixels3));
     const auto factors01 = hn::BitCast(pairs, hn::InterleaveUpper(df, pixels0, pixels1));

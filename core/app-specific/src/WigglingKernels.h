@@ -3,8 +3,8 @@
 // Per-pixel loops of the wiggling stage, for any number of pixels.
 //
 // Both directions read two neighbouring samples of a table and weigh them by the fraction of the position.
-// No position leads outside a table: below 0 and for NaN the first two samples serve, from the last sample on
-// that sample alone.
+// No position leads outside a table: positions below 0 and NaN use the first two samples, and positions from
+// the last sample on use that sample alone.
 #pragma once
 
 #include <cstddef>
@@ -37,8 +37,8 @@ struct WigglingForwardImages {
 
 /**
  * True phase (0 to 2 pi) and amplitude of every pixel. `lutPhase` and `lutAmp` have 256 samples, 255 to a
- * period of the phase that `referenceFunc` gives; of its radius the amplitude is a multiple. `referenceFunc`
- * must be one of the three.
+ * period of the phase that `referenceFunc` gives; the amplitude is a multiple of the radius that it gives.
+ * `referenceFunc` must be one of the three.
  */
 void Wiggling_ComputeTrue(WigglingCalibReferenceFunc referenceFunc, const float32_t* lutPhase,
                           const float32_t* lutAmp, const WigglingForwardImages& images) noexcept;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Writes the values of the compiled-in point spread function, a program that runs while the library is built:
-// as source text, and as a table of 154905 little-endian floats, row by row, for those who simulate the lens.
+// Runs while the library is built: writes the compiled-in point spread function as source text and, for those
+// who simulate the lens, as a table of 154905 little-endian floats, row by row.
 //   generate_slcalib SOURCE TABLE            the model of a lens below
 //   generate_slcalib SOURCE TABLE MEASURED   a lens's own: a table of the same form, all values positive
 #include <array>
@@ -20,8 +20,8 @@
 namespace {
 
 /**
- * e^x for x up to 0. The library's own function may differ in the last bit between machines; this one is made
- * of exactly rounded operations, so that every machine builds the same table.
+ * e^x for x up to 0. The standard library's function may differ in the last bit between machines. This one
+ * uses exactly rounded operations only, so every machine builds the same table.
  */
 double exponential(double x) {
     constexpr double kLn2High = 0x1.62e42fefa38p-1;  // few enough bits for an exact product with the power
@@ -29,7 +29,7 @@ double exponential(double x) {
     constexpr double kOneDivLn2 = 0x1.71547652b82fep+0;
     constexpr int kTerms = 16;
     if (x < -700.0) {
-        return 0.0;  // far below what a float can add to the other terms
+        return 0.0;  // too small to change the sum with the other terms in a float
     }
     const double power = std::floor(x * kOneDivLn2 + 0.5);
     const double rest = (x - power * kLn2High) - power * kLn2Low;
@@ -60,8 +60,8 @@ double halo(double radius) {
     return 0.00975 * exponential(-radius / 2.3);
 }
 
-/** Veiling glare: light that many surfaces scatter, over the whole image and a little more near the source.
- */
+/** Veiling glare: light that many surfaces scatter, over the whole image, a
+ * little more near the source. */
 double glare(double radius) {
     return 2.9e-7 * (1.0 + 2.0 * exponential(-radius / 60.0));
 }

@@ -20,6 +20,6 @@ static_assert(kPsfSize == 154905 && sizeof(StraylightCalib) == sizeof(float32_t)
 
 /**
  * The calibration of this build: the model of the lens, or the table that QOR_STRAYLIGHT_PSF_FILE named. The
- * record is constant data; nobody writes to it.
+ * record is constant; nobody writes to it.
  */
 StraylightCalib* getCompiledInCalib() noexcept;

@@ -58,7 +58,7 @@ zelta::TypeRef nodeOf(std::string_view name, std::size_t offset) {
     }
 }
 
-/** The members' nodes; references have none, as an address means nothing outside. */
+/** The members' nodes. References have none, because an address means nothing in another process. */
 template <class Record>
 std::vector<zelta::TypeRef> membersOf(std::size_t offset) {
     std::vector<zelta::TypeRef> nodes;

@@ -26,7 +26,7 @@ Bytes origAuxDescr;
 Bytes origAuxPayload;
 QorDICIError diciError;
 
-/** Which chunks the packet has; -1 where the search did not get so far. */
+/** Which chunks the packet has; -1 for those that the search did not reach. */
 struct ChunkIndices {
     int origCalibPacketIDX = -1;
     int origAuxPacketIDX = -1;
@@ -42,7 +42,7 @@ void assignRecords(const Packet& packet, QorDistanceImageIFCalib& calibration, Q
                  &auxInfo, sizeof auxInfo, "QorDICIAuxiliaryParam", false);
 }
 
-/** Never fails: where memory ran out, the text is cut to what fits in the place of the last one. */
+/** Never fails: when memory has run out, the text is cut to what fits into the previous text's memory. */
 void keepError(std::string_view prefix, std::string_view what) noexcept {
     try {
         g_lastError.reserve(prefix.size() + what.size());
@@ -53,7 +53,7 @@ void keepError(std::string_view prefix, std::string_view what) noexcept {
     g_lastError.assign(prefix).append(what);
 }
 
-/** The text goes into the record as far as it fits; `errorOccured` stays 0, callers learn of it from the
+/** The text goes into the record as far as it fits. `errorOccured` stays 0: callers see the failure in the
  * result. */
 void recordError(std::string_view what) noexcept {
     constexpr std::string_view prefix = kExceptionPrefix;

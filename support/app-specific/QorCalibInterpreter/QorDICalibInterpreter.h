@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Calibration interpreter: takes a camera's calibration packet apart. Members are matched by name, so that
-// older and newer layouts load; it knows nothing of the contents and checks none.
+// older and newer layouts load; it does not check their contents.
 #pragma once
 
 #include <string>

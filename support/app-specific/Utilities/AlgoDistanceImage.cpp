@@ -27,7 +27,7 @@ void zero(Record& record) {
     std::memset(&record, 0, sizeof record);
 }
 
-/** Exposure limits that a sender leaves open or out of range. */
+/** Replaces exposure limits that the sender left open or out of range. */
 void completeParameters(QorDistanceImageIFParam& param) {
     if (param.maxExposureTime == 0) {
         param.maxExposureTime = 1000;
@@ -44,7 +44,7 @@ void completeParameters(QorDistanceImageIFParam& param) {
 
 AlgoDistanceImage::AlgoDistanceImage()
     : TamAlgoSimInterface(kCalibrationBuffers + kMeasBufferCount, "Qor Distance Image") {
-    // An initialiser would leave padding as it was, and the result leaves the process with its padding.
+    // An initialiser would leave the padding as it was, and the padding leaves the process with the result.
     zero(m_DistanceImageInput);
     zero(m_DistanceImageCalib);
     zero(m_DistanceImageCustom);
@@ -111,7 +111,7 @@ void AlgoDistanceImage::assignReceivedChunks(bool fromCustomPin) {
         try {
             assignInput();
         } catch (...) {
-            // What came before the fault stays; the flags and the test of the parameters wait for the next
+            // What came before the fault is kept; the flags and the check of the parameters wait for the next
             // good record.
         }
     }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The distance image algorithm behind the plug-in interface: unpacks the received chunks into plain records,
-// decides when the pipeline has to be initialised, keeps the raw images of a frame alive, and feeds the
+// The distance image algorithm as a plug-in: unpacks the received chunks into plain records, decides
+// when the pipeline has to be initialised, keeps the raw images of a frame alive, and feeds the
 // pipeline.
 #pragma once
 
@@ -18,7 +18,7 @@ class AlgoDistanceImage : public TamAlgoSimInterface {
     bool processAlgo() override;
 
  private:
-    static constexpr int kRawImages = 32;  ///< of a frame at most; more reuse the slots
+    static constexpr int kRawImages = 32;  ///< of one frame; further images reuse the slots
 
     void interpretCalibration();
     bool collectRawdata(const Packet& chunks);
@@ -32,7 +32,7 @@ class AlgoDistanceImage : public TamAlgoSimInterface {
     QorDistanceImageIFCalib m_DistanceImageCalib;
     QorDistanceImageCustomization m_DistanceImageCustom;  ///< from the custom pin
     QorDICIAuxiliaryParam m_DICIaux;
-    bool m_prioCustom = false;     ///< a customization came over the custom pin and takes precedence since
+    bool m_prioCustom = false;     ///< a customization came over the custom pin and takes precedence
     bool m_haveRawData = false;    ///< a raw image and its input record are waiting
     bool m_haveDIIFInput = false;  ///< an input record is waiting
     QorRawPhaseData m_QorRawData[kRawImages];

@@ -14,7 +14,7 @@ namespace {
 std::unique_ptr<AlgoDistanceImage> g_algoInstance;
 std::string g_lastExceptionMessage;
 
-/** Never fails: where memory ran out, the text is cut to what fits in the place of the last one. */
+/** Never fails: when memory has run out, the text is cut to what fits into the previous text's memory. */
 void keepMessage(std::string_view text) noexcept {
     try {
         g_lastExceptionMessage.reserve(text.size());

@@ -19,7 +19,7 @@
 #define QOR_PLUGIN_EXPORT __attribute__((visibility("default")))
 #endif
 
-/* The algorithm's own sources, which describe their records, have the version as one of them. */
+/* The algorithm's own sources know the version as one of their described records. */
 #ifndef AL_DESCRIBE
 /** Version of the algorithm. */
 typedef struct AlgoVersion {
@@ -33,10 +33,10 @@ typedef struct AlgoVersion {
 extern "C" {
 #endif
 
-/** Creates the algorithm; one that exists is destroyed. */
+/** Creates the algorithm. An existing one is destroyed. */
 QOR_PLUGIN_EXPORT void createAlgo(void);
 
-/** Destroys the algorithm, if there is one, and forgets the layouts that packets had. */
+/** Destroys the algorithm, if there is one, and forgets the layouts of earlier packets. */
 QOR_PLUGIN_EXPORT void clearAlgo(void);
 
 /**
@@ -49,14 +49,14 @@ QOR_PLUGIN_EXPORT void clearAlgo(void);
 QOR_PLUGIN_EXPORT int32_t processZelta(const void* dataPacket, int32_t dataPacketBytes, int32_t fromCustomPin,
                                        int32_t* exceptionOccured);
 
-/** Chooses the chunks of the result, for `isPIL` 1 the short form; returns the bytes that they take, 0 for
- * none. */
+/** Chooses the chunks of the result (`isPIL` 1: the short form). Returns the bytes that they take, 0 without
+ * chunks. */
 QOR_PLUGIN_EXPORT int32_t getRequiredOutputSize(int32_t isPIL);
 
 /**
- * Writes the result chosen last. `dataPacketSize` must be the size required, else a std::runtime_error goes
- * on to the host. Returns 0, or -1 if nothing was written. The choice holds until the next processZelta, also
- * one that fails: from then on no size but that of a packet without chunks is the one required.
+ * Writes the result chosen last. `dataPacketSize` must be the required size, else a std::runtime_error
+ * reaches the host. Returns 0, or -1 if nothing was written. The choice holds until the next processZelta,
+ * even if that call fails. From then on the required size is that of a packet without chunks.
  */
 QOR_PLUGIN_EXPORT int32_t packResult(void* dataPacket, int dataPacketSize);
 

@@ -17,7 +17,7 @@ TamAlgoSimInterface::TamAlgoSimInterface(int numMeasBuffers, const std::string& 
 TamAlgoSimInterface::~TamAlgoSimInterface() = default;
 
 bool TamAlgoSimInterface::processZelta(const void* dataPacket, int dataPacketBytes, bool fromCustomPin) {
-    // A result that was chosen points into what this packet replaces.
+    // A chosen result points into data that this packet replaces.
     m_resultChunks.clear();
     std::fill_n(m_measBuffers.get(), m_numMeasBuffers, AlgoMeasBuffer{});
     m_receivedChunks.clear();

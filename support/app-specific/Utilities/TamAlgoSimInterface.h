@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What algorithms behind the plug-in interface have in common: packets in, packets out.
+// What all algorithms of the plug-in interface have in common: packets in, packets out.
 #pragma once
 
 #include <memory>
@@ -39,14 +39,14 @@ class TamAlgoSimInterface {
 
     /**
      * Chooses the chunks of the result and returns the bytes that they take, 0 if there are none. The short
-     * form (PIL) has the main channels only, and those that go out once.
+     * form (PIL) has only the main channels, and those that go out once.
      */
     virtual int getRequiredOutputSize(bool isPIL);
 
     /**
-     * Writes the result that was chosen since the last packet; one that was chosen before is gone, whatever
-     * became of that packet. Throws std::runtime_error if `dataPacketSize` is not the size required. Returns
-     * 0, or -1 if nothing could be written.
+     * Writes the result that was chosen after the last packet. A packet drops any earlier choice, even if it
+     * fails. Throws std::runtime_error if `dataPacketSize` is not the required size. Returns 0, or -1 if
+     * nothing could be written.
      */
     virtual int packResult(void* dataPacket, int dataPacketSize);
 
@@ -64,8 +64,7 @@ class TamAlgoSimInterface {
     std::string m_prettyName;
     std::unique_ptr<AlgoMeasBuffer[]> m_measBuffers;
     int m_numMeasBuffers;
-    Packet
-        m_resultChunks;  ///< point into what m_measBuffers point at; empty from a packet to the next choice
+    Packet m_resultChunks;    ///< point where m_measBuffers point; a packet empties them
     Packet m_receivedChunks;  ///< point into the host's packet
     std::vector<int> m_pilChannels;
     std::vector<int> m_pilOnceChannels;  ///< a channel leaves the list when it goes out

@@ -19,7 +19,7 @@ using Lock = std::lock_guard<Mutex>;
 /// The whole definition is the key: byte-identical definitions, and only those, share one tree.
 using TypeCache = std::map<std::string, TypeRef, std::less<>>;
 
-/// What tells plans apart; look-ups borrow the texts, the cache owns them.
+/// What tells plans apart. Look-ups borrow the texts; the cache owns its own.
 template <typename Text>
 struct AssignerKey {
     const IType* source;
@@ -50,8 +50,8 @@ struct LessByParts {
     }
 };
 
-/// A plan and the types whose addresses stand in its key: while they live, no other type can take their
-/// place.
+/// A plan, and the types whose addresses are in its key: while they live, no other
+/// type can get the same address.
 struct CachedAssigner {
     TypeRef source;
     TypeRef destination;
@@ -93,8 +93,8 @@ void clearInterpreters() {
 
 // --- What the caches keep ---
 
-// Beside its bytes a block of memory takes its share of the allocator's own, and a node of a map its
-// pointers.
+// Besides its bytes, a block of memory costs the allocator's overhead,
+// and a node of a map its pointers.
 constexpr std::size_t kBlockBytes = 16;
 constexpr std::size_t kMapNodeBytes = 32 + kBlockBytes;
 constexpr std::size_t kPointerBytes = sizeof(TypeRef) + sizeof(shared_ptr_ref_counter) + 2 * kBlockBytes;
@@ -145,8 +145,8 @@ void clearCaches() {
     cacheMemory().bytes = 0;
 }
 
-/// Keeps an entry that takes `bytes` beside the types that it holds, which differ; `insert` puts it into its
-/// cache. What does not fit beside the others takes their place, what does not fit at all is left out.
+/// Keeps an entry of `bytes` plus the types that it holds, all different; `insert` puts it into its cache. An
+/// entry that does not fit beside the others replaces them; one that does not fit at all is left out.
 template <typename Insert>
 void keep(std::size_t bytes, std::initializer_list<TypeRef> types, Insert insert) {
     CacheMemory& memory = cacheMemory();
@@ -179,7 +179,7 @@ const ZeltaChunk& chunkOf(const std::vector<ZeltaChunk>& chunks, int channel) {
     return chunks[static_cast<std::size_t>(findChannelInPacket(chunks, channel))];
 }
 
-/// A chunk that was not parsed but made may hold anything.
+/// A chunk made by a caller, not by a parser, may hold any size.
 unsigned int sizeOf(int size) {
     return size > 0 ? static_cast<unsigned int>(size) : 0;
 }

@@ -56,8 +56,8 @@ bool inside(long long offset, int bufferSize) {
     return offset >= 0 && offset < bufferSize;
 }
 
-/// Each byte of a reversed item is a region of its own: those before the first that lies outside are copied,
-/// in the order of the source. A plain item is one region, so nothing of it is.
+/// Each byte of a reversed item is a region of its own. The bytes before the first one outside are copied, in
+/// the order of the source. A plain item is a single region, so none of its bytes are.
 void copyReversedUpToFault(const Assigner::Item& item, const unsigned char* from, int sourceSize,
                            unsigned char* to, int destinationSize) {
     if (item.elementSize == 1) {
@@ -205,7 +205,7 @@ class PlanBuilder {
     static constexpr long long kMaxWrites = 4;
     static constexpr long long kSpareBytes = 1LL << 20;
     // A step is a number or array of numbers, or a struct on the way to it. It is worth at least a byte of
-    // both records, so the smaller one says how many an honest plan takes. Structs of no size do not.
+    // both records, unless it has no size. So the smaller record limits an honest plan.
     static constexpr long long kMaxStepsPerByte = 4;
     static constexpr long long kMinSteps = 1LL << 21;
 
@@ -229,7 +229,7 @@ class PlanBuilder {
         }
     }
 
-    /// Offsets beyond an int stop at its ends, where no region fits a buffer.
+    /// Offsets beyond an int stop at its limits, where no region fits a buffer.
     static int representable(long long value) {
         return static_cast<int>(std::clamp<long long>(value, INT_MIN, INT_MAX));
     }

@@ -29,8 +29,8 @@ std::vector<std::string> split(const std::string& text, char separator) {
     }
 }
 
-/// The number that a text begins with, read as a 32-bit integer; what follows is ignored, what does not fit
-/// saturates.
+/// The number that a text begins with, read as a 32-bit integer. What follows is
+/// ignored; what does not fit saturates.
 bool leadingNumber(const std::string& text, unsigned int& number) {
     char* end = nullptr;
     const long long value = std::strtoll(text.c_str(), &end, 10);
@@ -173,11 +173,11 @@ void subExpressionType(const TypeRef& type, const std::string& expression, Zelta
 
 namespace {
 
-/// What the texts of a listing may take, in bytes. `heldBytes` of a record are really there; a size in a
-/// definition is a claim, worth something only up to a MiB.
+/// What the texts of a listing may take, in bytes. `heldBytes` of a record really exist; the size in a
+/// definition is only a claim, believed up to a MiB.
 std::uint64_t listingBudget(std::uint64_t claimedBytes, std::uint64_t heldBytes) {
     constexpr std::uint64_t kMaxClaim = 1U << 20U;
-    // An element of one byte in a record of long names is the worst that an honest record asks for.
+    // The worst that an honest record asks for is one-byte elements under long names.
     constexpr std::uint64_t kTextPerByte = 256;
     constexpr std::uint64_t kMinBudget = 1U << 25U;
     const std::uint64_t bytes = std::max(std::min(claimedBytes, kMaxClaim), heldBytes);
@@ -214,7 +214,7 @@ class ExpressionLister {
     }
 
  private:
-    // What a string takes beside its characters.
+    // What a string takes besides its characters.
     static constexpr std::uint64_t kStringBytes = 64;
 
     static void appendIndex(std::string& element, unsigned int entry) {
@@ -225,7 +225,7 @@ class ExpressionLister {
 
     void append(std::string expression) { m_out.push_back(std::move(expression)); }
 
-    /// Every text that the walk makes counts, those of structs on the way too.
+    /// Every text that the walk makes counts, even those of structs on the way.
     void charge(const std::string& text) {
         const std::uint64_t cost = text.size() + kStringBytes;
         if (cost > m_remaining) {
@@ -365,7 +365,7 @@ std::string compressExpression(const std::string& expression) {
 }
 
 std::string encodeNumber(unsigned int value) {
-    // The last two stand in this order on purpose: readers of the short form expect "_" before "-".
+    // The order of the last two is deliberate: readers of the short form expect "_" before "-".
     static constexpr char kDigits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-";
     std::string text;
     do {

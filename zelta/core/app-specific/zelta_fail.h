@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// How the sources of expressions, plans and interpreters report what is wrong. Readers of error texts know
-// all of them by one file name.
+// How the sources of expressions, plans and interpreters report what is wrong. In error texts
+// all of them go by one file name.
 #pragma once
 
 #include <string>

@@ -65,7 +65,7 @@ void requireInside(const Layout& layout, unsigned int dataSize, int line = __bui
     }
 }
 
-/// The checks of the forms that move bytes as they are.
+/// Checks for the forms that move bytes unchanged.
 template <typename T>
 void requireRawElements(const Layout& layout, unsigned int count, unsigned int dataSize) {
     requireWholeRecord(layout, dataSize);
@@ -75,7 +75,7 @@ void requireRawElements(const Layout& layout, unsigned int count, unsigned int d
     requireInside(layout, dataSize);
 }
 
-/// The checks of the forms that convert.
+/// Checks for the forms that convert.
 void requireConvertibleElements(const Layout& layout, unsigned int count, unsigned int dataSize) {
     if (!layout.isWholeRecord(dataSize) || layout.count != count || layout.elementSize > kMaxElementSize ||
         !layout.isInside(dataSize)) {

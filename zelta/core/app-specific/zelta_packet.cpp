@@ -81,7 +81,7 @@ int packet_create(void* buffer, int bufferSize, const std::vector<ZeltaChunk>& c
 
 namespace {
 
-/// What remains of a packet in memory. Each step fails when the bytes do not suffice.
+/// The rest of a packet in memory. Each step fails if there are too few bytes.
 class BufferReader {
  public:
     BufferReader(const void* buffer, int size)
@@ -184,8 +184,8 @@ class FileSource {
     FILE* m_file;
 };
 
-/// Bytes of a stream. Words are read without a look at it: where it has ended, each byte is the one before,
-/// and the first is 0. No run of equal bytes is a mark, so what ends behind a count above 0 is refused.
+/// Bytes of a stream. Words are read without checking its state: after its end each byte repeats the last
+/// one, at first 0. A mark has no four equal bytes, so a stream that ends after a count above 0 is refused.
 class StreamSource {
  public:
     explicit StreamSource(std::istream& stream) : m_stream(stream) {}
@@ -245,8 +245,8 @@ class SourceReader {
         return bits;
     }
 
-    /// The size is a claim of the file, so memory grows with what really comes: each piece is at most as
-    /// large as all that came before.
+    /// The size is only a claim, so memory grows with what really arrives: each piece is at most as
+    /// large as all the pieces before it.
     bool block(const void** pointer, int size) {
         m_positions[pointer] = m_bytes.size();
         auto missing = static_cast<std::size_t>(size);

@@ -71,7 +71,7 @@ std::string consumeName(const unsigned char*& data, unsigned int& size) {
 std::vector<unsigned int> consumeDimensions(const unsigned char*& data, unsigned int& size) {
     const unsigned int count = consume_uint32(data, size);
     if (count > kMaxDimensions) {
-        parseError("dataSize < 4");  // Readers of old count in 8 bits and never come to an end here.
+        parseError("dataSize < 4");  // Older readers count in 8 bits and would loop forever.
     }
     std::vector<unsigned int> dimensions;
     for (unsigned int i = 0; i < count; ++i) {
@@ -91,12 +91,12 @@ TypeEndianess consumeEndianess(const unsigned char*& data, unsigned int& size) {
     }
 }
 
-/// Reads one item other than the type item into `items`.
+/// Reads an item, any but the type item, into `items`.
 void consumeItem(unsigned char tag, const unsigned char*& data, unsigned int& size, TypeItems& items) {
     switch (tag) {
         case TagName:
             if (!items.name.empty()) {
-                parseError("name is empty");  // A second name; readers of error texts know it by these words.
+                parseError("name is empty");  // A second name; this is its established error text.
             }
             items.name = consumeName(data, size);
             return;
@@ -133,7 +133,7 @@ void consumeItem(unsigned char tag, const unsigned char*& data, unsigned int& si
 TypeRef parseRecord(const unsigned char*& data, unsigned int& size, unsigned int depth,
                     TypeEndianess endianess, unsigned int& nodesLeft);
 
-/// Reads the children of a struct up to and with the item that ends it.
+/// Reads the children of a struct, up to and including the item that ends it.
 std::vector<TypeRef> consumeChildren(const unsigned char*& data, unsigned int& size, unsigned int depth,
                                      TypeEndianess endianess, unsigned int& nodesLeft) {
     if (depth >= kMaxStructDepth) {
@@ -296,7 +296,7 @@ constexpr unsigned int kHeaderBytes2 = 9;
 constexpr unsigned int kHeaderBytes3 = 13;
 constexpr unsigned char kCompressed = 1;
 
-// No zlib stream holds more: its longest match, 258 bytes, takes at least two bits.
+// No zlib stream can expand more: its longest match, 258 bytes, takes at least two bits.
 constexpr std::uint64_t kMaxInflation = 1032;
 
 Decipher g_decipher = nullptr;
@@ -333,7 +333,7 @@ Header readHeader1(const unsigned char* bytes, unsigned int size) {
     return header;
 }
 
-/// Writers of this version count the stream one byte too long, into the padding if there is some.
+/// Writers of this version count one byte too many, taken from the padding if there is some.
 Header readHeader2(const unsigned char* bytes, unsigned int size) {
     requireHeader(size, kHeaderBytes2);
     const unsigned int padding = bytes[8];
@@ -462,7 +462,7 @@ std::string createDatadefinition(const TypeRef& type) {
     definition.append(reinterpret_cast<const char*>(compressed.get()), compressedSize);
     definition.append(padding, '\0');
 
-    // What nobody could read is not handed out.
+    // A definition that nobody could read is not handed out.
     parseDatadefinition(definition.data(), static_cast<unsigned int>(definition.size()));
     return definition;
 }

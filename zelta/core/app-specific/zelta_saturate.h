@@ -21,7 +21,7 @@ constexpr std::uint32_t saturatingMultiply(std::uint32_t a, std::uint32_t b) noe
     return saturate(std::uint64_t{a} * b);
 }
 
-/// Elements behind these dimensions: none where one of them is 0, however large the others are.
+/// The number of elements of these dimensions: 0 if one of them is 0, however large the others are.
 constexpr std::uint32_t elementCount(std::span<const unsigned int> dimensions) noexcept {
     std::uint32_t product = 1;
     bool isEmpty = false;

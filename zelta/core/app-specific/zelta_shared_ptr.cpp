@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The end of a reference counter. It is not inline: compilers that see it where pointers are copied take the
-// other pointers' use of the counter for a use after its end.
+// The end of a reference counter. It is not inline: where compilers see it at copies of pointers, they
+// mistake the other pointers' use of the counter for a use after its end.
 #include "zelta_shared_ptr.h"
 
 namespace zelta {

@@ -11,7 +11,7 @@
 namespace zelta {
 namespace {
 
-/// Readers of error texts know types by the file of the definitions.
+/// In error texts types go by the file name of the definitions.
 [[noreturn]] void interpretError(InterpretError::InterpretErrorTag tag, const std::string& message = "",
                                  int line = __builtin_LINE()) {
     throw InterpretError("core/app-specific/zelta_parse", line, tag, message);

@@ -23,8 +23,8 @@ using DefinitionGetter = void (*)(const void** dataDescriptionBuffer, unsigned i
 /// below that take a channel.
 int findChannelInPacket(const std::vector<ZeltaChunk>& chunks, int channel);
 
-/// What the caches keep together, in bytes. When the next entry would exceed it, all of them are emptied
-/// first; an entry that alone would exceed it is not kept. Records that travel need some hundred KiB.
+/// What all caches may keep together, in bytes. When the next entry would exceed it, all of them are emptied
+/// first; an entry that alone would exceed it is not kept. Ordinary records need some hundred KiB.
 inline constexpr std::size_t kMaxCacheBytes = std::size_t{16} << 20U;
 
 /// The type of a definition. Definitions of the same bytes give the very same object until the caches are
@@ -34,7 +34,7 @@ TypeRef cachedDatadefinition(const void* data, unsigned int size);
 /// The type of a channel.
 TypeRef PacketParseDataDefinition(const std::vector<ZeltaChunk>& chunks, unsigned int channel);
 
-/// The plan between two expressions of two types, which are told apart by identity. With `relative` the
+/// The plan between two expressions of two types. Types are told apart by identity. With `relative` the
 /// destination buffer holds only the part addressed; the source is always the whole record.
 AssignerRef cachedAssigner(const TypeRef& source, std::string_view sourceExpression,
                            const TypeRef& destination, std::string_view destinationExpression, bool relative);
@@ -42,16 +42,16 @@ AssignerRef cachedAssigner(const TypeRef& source, std::string_view sourceExpress
 /// Forgets all definitions, plans and interpreters. Those that callers hold stay valid.
 void PacketCacheClear();
 
-/// Copies the data of a channel into a record of another layout; returns the bytes copied. What the sender
-/// does not have keeps its bytes.
+/// Copies the data of a channel into a record of another layout; returns the bytes copied. Members that the
+/// sender lacks keep their bytes.
 int PacketAssign(const AssignerRef& assigner, const std::vector<ZeltaChunk>& chunks, int channel,
                  void* destination, unsigned int destinationSize);
 int PacketAssign(const TypeRef& source, const std::vector<ZeltaChunk>& chunks, int channel,
                  std::string_view sourceExpression, const TypeRef& destination, void* buffer,
                  unsigned int size, std::string_view destinationExpression, bool relative);
 
-/// The usual way in: the destination's layout is a definition that is compiled in, the source's comes with
-/// the packet.
+/// The usual way to receive: the destination's layout is a compiled-in definition; the
+/// source's layout comes with the packet.
 int PacketAssign(const std::vector<ZeltaChunk>& chunks, int channel, DefinitionGetter getter,
                  std::string_view sourceExpression, void* buffer, unsigned int size,
                  std::string_view destinationExpression, bool relative);
@@ -61,12 +61,12 @@ AssignerRef PacketAssigner(const std::vector<ZeltaChunk>& chunks, int channel,
                            std::string_view sourceExpression, const TypeRef& destination,
                            std::string_view destinationExpression, bool relative);
 
-/// The interpreter of one expression of a channel's layout. T is one of the ten numeric types of Interpreter.
+/// The interpreter for one expression of a channel's layout. T is one of Interpreter's ten numeric types.
 template <typename T>
 typename InterpreterRef<T>::Type PacketInterpreter(const std::vector<ZeltaChunk>& chunks, int channel,
                                                    std::string_view expression);
 
-/// Reads values from the data of a channel with an interpreter at hand.
+/// Reads values from the data of a channel with a given interpreter.
 template <typename T>
 void PacketInterpret(const typename InterpreterRef<T>::Type& interpreter, T* values, unsigned int count,
                      const std::vector<ZeltaChunk>& chunks, int channel) {

@@ -13,7 +13,7 @@ namespace zelta {
 class Assigner {
  public:
     /// One run of bytes. With an element size above 1 the bytes of each element are reversed on the way: a
-    /// run of n bytes then stands for n regions of one byte, which nothing could merge.
+    /// run of n bytes then stands for n regions of one byte, which cannot be merged.
     struct Item {
         int sourceOffset;
         int destinationOffset;
@@ -26,7 +26,7 @@ class Assigner {
 
     void addCopyRegion(int sourceOffset, int destinationOffset, int size);
 
-    /// Elements of `elementSize` bytes whose byte order changes.
+    /// Adds elements of `elementSize` bytes whose byte order changes.
     void addSwapRegion(int sourceOffset, int destinationOffset, int size, int elementSize);
 
     /// The order of the items: by source offset, destination offset, size.
@@ -37,8 +37,8 @@ class Assigner {
 
     /// Carries the plan out and returns the bytes copied. The sizes must be those of the plan
     /// (InterpretError, size mismatch, before anything is copied); an item outside a buffer is refused
-    /// (InterpretError, unknown) after those before it have been copied, and of an item that reverses bytes
-    /// those before the first outside. Allocates nothing.
+    /// (InterpretError, unknown) after the items before it have been copied. Of an item that reverses bytes,
+    /// the bytes before the first one outside are copied too. Allocates nothing.
     int apply(const void* source, int sourceSize, void* destination, int destinationSize) const;
 
     int sourceSize() const { return m_sourceSize; }
@@ -54,18 +54,18 @@ class Assigner {
 using AssignerRef = shared_ptr<Assigner const>;
 
 /// Adds what `source` and `destination` have in common to a plan. The bases are added to the offsets stored
-/// in the nodes. A `maxCount` above 0 replaces the number of elements, else the smaller count of both sides
-/// holds. Members without counterpart, or whose kind or size differs, are left out. Throws InterpretError
-/// (unknown) when the plan would write more than four times what the destination holds (and a MiB), or when
-/// it visits more members, those of each element counted anew, than two million and than four for each byte
-/// of the smaller record: only definitions made to exhaust a machine need that.
+/// in the nodes. A `maxCount` above 0 replaces the number of elements; otherwise the smaller count of both
+/// sides is used. Members without counterpart, or of different kind or size, are left out. Throws
+/// InterpretError (unknown) if the plan would write more than four times the destination's bytes plus a MiB,
+/// or if it would visit more than two million members and more than four for each byte of the smaller record,
+/// counting those of each element anew. Only definitions made to exhaust a machine need that.
 void recursive_assign(const TypeRef& source, long long sourceBase, const TypeRef& destination,
                       long long destinationBase, Assigner* assigner, int maxCount);
 
-/// Builds the plan from what `sourceExpression` addresses to what `destinationExpression` addresses. A
-/// relative side is a buffer that holds only the part addressed, any other the whole record. Throws
-/// InterpretError for an expression that does not resolve, or when the two address different numbers of
-/// elements.
+/// Builds the plan from what `sourceExpression` addresses to what `destinationExpression` addresses.
+/// The buffer of a relative side holds only the part addressed; any other buffer holds the whole
+/// record. Throws InterpretError for an expression that does not resolve, or when the two address
+/// different numbers of elements.
 AssignerRef assigner(const TypeRef& source, const std::string& sourceExpression, const TypeRef& destination,
                      const std::string& destinationExpression, bool destinationRelative, bool sourceRelative);
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The exceptions of the library. Each composes its text when it is made and keeps nothing else.
+// The exceptions of the library. Each composes its text when it is created, and keeps only that text.
 #pragma once
 
 #include <exception>
@@ -7,7 +7,7 @@
 
 namespace zelta {
 
-/// What the exceptions share: one text.
+/// What the exceptions have in common: one text.
 class Error : public std::exception {
  public:
     const char* what() const noexcept override { return m_text.c_str(); }

@@ -2,8 +2,8 @@
 // Expressions: texts that address a part of a record, such as `Record.list[2].x`.
 //
 // An expression is empty (the whole record) or a list of segments joined by ".". A segment is a name and any
-// number of index groups "[number]". The first segment names the root. Every segment but the last fixes its
-// element; the last may leave dimensions open and then addresses the block behind them.
+// number of index groups "[number]". The first segment names the root. Every segment but the last must select
+// one element. The last may leave dimensions open; it then addresses the whole block.
 #pragma once
 
 #include <cstddef>
@@ -33,9 +33,9 @@ enum ZeltaTypeID : int {
 /// a group without a number.
 void interpret_key(std::string key, std::string& name, std::vector<unsigned int>& index);
 
-/// Resolves an expression. `offset` becomes the displacement in bytes that the indices cause (the node's own
-/// offset is not in it), `count` the number of elements addressed; both stop at 0xFFFFFFFF. Throws
-/// InterpretError and leaves both as they were.
+/// Resolves an expression. `offset` becomes the displacement in bytes that the indices cause (without the
+/// node's own offset), `count` the number of elements addressed; both stop at 0xFFFFFFFF. If it throws
+/// InterpretError, both stay as they were.
 TypeRef typeFromExpression(const TypeRef& type, const std::string& expression, unsigned int& offset,
                            unsigned int& count);
 
@@ -50,9 +50,9 @@ void subExpressionType(const TypeRef& type, const std::string& expression, Zelta
                        std::vector<unsigned int>& dimensions);
 
 // A few bytes of definition can claim billions of elements, so each listing has a budget: 256 bytes of text
-// for each byte of the record, and at least 32 MiB. The size in the definition counts up to 1 MiB only; who
-// holds a larger record says with `heldBytes` how many bytes of it there are. Every expression listed is
-// charged with its characters and 64 bytes, and so is every element and member on the way to one. Beyond the
+// for each byte of the record, and at least 32 MiB. The size in the definition counts only up to 1 MiB. A
+// caller with a larger record states in `heldBytes` how many bytes of it there are. Every expression listed
+// costs its characters and 64 bytes, and so does every element and member on the way to one. Beyond the
 // budget: InterpretError, unknown.
 
 /// All expressions down to the leaves. Arrays of numbers appear once, arrays of structs element by element.
@@ -63,15 +63,15 @@ std::vector<std::string> validExpressions(const TypeRef& type, std::size_t heldB
 void validExpressions(const TypeRef& type, std::vector<std::string>& out, std::string prefix, int levels,
                       std::size_t heldBytes = 0);
 
-/// What lies one step below an expression: the elements of the first open dimension, else the members, else
-/// nothing.
+/// What lies one step below an expression: the elements of the first open dimension;
+/// without one, the members, if any.
 std::vector<std::string> subExpressions(const TypeRef& type, const std::string& expression,
                                         std::size_t heldBytes = 0);
 
 /// A short form for the same place: the root dropped, names as checksums, numbers with 6 bits to a digit.
 std::string compressExpression(const std::string& expression);
 
-/// A number in that form: at least one of A-Z, a-z, 0-9, "_", "-", the most significant first.
+/// A number in that form: one or more of A-Z, a-z, 0-9, "_", "-", the most significant first.
 std::string encodeNumber(unsigned int value);
 
 }  // namespace zelta

@@ -10,8 +10,8 @@
 
 namespace zelta {
 
-/// Reads and writes what one expression addresses, in any record of the type it was made for. It keeps no
-/// reference to that type.
+/// Reads and writes what one expression addresses, in any record of the type that it was made for.
+/// Keeps no reference to that type.
 ///
 /// T is one of the eight integer types `signed char` to `unsigned long long`, which accept only elements of
 /// their own width and signedness; `float` or `double`, which convert from every number; or `std::string`,
@@ -19,7 +19,7 @@ namespace zelta {
 template <typename T>
 class Interpreter {
  public:
-    /// `offset` is that of the first element in the record; `swap` tells that the record is big-endian.
+    /// `offset` is that of the first element in the record; `swap` says that the record is big-endian.
     Interpreter(int recordSize, int offset, unsigned int count, TypeIdentifier identifier,
                 unsigned int elementSize, bool swap);
 

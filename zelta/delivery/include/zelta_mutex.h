@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-// The lock of the library. It marks the places where a lock stands; today it does nothing.
+// The lock of the library. It marks where locks belong; today it does nothing.
 #pragma once
 
 #include <cstdint>
 
 namespace zelta {
 
-/// A lock that costs nothing: the library runs on one thread at a time. Every reference count and every cache
-/// is nevertheless entered through it, so that a real lock needs a change of this class alone. It has to be
-/// recursive, as the helpers of PacketZelta.h hold it while they call each other.
+/// A lock that costs nothing: the library runs on one thread at a time. Every access to a reference count or
+/// a cache still goes through it, so a real lock needs a change of this class alone. That lock must be
+/// recursive: the helpers of PacketZelta.h hold it while they call each other.
 class Mutex {
  public:
     Mutex() = default;

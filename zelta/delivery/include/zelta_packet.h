@@ -12,8 +12,8 @@
 
 namespace zelta {
 
-/// One record and its definition. The bytes belong to somebody else: the buffer that was parsed, or the
-/// writer.
+/// One record and its definition. The bytes belong to others: to the buffer
+/// that was parsed, or to the writer.
 struct ZeltaChunk {
     const void* description;
     int descSize;  ///< bytes of the description, above 0
@@ -24,7 +24,7 @@ struct ZeltaChunk {
 
 using Packet = std::vector<ZeltaChunk>;
 
-/// More chunks than this no reader takes.
+/// No reader takes more chunks than this.
 inline constexpr unsigned int kMaxChunks = 1024;
 
 /// The bytes that a packet of these chunks takes; -1 if a size is not above 0 or the sum does not fit an int.
@@ -33,7 +33,7 @@ int packet_get_required_size(const std::vector<ZeltaChunk>& chunks);
 /// Writes a packet. `bufferSize` must be exactly the required size. Returns 0, or -1 with nothing written.
 int packet_create(void* buffer, int bufferSize, const std::vector<ZeltaChunk>& chunks);
 
-/// Reads a packet in place: the chunks point into `buffer`. Bytes behind the last chunk are ignored. Returns
+/// Reads a packet in place: the chunks point into `buffer`. Bytes after the last chunk are ignored. Returns
 /// 0, or -1 with the chunks up to the fault in the vector.
 int packet_parse(const void* buffer, int size, std::vector<ZeltaChunk>& chunks);
 
@@ -42,13 +42,13 @@ int packet_parse(const void* buffer, int size, std::vector<ZeltaChunk>& chunks);
 /// zero bytes came, a packet without chunks.
 int packet_parse(std::istream& stream, std::vector<ZeltaChunk>& chunks, std::unique_ptr<char[]>& storage);
 
-/// The same from a file, which throws ZltEOFException when it ends too early and then leaves `storage` alone.
+/// The same from a file. A file that ends too early throws ZltEOFException and leaves `storage` alone.
 int packet_parse(FILE* stream, std::vector<ZeltaChunk>& chunks, std::unique_ptr<char[]>& storage);
 
-/// The size of the packet that begins where the file stands, found from its sizes alone. The position is the
-/// same afterwards. Returns -1 for a packet that is not one, or too large for an int; throws ZltEOFException
-/// when the file ends before the header of a chunk. In both cases the position is left where the fault was
-/// found.
+/// The size of the packet that begins where the file stands, found from its sizes alone. The
+/// position is the same afterwards. Returns -1 if it is no packet or too large for an int; throws
+/// ZltEOFException if the file ends before the header of a chunk. In both cases the position
+/// stays where the fault was found.
 int packet_size(FILE* stream);
 
 }  // namespace zelta

@@ -51,14 +51,14 @@ inline void destroy_object<unsigned char>(void* object) {
     ::operator delete(object);
 }
 
-/// Shared ownership of one object. Every pointer, an empty one too, owns a counter: making one allocates,
-/// copying does not. The destroyer stands beside the object, so who releases last need not know its type.
+/// Shared ownership of one object. Every pointer, even an empty one, owns a counter: making one allocates,
+/// copying does not. The destroyer is kept beside the object, so the last owner need not know its type.
 template <typename T>
 class shared_ptr {
  public:
     shared_ptr() : m_object(nullptr), m_counter(new shared_ptr_ref_counter), m_destroyer(nullptr) {}
 
-    /// Takes ownership of `object`, also when this throws std::bad_alloc.
+    /// Takes ownership of `object`, even if this throws std::bad_alloc.
     explicit shared_ptr(T* object)
         : m_object(object), m_counter(makeCounterFor(object)), m_destroyer(&destroy_object<T>) {}
 
@@ -67,7 +67,7 @@ class shared_ptr {
         ++*m_counter;
     }
 
-    /// An empty source leaves the old destroyer in place: there is nothing that it could be applied to.
+    /// An empty source leaves the old destroyer in place: there is no object to apply it to.
     shared_ptr& operator=(const shared_ptr& other) noexcept {
         if (this == &other) {
             return *this;
@@ -75,7 +75,7 @@ class shared_ptr {
         shared_ptr_ref_counter* const counter = other.m_counter;
         T* const object = other.m_object;
         const Destroyer destroyer = other.m_destroyer;
-        ++*counter;  // first, as the source may live inside the object that goes
+        ++*counter;  // first: the source may live inside the object that is released
         release();
         m_object = object;
         m_counter = counter;
@@ -106,7 +106,7 @@ class shared_ptr {
         }
     }
 
-    /// The counter goes before the object.
+    /// The counter is destroyed before the object.
     void release() {
         --*m_counter;
         if (m_counter->count() != 0) {

@@ -42,8 +42,8 @@ class IType {
     /// Where a walk over the elements begins: one zero per dimension.
     std::vector<unsigned int> startIterate() const;
 
-    /// Whether `index` addresses something in this node: one element if `exact`, otherwise also a block,
-    /// which is an index with fewer entries than the node has dimensions.
+    /// Whether `index` addresses something in this node. If `exact`, that must be one element; otherwise it
+    /// may be a block: an index with fewer entries than the node has dimensions.
     bool valid(const std::vector<unsigned int>& index, bool exact) const;
 
     /// Advances the last entry of a walk. Nothing is carried into the entry before it, so a walk that asks
@@ -95,11 +95,11 @@ unsigned int typeSize(const TypeRef& type);
 /// Orders nodes by name, byte by byte; null comes before everything.
 bool typeRefCompByName(const TypeRef& a, const TypeRef& b);
 
-/// A deep copy that begins at `offset` and has no padding: members follow each other closely, and structs
-/// shrink to the sum of their members.
+/// A deep copy that begins at `offset` and has no padding: members follow each other without gaps, and
+/// structs shrink to the sum of their members.
 TypeRef rec_CopyType(const TypeRef& type, int offset);
 
-/// The part of a tree that holds the nodes named by `expressions` (dotted paths without indices), packed from
+/// The part of a tree with the nodes named by `expressions` (dotted paths without indices), packed from
 /// `offset` on; null if nothing is left. `prefix` is the path of the parent, empty for a root.
 TypeRef rec_Croptype(const TypeRef& type, const std::vector<std::string>& expressions,
                      const std::string& prefix, int offset);

@@ -11,9 +11,9 @@ namespace {
 
 constexpr char_t kSourceFile[] = "core/externals/ROIHandling/src/RegionOfInterest";
 
-/** Rectangles turned by less, in radians, are drawn parallel to the axes. */
+/** Rectangles turned by less than this, in radians, are drawn parallel to the axes. */
 constexpr float32_t kSmallestRotation = 0.0001F;
-/** Edges whose determinant is smaller count as parallel, or as horizontal. */
+/** Edges with a smaller determinant count as parallel, or as horizontal. */
 constexpr double kParallel = 1e-8;
 
 /** The points of a polygon, the last joined to the first. */
@@ -42,7 +42,7 @@ int32_t windingNumber(const Outline& outline, const AlgoPoint2D& p) noexcept {
     AlgoPoint2D lastpoint = outline.last();
     for (int32_t i = 0; i < outline.count; ++i) {
         const AlgoPoint2D& q = outline.points[i];
-        // Twice the signed area of the triangle of edge and point: on which side of the edge the point lies.
+        // Twice the signed area of the triangle of edge and point. The sign tells the point's side.
         const float32_t t = (p.x - q.x) * (lastpoint.y - p.y) + (q.y - p.y) * (lastpoint.x - p.x);
         if (p.y >= lastpoint.y) {
             wind += t > 0.0F && q.y > p.y ? 1 : 0;
@@ -202,7 +202,7 @@ void fillBetweenCrossings(const Outline& outline, int32_t id, int32_t width, int
 template <class Contains>
 void fillWhere(int32_t id, int32_t width, int32_t height, uint64_t* mask, Contains contains) noexcept {
     if (width < 1) {
-        return;  // the lines of an image without columns are not run through
+        return;  // an image without columns needs no walk over its lines
     }
     const uint64_t bit = uint64_t{1} << id;
     for (int32_t y = 0; y < height; ++y) {

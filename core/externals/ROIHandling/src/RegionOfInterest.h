@@ -28,14 +28,14 @@ struct RegionOfInterestScratch {
  * Rasters the regions of `input` into `output->mask`. Coordinates are pixels, the centre of pixel (x, y) lies
  * at (x + 0.5, y + 0.5), and a pixel belongs to a region if its centre does.
  *
- * A polygon that lies in the image and does not cut itself is filled between its crossings with each line;
- * one that does cut itself or overhangs the image is filled by the non-zero winding rule, and is marked in
- * `polygonComplex` or `polygonOutOfBounds`. Rectangles are polygons here. Both arrays go by the region's
- * position, and are written for polygons alone.
+ * A polygon that lies in the image and does not cut itself is filled between its crossings with each line. A
+ * polygon that cuts itself or overhangs the image is filled by the non-zero winding rule, and marked in
+ * `polygonComplex` or `polygonOutOfBounds`. Rectangles are polygons here. Both arrays are indexed by the
+ * region's position and written for polygons only.
  *
- * Regions beyond the 64th and points beyond the 32nd do not count. 0, or 1 with a report: a null pointer,
- * which leaves the output as it is, or, with the mask all zero, an ID outside 0 to 63 or given twice, or an
- * image of more than 38528 pixels.
+ * Regions after the 64th and points after the 32nd are ignored. Returns 0, or 1 with a report. A null
+ * pointer leaves the output as it is. An ID outside 0 to 63 or given twice, or an image of more than 38528
+ * pixels, leaves the mask all zero.
  */
 int32_t RegionOfInterest_Apply(const RegionOfInterestInput* input, RegionOfInterestScratch* scratch,
                                RegionOfInterestOutput* output) noexcept;
@@ -50,8 +50,8 @@ int32_t point_in_ellipse(ROIEllipse ellipse, AlgoPoint2D point) noexcept;
 int32_t ispolyoutofimagebounds(ROIPolygon polygon, int32_t width, int32_t height) noexcept;
 
 /**
- * 0 if the outline cuts itself, or winds not just once. Else the magnitude tells the shape, 1 convex and
- * 2 concave, and the sign the sense: positive where the outline turns from x to y.
+ * 0 if the outline cuts itself or does not wind exactly once. Else the magnitude tells the shape (1 convex, 2
+ * concave) and the sign the direction: positive where the outline turns from x to y.
  */
 int32_t ispolysimple(ROIPolygon polygon) noexcept;
 
@@ -59,7 +59,7 @@ int32_t ispolysimple(ROIPolygon polygon) noexcept;
  * Fills a simple polygon by its crossings with each line: sets bit `id` of the mask. `mask` and `corners`
  * hold width * height entries, and `corners` must be zero; it counts the crossings afterwards. A crossing
  * right of a line counts on the next line's first pixels, one left of it on the last pixels of the line
- * before; only those before the first or behind the last pixel of the image are dropped.
+ * before; only those before the first or after the last pixel of the image are dropped.
  */
 void edgeflag(ROIPolygon polygon, int32_t id, int32_t width, int32_t height, uint64_t* mask,
               uint8_t* corners) noexcept;

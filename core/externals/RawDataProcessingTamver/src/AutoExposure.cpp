@@ -12,9 +12,9 @@ namespace {
 
 constexpr char_t kSourceFile[] = "core/externals/RawDataProcessingTamver/src/AutoExposure";
 
-/** A change of times must promise this share of score more. */
+/** A change of times must promise a score that is higher by this share. */
 constexpr float32_t kHysteresis = 0.015F;
-/** Fewer pixels say nothing about a scene. */
+/** Fewer pixels than this say nothing about a scene. */
 constexpr int32_t kMinRegionPixels = 10;
 /** From this level on a quantile lies in the last bin, which holds all that is brighter. */
 constexpr auto kClippedLevel = static_cast<float32_t>(kHistogramBins - 1);
@@ -82,7 +82,7 @@ struct Predictor {
     }
 };
 
-/** The short time at which just as many pixels as allowed would lie above the last knee point. */
+/** The short time at which exactly the allowed number of pixels would lie above the last knee point. */
 float32_t longestShortTime(const Predictor& predictor, const AutoExposureState& state) noexcept {
     const AutoExposureInput& input = predictor.input;
     const uint32_t* const cumHisto = predictor.scratch.cumHistos[0];
@@ -90,7 +90,7 @@ float32_t longestShortTime(const Predictor& predictor, const AutoExposureState& 
                                   input.specificSettings[input.numExposures - 1].saturationCheckQuantile;
     float32_t q = quantile(cumHisto, unsaturated);
     if (q >= kClippedLevel) {
-        q *= 2.0F;  // how far above the last bin is unknown
+        q *= 2.0F;  // the last bin does not tell how much brighter
     }
     const auto T_sat =
         static_cast<float32_t>(predictor.param.score_x_kneepoints[predictor.param.numPieces - 1]);
@@ -211,7 +211,7 @@ int32_t AutoExposure_Apply(const AutoExposureInput* input, const AutoExposurePar
         return 1;
     }
     if (param->numPieces < 1 || param->numPieces > kMaxScorePieces) {
-        return reportFailure(kSourceFile);  // an initialisation that allowed no exposure did not look at it
+        return reportFailure(kSourceFile);  // unchecked so far if no exposure was allowed at initialisation
     }
     const Predictor predictor = {*input, *param, *scratch};
     state->score_measure = predictor.scoreAt(input->expTimes);
@@ -228,8 +228,8 @@ int32_t AutoExposure_Apply(const AutoExposureInput* input, const AutoExposurePar
     }
     state->score_predicted = found.bestScore;
 
-    // The present times stay, or rather the candidate nearest to them, unless they saturate too many pixels
-    // or a change promises enough.
+    // The candidate nearest to the present times is kept, unless the present times saturate too many
+    // pixels or a change promises enough.
     const uint32_t nearestTimes[] = {state->validExpTimes[found.nearest][0],
                                      numExposures > 1 ? state->validExpTimes[found.nearest][1] : 0};
     const float32_t scoreHysteresis = predictor.scoreAt(nearestTimes);

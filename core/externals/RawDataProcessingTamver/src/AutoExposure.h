@@ -5,8 +5,8 @@
 // A score function rates how useful a pixel is by its signal level. For each candidate of a list of exposure
 // times (AutoExposureCandidates) the stage predicts from the histograms of the measured frame what score that
 // frame would have had (AutoExposureScore). The best candidate within the saturation limit is proposed,
-// unless the one nearest to the present times is nearly as good: then the camera stays where it is. The
-// proposal goes out with the result; whether to follow it is up to the host.
+// unless the candidate nearest to the present times is nearly as good; then the times do not change. The
+// proposal goes out with the result. The host decides whether to follow it.
 #pragma once
 
 #include "AutoExposureScore.h"
@@ -86,7 +86,7 @@ struct AutoExposureScratch {
 /**
  * Prepares the stage: checks `param`, sets its hysteresis and raises its discretization to at least 1,
  * empties `state`, and lets every pixel of `output->roi` count. A `maxExpTime` below `minExpTime` allows no
- * exposure: the call succeeds then without further checks and leaves `output->roi` as it is.
+ * exposure: the call then succeeds without further checks and leaves `output->roi` as it is.
  *
  * 0, or 1 with a report: a null pointer, a minExpTime off the grid of the discretization, a score function
  * that is not 1 to 5 pieces with positive slopes and rising knee points up to 2048, an image of no pixels or

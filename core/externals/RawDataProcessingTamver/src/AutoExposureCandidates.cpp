@@ -8,12 +8,12 @@
 namespace {
 
 /**
- * Times tried for one list. A list of 500 takes a few hundred; the limit ends lists from settings that make
- * no sense, as steps of a microsecond up to half an hour without one that counts.
+ * Times tried for one list. A list of 500 takes a few hundred tries. The limit stops senseless settings, such
+ * as steps of a microsecond up to half an hour of which none counts.
  */
 constexpr int32_t kMaxTimesTried = 65536;
 
-// Times are computed in 64 bits: limits and factors come from outside, and no product of two overflows.
+// Times have 64 bits: limits and factors come from outside, and no product may overflow.
 
 /** The list while it grows. */
 struct List {
@@ -34,7 +34,7 @@ struct List {
         ++tried;
     }
 
-    /** Whether a frame may take both times. */
+    /** Whether a frame may use both times. */
     bool allows(int64_t shortTime, int64_t longTime) const noexcept {
         return longTime <= maxExpTime && longTime + shortTime <= maxSumExpTime;
     }
@@ -51,7 +51,7 @@ void addWholeMultiples(const AutoExpSettings& settings, int64_t base, List& list
     }
 }
 
-/** Pairs whose long time rises by a constant factor, from one to another multiple of the short one. */
+/** Pairs whose long time rises by a constant factor, between two multiples of the short time. */
 void addSequence(const AutoExpSettings& settings, float32_t ratio, int32_t discretization, int64_t base,
                  List& list) noexcept {
     const int64_t longest = settings.maxLongShortFactor * base;

@@ -24,12 +24,12 @@ struct Mass {
     float32_t mean;
 };
 
-/** An entry of a cumulative histogram, 0 behind its end. */
+/** An entry of a cumulative histogram, 0 past its end. */
 uint32_t entry(const Histogram& histogram, uint32_t i) noexcept {
     return i < kCumulativeBins ? histogram[i] : 0;
 }
 
-/** The pixels of one histogram above the first `skip` and below level `top`, with their own mean level. */
+/** The pixels of one histogram after the first `skip` and below level `top`, with their mean level. */
 Mass massBelow(const Histogram& cumHisto, const Histogram& cumMeanHisto, uint32_t skip,
                uint32_t top) noexcept {
     const uint32_t below = entry(cumHisto, top);
@@ -39,7 +39,7 @@ Mass massBelow(const Histogram& cumHisto, const Histogram& cumMeanHisto, uint32_
     const uint32_t m = below - skip;
     const int32_t q = std::max(al_truncate(quantile(cumHisto, static_cast<float32_t>(skip))), 0);
     const uint32_t qi = std::min(static_cast<uint32_t>(q), top);
-    // The level that `skip` cuts counts with its remainder.
+    // The level in which `skip` ends counts with its remainder.
     const uint32_t remainder = entry(cumHisto, qi + 1) - skip;
     const uint32_t moment = entry(cumMeanHisto, top) - entry(cumMeanHisto, qi + 1) + qi * remainder;
     return {m, static_cast<float32_t>(moment) / static_cast<float32_t>(m)};
@@ -47,7 +47,7 @@ Mass massBelow(const Histogram& cumHisto, const Histogram& cumMeanHisto, uint32_
 
 /**
  * The pixels whose level at the time `test` lies below `T`, without the first `processedMass`. The longest
- * exposure knows the dark pixels best; what it shows saturated comes from the shorter ones.
+ * exposure measures dark pixels best. Pixels that it saturates are taken from the shorter ones.
  */
 Mass predict_histo_mean(const Prediction& frame, uint32_t test, uint32_t T, uint32_t processedMass) noexcept {
     Mass sum = {0, 0.0F};
@@ -82,8 +82,8 @@ struct WeightedScore {
     float32_t score;
 };
 
-/** Adds the pixels of one piece of the score function, which rises by `slope` from `score_offset` at `lastT`.
- */
+/** Adds the pixels of one piece of the score function, which starts at `score_offset` at
+ * `lastT` and rises by `slope`. */
 void mixScores(const Mass& piece, float32_t score_offset, uint32_t lastT, float32_t slope,
                WeightedScore& sum) noexcept {
     const auto [mass, mean] = piece;
@@ -138,7 +138,7 @@ float32_t predictScore(const uint32_t* expTimesCurr, const uint32_t* expTimesTes
                               score_x_kneepoints[numPieces - 1]};
     WeightedScore sum = {0, 0.0F};
     for (int32_t ei = numExposures - 1; ei >= 0; --ei) {
-        float32_t score_offset = 0.0F;  // the score function at the piece's begin
+        float32_t score_offset = 0.0F;  // the score at the beginning of the piece
         uint32_t lastT = 0;
         for (uint32_t p = 0; p < numPieces; ++p) {
             const uint32_t T = score_x_kneepoints[p];

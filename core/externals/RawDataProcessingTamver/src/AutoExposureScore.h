@@ -5,8 +5,8 @@
 // knee point, from where a pixel counts as saturated. The score of a frame is the mean over its pixels, those
 // beyond saturation left out.
 //
-// All of it rests on cumulative histograms, so that the mass and the first moment of any interval of levels
-// are two subtractions, whatever the number of pixels. Counts are 32 bits and wrap.
+// Cumulative histograms are used throughout, so that the mass and the first moment of any interval of levels
+// take two subtractions, however many pixels there are. Counts are 32 bits and wrap.
 #pragma once
 
 #include "ALTypes.h"
@@ -21,8 +21,8 @@ inline constexpr int32_t kCumulativeBins = kHistogramBins + 1;
 void calculateCumHisto(const uint32_t* histogram, uint32_t* cumHisto, uint32_t* cumMeanHisto) noexcept;
 
 /**
- * The level below which `s` pixels lie, 0 to 2049, linear within a level; the middle of an empty level where
- * s falls on one. `cumHisto` is a cumulative histogram of 2050 entries.
+ * The level below which `s` pixels lie, 0 to 2049, linear within a level. Where `s` falls on an empty level,
+ * its middle. `cumHisto` is a cumulative histogram of 2050 entries.
  */
 float32_t quantile(const uint32_t* cumHisto, float32_t s) noexcept;
 
@@ -31,9 +31,9 @@ float32_t quantile(const uint32_t* cumHisto, float32_t s) noexcept;
  * first, microseconds. Each test time draws on the histogram of the longest exposure that shows its levels
  * unsaturated, then on shorter ones.
  *
- * `score_x_kneepoints` are rising levels, `score_slopes` the slopes up to each of them, one of both for each
- * of the 1 to 5 pieces. The cumulative histograms are one of 2050 entries per exposure. 0 for a number of
- * pieces or exposures that does not exist.
+ * `score_x_kneepoints` are rising levels, and `score_slopes` the slopes up to each of them: one of each for
+ * each of the 1 to 5 pieces. There is one cumulative histogram of 2050 entries per exposure. The result is 0
+ * for an impossible number of pieces or exposures.
  */
 float32_t predictScore(const uint32_t* expTimesCurr, const uint32_t* expTimesTest,
                        const uint32_t* score_x_kneepoints, const float32_t* score_slopes, uint32_t numPieces,

@@ -19,8 +19,8 @@ constexpr float32_t kMaxInternalAngle = 0.17453294F;  ///< ten degrees
 constexpr int32_t kSlicePixels = 4;                   ///< a slice has a multiple of this
 constexpr int32_t kFloatsPerRay = kUnitVectorFloats / kPixelCount;
 
-// One call at a time shares these among its slices. They are static because a worker that could not be joined
-// may still read them.
+// The slices of a call share these; there is one call at a time. They are static because a worker that could
+// not be joined may still read them.
 constinit CamToWorldApplyArgs g_applyArgs = {};
 constinit CamToWorldThreadData g_threadData[kMaxThreads] = {
     {&g_applyArgs, 0}, {&g_applyArgs, 1}, {&g_applyArgs, 2}, {&g_applyArgs, 3}, {&g_applyArgs, 4},
@@ -174,8 +174,8 @@ int32_t initVariants(const CamToWorldCalib& calib, IntrinsicCalibrationVariants&
     return 0;
 }
 
-/** Rays from the table that came from outside, which has the size before binning, or from the camera model.
- */
+/** Takes the rays from the host's table, whose size is that before
+ * binning, or from the camera model. */
 int32_t initRays(const CamToWorldCalib& calib, CamToWorldState& state) noexcept {
     const float32_t* const unitVectors = calib.unitVectors;
     if (unitVectors == nullptr) {
@@ -215,7 +215,7 @@ int32_t followDistortion(CamToWorldState& state, int32_t applyDistortion) noexce
         return reportFailure(kSourceFile,
                              "Distortion cannot be changed, because we rely on external unit vectors");
     }
-    // A camera model that does not pass costs the change, not the frame: the rays that are there go on.
+    // A camera model that is refused costs the change, not the frame: the present rays stay in use.
     create_bouguet_vectors(applyDistortion, &state);
     return rotate_unit_vectors(state) != 0 ? reportFailure(kSourceFile) : 0;
 }
@@ -232,8 +232,8 @@ int32_t followExtrinsics(CamToWorldState& state, const AlgoExtrinsicCalibration&
     return rotate_unit_vectors(state) != 0 ? reportFailure(kSourceFile) : 0;
 }
 
-/** Starts a worker per slice and waits for all of them. They outlive this call where one cannot be started.
- */
+/** Starts a worker per slice and waits for all of them. If one cannot be started,
+ * the others outlive this call. */
 int32_t applyOnThreads(const CamToWorldServices* services) noexcept {
     if (services == nullptr || services->fctCreateThread == nullptr || services->fctJoinThread == nullptr) {
         return reportFailure(kSourceFile);
@@ -255,7 +255,7 @@ int32_t applyOnThreads(const CamToWorldServices* services) noexcept {
     return ErrorHandling_PerFrameErrorOccured() != 0 ? reportFailure(kSourceFile) : 0;
 }
 
-/** Which pixels a slice has: `endIdx` is the first behind it. */
+/** Which pixels a slice has: `endIdx` is the first after it. */
 struct Slice {
     int32_t startIdx;
     int32_t endIdx;

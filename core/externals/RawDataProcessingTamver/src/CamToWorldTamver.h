@@ -113,16 +113,16 @@ struct CamToWorldThreadData {
 // All functions return 0, or 1 after a reported failure.
 
 /**
- * Prepares the rays: from `unitVectors` where they are given, else from the camera model with distortion; and
- * rotates them into the world of `param`. Fails for a null argument or `intrinsicCalib`, a size beyond 1 x 1
- * to 224 x 172 or odd with binning, an internal pose beyond 0.3 m or ten degrees, or an intrinsic value out
- * of its range. Afterwards the state's `changeCounter` is 1 and that of the output 0.
+ * Prepares the rays, from `unitVectors` if given, else from the camera model with distortion, and rotates
+ * them into the world of `param`. Fails for a null argument or `intrinsicCalib`, a size beyond 1 x 1 to 224 x
+ * 172 or odd with binning, an internal pose beyond 0.3 m or ten degrees, or an intrinsic value out of its
+ * range. Afterwards the state's `changeCounter` is 1 and that of the output 0.
  */
 int32_t CamToWorld_Init(CamToWorldState* state, const CamToWorldCalib* calib, const CamToWorldParam* param,
                         CamToWorldOutput* output) noexcept;
 
 /**
- * Points of an image of distances. The rays are rebuilt only if `applyDistortion` or the extrinsic
+ * Computes the points of a distance image. The rays are rebuilt only if `applyDistortion` or the extrinsic
  * calibration changed, and each rebuild advances `changeCounter`. A pixel whose point lies outside the
  * cuboid, its faces excluded, gets confidence 0x0401 unless its distance is 0; an invalid pixel leaves with
  * distance, X, Y and Z of 0. With `disableCalcCartesian` no image is touched.
@@ -139,8 +139,8 @@ int32_t CamToWorld_Apply(CamToWorldState* state, CamToWorldInput* input, CamToWo
 
 /**
  * Fills `bouget_vectors` from the camera model, with distortion or as a pinhole. Fails for a null state or an
- * intrinsic value out of its range; `distortionApplied` holds the new value even then, and the rays are the
- * old ones.
+ * intrinsic value out of its range; even then `distortionApplied` takes the new value,
+ * but the rays stay the old ones.
  */
 int32_t create_bouguet_vectors(int applyDistortion, CamToWorldState* state) noexcept;
 
@@ -154,5 +154,5 @@ int32_t merge_calibrations(AlgoExtrinsicCalibration* world2optsys, const AlgoExt
 /** The pixels of one slice. */
 int32_t CamToWorld_ApplyMultiThread(CamToWorldThreadData* arg) noexcept;
 
-/** Body of a worker; `arg` is its CamToWorldThreadData. A failure shows in the error history alone. */
+/** Body of a worker; `arg` is its CamToWorldThreadData. A failure shows only in the error history. */
 void* Call_CamToWorld_Apply(void* arg) noexcept;

@@ -55,8 +55,8 @@ void RotateVectors(const float32_t (&matrix)[3][3], const float32_t* vectors, fl
     }
 }
 
-/** The cuboid, and half the edge of the largest cube around the origin that lies in it; without any below 0.
- */
+/** The cuboid, and half the edge of the largest cube around the origin that lies in
+ * it; below 0 if there is none. */
 struct Clipping {
     explicit Clipping(const ClippingCuboid& c)
         : cuboid(c), halfCube(std::min({-c.xMin, c.xMax, -c.yMin, c.yMax, -c.zMin, c.zMax})) {}
@@ -80,9 +80,9 @@ HWY_INLINE hn::Vec<hn::RebindToUnsigned<DF>> clippedBits(DF df, const ClippingCu
 }
 
 /**
- * True only if no point lies outside of the cuboid. The comparison with the cube spares those with the six
- * faces, and most cuboids are far larger than what a camera sees. A NaN in one coordinate is not in the cube,
- * whatever the others are: they may lie outside. NEON pays more for the branch than for the comparisons.
+ * True only if no point lies outside of the cuboid. One comparison with the cube replaces those with the six
+ * faces: most cuboids are far larger than what a camera sees. A point with a NaN is not in the cube, because
+ * its other coordinates may lie outside. On NEON the branch would cost more than the comparisons.
  */
 template <class DF, class V = hn::Vec<DF>>
 HWY_INLINE bool allInCube(DF df, const Clipping& clipping, V x, V y, V z) {

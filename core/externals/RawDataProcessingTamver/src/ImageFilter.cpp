@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The frame around the filters: what is filtered, on which worker, and what the confidence says afterwards.
+// The frame around the filters: what is filtered, on which worker, and how the confidence changes.
 #include "ImageFilter.h"
 
 #include "ALErrorHandling.h"
@@ -12,7 +12,7 @@ namespace {
 
 constexpr char_t kSourceFile[] = "core/externals/RawDataProcessingTamver/src/ImageFilter";
 
-/** Fixes the size at the first image; later ones must have it. */
+/** The first image fixes the size; later images must have the same. */
 int32_t checkSize(ImageFilterState& state, int32_t width, int32_t height) noexcept {
     const bool isFirstImage = state.height == -1;
     if (!isFirstImage && height != state.height) {
@@ -53,9 +53,9 @@ void detectChanges(ImageFilterState& state, const ImageFilterSettings& settings)
 
 /** A worker's share of pixels or lines. */
 struct Share {
-    int32_t each;   ///< what every worker gets but the last
+    int32_t each;   ///< the share of every worker but the last
     int32_t begin;  ///< first of this worker
-    int32_t end;    ///< one behind its last; the last worker takes the rest
+    int32_t end;    ///< one after its last; the last worker takes the rest
 };
 
 Share shareOf(int32_t total, int32_t threadIdx, int32_t numThreads) noexcept {
@@ -90,7 +90,7 @@ int32_t applyTemporalFilter(const ImageFilterApplyArgs& args, const Share& pixel
     }
 }
 
-/** The first worker that gets here copies the image that the spatial filters of all of them read. */
+/** The first worker that arrives copies the image that all workers' spatial filters read. */
 int32_t copySourceImage(const ImageFilterApplyArgs& args) noexcept {
     imf_lockMutex(args.services, args.state);
     int32_t failed = 0;
@@ -124,9 +124,9 @@ int32_t applySpatialFilter(const ImageFilterApplyArgs& args, const Share& lines,
 }
 
 /**
- * One worker's share of the image: its pixels over time, then its lines in space. No worker waits for the
- * others in between, so the first one that copies the source image may copy pixels that a slower one has not
- * filtered yet.
+ * One worker's share of the image: its pixels over time, then its lines in space. No worker waits
+ * for the others in between. So the worker that copies the source image may copy pixels that a
+ * slower worker has not filtered yet.
  */
 int32_t applyFilterOnImageMultiThread(const ImageFilterThreadData& threadData) noexcept {
     const ImageFilterApplyArgs& args = *threadData.applyArg;
@@ -282,7 +282,7 @@ int32_t ImageFilter_Apply(ImageFilterState* state, const ImageFilterInput* input
         threadData[t] = {&applyArgs, t};
     }
 
-    // What fails in here stands in the error history; the frame goes on without that filter.
+    // A failure in here goes to the error history; the frame continues without that filter.
     const auto filterImage = [&](int32_t wanted, float32_t* image, float32_t* other,
                                  ImFTemporalBuffer& history) {
         if (wanted == 0 || isIdle(settings)) {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Image filter: temporal and spatial filters of a finished frame's distance and amplitude. Each of the two
-// images may pass one filter over time, then one over its neighbourhood. A pixel of 0, or -0, is a hole in
-// both images: nothing was measured there.
+// images may pass one filter over time, then one over its neighbourhood. In both images a pixel of 0 or -0 is
+// a hole: nothing was measured there.
 #pragma once
 
 #include "QorRecords.h"
@@ -102,9 +102,9 @@ struct ImageFilterThreadData {
 // The stage (ImageFilter.cpp)
 
 /**
- * Begins a new history and frees the image size. With `numThreads` above 0 it creates the mutex that the
- * workers share, and fails where that cannot be done; else no service is used. Returns 0, or 1 after a
- * reported failure.
+ * Begins a new history and frees the image size. With `numThreads` above 0 it creates the mutex
+ * that the workers share, and fails if that cannot be done; otherwise no service is used. Returns
+ * 0, or 1 after a reported failure.
  */
 int32_t ImageFilter_Init(ImageFilterState* state, const ImageFilterParam* param,
                          ImageFilterServices* services) noexcept;
@@ -113,12 +113,12 @@ int32_t ImageFilter_Init(ImageFilterState* state, const ImageFilterParam* param,
  * Filters the normalized amplitude and the distance in place, as the settings ask for each of them, and
  * brings the confidence up to date with a spatially filtered distance: bit 0x0001 is set where the distance
  * is at most 1e-6 and cleared elsewhere, bit 0x0200 is set where that is a change. With `numThreads` below 1
- * everything runs on the caller's thread, else that many workers share lines and pixels; at most 10.
+ * everything runs on the caller's thread; otherwise that many workers, at most 10, share pixels and lines.
  *
  * The images have width x height pixels, 38528 at most; the first call fixes the size. Fails for a null
- * pointer or image, another size than before and too many threads. A filter whose settings are refused
- * reports that, leaves the image as it is and is no failure of this call. Not re-entrant. Returns 0, or 1
- * after a reported failure.
+ * pointer or image, another size than before and too many threads. A filter that refuses its
+ * settings reports that and leaves the image as it is; the call does not fail. Not re-entrant.
+ * Returns 0, or 1 after a reported failure.
  */
 int32_t ImageFilter_Apply(ImageFilterState* state, const ImageFilterInput* input, ImageFilterInOut* inout,
                           ImageFilterScratch* scratch, ImageFilterParam* param,
@@ -154,8 +154,8 @@ void imf_unlockMutex(ImageFilterServices* services, ImageFilterState* state) noe
  * Each pixel becomes the mean of its measurements in the ring of past frames, the current one included; holes
  * do not count, and a pixel that is a hole in all of them becomes 0. The current frame takes the ring's slot
  * `currentTempBuf`, which is the caller's to move on. Fails for a null pointer, fewer than 2 or more than 25
- * frames, and at a pixel with a negative number of measurements, which a history has that was not made by
- * this filter; the pixels before that one have their result. Returns 0, or 1 after a reported failure.
+ * frames, and at a pixel with a negative number of measurements, which only a history from elsewhere can
+ * have; the pixels before it then have their result. Returns 0, or 1 after a reported failure.
  */
 int32_t applyTemporalMeanFilter(float32_t* inOutImage, int32_t startIdx, int32_t endIdx,
                                 ImFTemporalBuffer* tempBuf, const TempFilterMeanSettings* settings) noexcept;
@@ -163,11 +163,11 @@ int32_t applyTemporalMeanFilter(float32_t* inOutImage, int32_t startIdx, int32_t
 /**
  * Exponential smoothing. The weight of the new value grows linearly with the change of the other image,
  * `ampInOut`, since the last frame: `minSDAlpha` for a change of `minSmoothDiff`, `maxSDAlpha` for one of
- * `maxSmoothDiff`, never outside of both. A hole stays 0 and the pixel's smoothing starts anew behind it.
+ * `maxSmoothDiff`, never beyond either. A hole stays 0, and the pixel's smoothing starts anew after it.
  *
- * A history that needs it is first made of the two images, all `numPixel` pixels of them; this call then
- * leaves the image as it is. Fails for a null pointer and settings out of range. Returns 0, or 1 after a
- * reported failure.
+ * If the history must be rebuilt, it is made from all `numPixel` pixels of the two images; this
+ * call then leaves the image as it is. Fails for a null pointer and settings out of range. Returns
+ * 0, or 1 after a reported failure.
  */
 int32_t applyTemporalAdExpFilter(float32_t* distInOut, float32_t* ampInOut, int32_t startIdx, int32_t endIdx,
                                  int32_t numPixel, ImageFilterServices* services, ImageFilterState* state,
@@ -180,7 +180,7 @@ int32_t applyTemporalAdExpFilter(float32_t* distInOut, float32_t* ampInOut, int3
 // limited to those around which the mask fits. Pixels around which it does not fit keep their value.
 
 /** Median of the measurements in the mask; see ImageFilterMedian.h. Returns 0, or 1 for settings or pointers
- * that were refused and reported; what the median itself reports is not passed on. */
+ * that were refused and reported; a failure of the median itself is not passed on. */
 int32_t applySpatialMedianFilter(float32_t* inOutImage, int32_t noCols, int32_t noRows, int32_t startLine,
                                  int32_t endLine, ImageFilterScratch* scratch,
                                  const SpatialFilterMedianSettings* settings, int32_t threadIdx) noexcept;

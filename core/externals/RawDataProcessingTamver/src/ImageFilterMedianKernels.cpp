@@ -20,13 +20,13 @@ namespace HWY_NAMESPACE {
 namespace {
 namespace hn = hwy::HWY_NAMESPACE;
 
-/** Sixteen lanes at most, so that the lanes' holes fit into the bits of an integer. */
+/** At most sixteen lanes, so that one bit per lane fits into an integer. */
 using Keys = hn::CappedTag<int32_t, 16>;
 using Key = hn::Vec<Keys>;
 using KeyMask = hn::Mask<Keys>;
 
 constexpr int32_t kLargestKey = std::numeric_limits<int32_t>::max();
-constexpr int32_t kMinValues = 4;  ///< fewer in a mask say nothing
+constexpr int32_t kMinValues = 4;  ///< fewer in a mask give no median
 
 constexpr int32_t kLanes = static_cast<int32_t>(hn::MaxLanes(Keys()));
 constexpr int32_t kBlock = 256;  ///< columns that are sorted at once
@@ -34,7 +34,7 @@ constexpr int32_t kBlock = 256;  ///< columns that are sorted at once
 // ---------------------------------------------------------------------------------------------------------------------
 // Keys
 
-/** Bits of positive numbers are keys as they are; those of negative ones fall as the number rises. */
+/** Bits of positive numbers are keys already; those of negative numbers fall as the number rises. */
 HWY_INLINE Key turnNegatives(Keys d, Key bits) {
     return hn::Xor(bits, hn::And(hn::ShiftRight<31>(bits), hn::Set(d, kLargestKey)));
 }
@@ -50,8 +50,8 @@ HWY_INLINE hn::Vec<hn::RebindToFloat<Keys>> valueOf(Keys d, Key key) {
     return hn::BitCast(hn::RebindToFloat<Keys>(), turnNegatives(d, key));
 }
 
-/** The bits of the `count` pixels at `pixels`, a vector at most, filled up with what is neither hole nor
- * negative. */
+/** The bits of the `count` pixels at `pixels`, at most a vector, filled up with values that are
+ * neither holes nor negative. */
 HWY_INLINE Key loadBits(Keys d, const float32_t* pixels, int32_t count) {
     const hn::RebindToFloat<Keys> df;
     if (count >= kLanes) {
@@ -62,7 +62,7 @@ HWY_INLINE Key loadBits(Keys d, const float32_t* pixels, int32_t count) {
     return hn::BitCast(d, hn::Load(df, padded));
 }
 
-/** Calls `step` with 0, 1, .. as constants, so that what it indexes can stay in registers. */
+/** Calls `step` with 0, 1, .. as constants, so that the values it indexes can stay in registers. */
 template <class Step, size_t... kIndex>
 HWY_INLINE void forEach(std::index_sequence<kIndex...>, Step step) {
     (step(std::integral_constant<size_t, kIndex>()), ...);
@@ -76,9 +76,9 @@ HWY_INLINE void compareExchange(Key& a, Key& b) {
 }
 
 /**
- * Calls `write(i, p)`, which stores a vector of results i and following at p, so often that the `count`
- * results at `dst` are written. The last vector repeats some results, or goes by way of a buffer where there
- * are too few.
+ * Calls `write(i, p)`, which stores a vector of results at p, from result i on, until all `count`
+ * results at `dst` are written. The last vector repeats some results. If there are fewer than a
+ * vector, they pass through a buffer.
  */
 template <class Write>
 HWY_INLINE void writeResults(float32_t* dst, int32_t count, Write write) {
@@ -104,8 +104,8 @@ HWY_INLINE void writeResults(float32_t* dst, int32_t count, Write write) {
 
 constexpr int32_t kCarried3 = 2;  ///< columns that a mask shares with those of the next column
 
-/** Sorted columns of three. Behind the last one lies a vector that may be written and read but does not
- * count. */
+/** Sorted columns of three. After the last one there is room for a vector that may be written
+ * and read but does not count. */
 struct Columns3 {
     int32_t min[kCarried3 + kBlock + kLanes];
     int32_t med[kCarried3 + kBlock + kLanes];
@@ -130,10 +130,10 @@ HWY_INLINE Key median(Key a, Key b, Key c) {
     return hn::Max(hn::Min(a, b), hn::Min(hn::Max(a, b), c));
 }
 
-/** Says of each hole of a call what it counts as: the state of the scan between two vectors of columns. */
+/** Decides whether a hole counts as 0 or as 1e10. Keeps the state of the scan between vectors. */
 class Toggle {
  public:
-    /** In which columns an odd number of holes was scanned before, if `odd` has an odd number in itself. */
+    /** The columns with an odd number of holes before them. `odd`: those with an odd number inside. */
     KeyMask before(Keys d, KeyMask odd) {
         uint64_t bits = 0;
         hn::StoreMaskBits(d, odd, reinterpret_cast<uint8_t*>(&bits));
@@ -148,10 +148,10 @@ class Toggle {
     }
 
  private:
-    uint32_t odd_ = 0;  ///< all bits: an odd number of holes until now
+    uint32_t odd_ = 0;  ///< all bits set: an odd number of holes so far
 };
 
-/** Replaces the holes of a vector of columns, whose lines are min, med and max, and counts them. */
+/** Replaces and counts the holes of a vector of columns. Their lines are min, med and max. */
 HWY_INLINE Column3 treatInvalid(Keys d, Column3 v, Toggle& toggle, Key& holes) {
     const Key zero = hn::Zero(d);
     const Key far = hn::Set(d, 0x501502F9);  // 1e10
@@ -192,7 +192,7 @@ HWY_INLINE bool sortColumns(Keys d, const float32_t* src, ptrdiff_t width, int32
     return special;
 }
 
-/** The sum of each three neighbours from `i` on, or their median, or their largest or smallest. */
+/** From `i` on, the sum of every three neighbours, or their median, largest or smallest. */
 template <class Combine>
 HWY_INLINE Key ofThree(Keys d, const int32_t* values, int32_t i, Combine combine) {
     return combine(hn::LoadU(d, values + i), hn::LoadU(d, values + i + 1), hn::LoadU(d, values + i + 2));
@@ -223,7 +223,7 @@ HWY_INLINE void writeMedians(Keys d, const Columns3& columns, bool special, floa
     });
 }
 
-/** The last two of so many columns become the first. */
+/** Moves the last two of `count` columns to the front. */
 void carryColumns(Columns3& columns, int32_t count) {
     for (int32_t* const values : {columns.min, columns.med, columns.max, columns.holes}) {
         std::copy_n(values + count - kCarried3, kCarried3, values);
@@ -274,13 +274,13 @@ struct Column5 {
 
 using EachOfFive = std::make_index_sequence<kMask>;
 
-/** Two wires of a network: the smaller value goes to the first. */
+/** Two wires of a sorting network: the smaller value goes to the first. */
 struct Pair {
     uint8_t first;
     uint8_t second;
 };
 
-/** Exchanges the pairs kBegin up to kEnd of a network. */
+/** Compares and exchanges the pairs kBegin up to kEnd of a network. */
 template <const auto& kNetwork, size_t kBegin = 0, size_t kEnd = std::size(kNetwork)>
 HWY_INLINE void exchange(Key* wires) {
     forEach(std::make_index_sequence<kEnd - kBegin>(), [&](auto i) HWY_ATTR {
@@ -311,8 +311,8 @@ HWY_INLINE void store(Keys d, const Column5& column, Columns5& columns, int32_t 
             [&](auto row) HWY_ATTR { hn::Store(column.rows[row], d, columns.sorted[row] + i); });
 }
 
-/** Every second hole of a column goes to the upper end of the order, the others stay at the lower end; counts
- * them. */
+/** Moves every second hole of a column to the upper end of the order and leaves the others at
+ * the lower end. Counts them. */
 HWY_INLINE Column5 spreadHoles(Keys d, Column5 v, Key& holes) {
     const Key zero = hn::Zero(d);
     KeyMask odd = hn::Eq(zero, hn::Set(d, 1));
@@ -346,14 +346,14 @@ Contents sortColumns(Keys d, const float32_t* src, ptrdiff_t width, int32_t coun
     return contents;
 }
 
-/** Sorts the columns with their holes as the zeros that they are. */
+/** Sorts the columns; their holes count as zeros. */
 void sortColumnsAsTheyAre(Keys d, const float32_t* src, ptrdiff_t width, int32_t count, Columns5& columns) {
     for (int32_t i = 0; i < count; i += kLanes) {
         store(d, sort5_col(keysOf(d, loadColumns(d, src + i, width, count - i))), columns, i);
     }
 }
 
-/** Sorts each row, wires row * 5 + column, as far as the median of sorted columns can lie in it. */
+/** Sorts each row (wires row * 5 + column) only as far as the median of sorted columns can lie in it. */
 constexpr Pair kSortRows[] = {
     {0, 1},   {3, 4},   {2, 4},   {2, 3},   {1, 4},   {0, 3},   {1, 3},                        //
     {5, 6},   {8, 9},   {7, 9},   {7, 8},   {6, 9},   {5, 8},   {6, 8},   {6, 7},              //
@@ -362,16 +362,16 @@ constexpr Pair kSortRows[] = {
     {20, 21}, {23, 24}, {21, 24}, {20, 23}, {20, 22}, {21, 23}, {21, 22}};
 constexpr size_t kRowBegins[kMask + 1] = {0, 7, 15, 24, 31, std::size(kSortRows)};
 
-/** The median of what may be it after that, thirteen values; it ends on wire 20. */
+/** Selects the median from the thirteen values that can still be it; it ends on wire 20. */
 constexpr Pair kSelect[] = {{15, 3}, {7, 11}, {8, 4},  {20, 12}, {9, 17},  {3, 11},
                             {8, 20}, {4, 12}, {16, 9}, {4, 20},  {16, 13}, {11, 4},
                             {4, 20}, {21, 9}, {4, 21}, {11, 4},  {20, 16}, {4, 20}};
 constexpr size_t kMedianWire = 20;
 
 /**
- * Median of five sorted columns; `load(row, column)` gives their values. What a pair gives that nobody reads
- * is not computed. The network is right for numbers if it is for zeros and ones, and the columns of those
- * number 6^5.
+ * Median of five sorted columns; `load(row, column)` gives their values. Outputs of a pair that nobody reads
+ * are not computed. The network is right for all numbers if it is right for zeros and ones, and there are
+ * only 6^5 sets of such sorted columns.
  */
 template <class Load>
 HWY_INLINE Key medianOfColumns(Load load) {
@@ -390,10 +390,10 @@ HWY_INLINE Key medianWithoutHoles(Keys d, const Columns5& columns, int32_t i) {
 }
 
 /**
- * The same with holes. A column with an odd number of them has one more at the lower end than at the upper.
- * Of such columns in a mask, every second one turns its balance: one hole moves up, and its values one row
- * down. The holes of the whole mask then lie evenly on both sides of the median, one more below if their
- * number is odd.
+ * The same with holes. A column with an odd number of them has one more at the lower end than at
+ * the upper. In every second such column of a mask one hole moves to the upper end and the values
+ * move one row down. The holes of the whole mask then lie evenly on both sides of the median, one
+ * more below if their number is odd.
  */
 HWY_INLINE Key medianWithHoles(Keys d, const Columns5& columns, const Key (&holes)[kMask], int32_t i) {
     const Key one = hn::Set(d, 1);
@@ -424,7 +424,7 @@ void writePlainMedians(Keys d, const Columns5& columns, float32_t* dst, int32_t 
     });
 }
 
-/** The medians of `count` masks of any values; those with a negative one have no result yet. */
+/** The medians of `count` masks of any values; masks with a negative value have no result yet. */
 void writeMedians(Keys d, const Columns5& columns, float32_t* dst, int32_t count) {
     const hn::RebindToFloat<Keys> df;
     writeResults(dst, count, [&](int32_t i, float32_t* to) HWY_ATTR {
@@ -444,7 +444,7 @@ void writeMedians(Keys d, const Columns5& columns, float32_t* dst, int32_t count
     });
 }
 
-/** Those of the masks with a negative value: behind one, zeros are values like others. */
+/** The medians of the masks with a negative value: they count zeros as values like others. */
 void writeMediansWithNegatives(Keys d, const Columns5& columns, float32_t* dst, int32_t count) {
     const hn::RebindToFloat<Keys> df;
     writeResults(dst, count, [&](int32_t i, float32_t* to) HWY_ATTR {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The loops of the medians. Values are compared by the integers of their bits, in the total order of the
-// numbers with each NaN behind the infinity of its sign, so that every image has one result on every machine.
+// The loops of the medians. Values are compared by the integers of their bits, in a total order that puts
+// each NaN beyond the infinity of its sign, so that every image has the same result on every machine.
 #pragma once
 
 #include "ALTypes.h"

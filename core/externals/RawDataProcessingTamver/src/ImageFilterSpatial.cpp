@@ -15,7 +15,7 @@ namespace {
 
 constexpr char_t kSourceFile[] = "core/externals/RawDataProcessingTamver/src/ImageFilter";
 
-/** Half the width of a mask, without its centre; 0 for a size that does not exist. */
+/** Half the width of a mask, without its centre; 0 for an unknown size. */
 int32_t halfSizeOf(FilterMaskSize maskSize) noexcept {
     switch (maskSize) {
         case FilterMaskSize_3x3:
@@ -73,7 +73,7 @@ int32_t buildRangeTable(float32_t sigmaDistance, ImageFilterState& state) noexce
     return 0;
 }
 
-/** Makes the weights for the settings, unless they are those of the last time. */
+/** Makes the weights for the settings, unless the settings are the same as last time. */
 int32_t updateBilateralTables(const SpatialFilterBilateralSettings& settings, int32_t halfSize,
                               ImageFilterState& state) noexcept {
     const bool upToDate =

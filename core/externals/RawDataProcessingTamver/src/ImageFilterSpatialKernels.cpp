@@ -23,11 +23,11 @@ namespace al = alsimd::HWY_NAMESPACE;
 
 using OneLane = hn::CappedTag<float32_t, 1>;
 
-// Lines go through the filters in tiles of columns, whose intermediate results stay in the first cache. The
-// last vector of a tile overlaps the one before it, so that nothing beyond the tile is touched; what is
-// written twice is the same. A tile narrower than a vector goes pixel by pixel.
+// Lines are filtered in tiles of columns, so that intermediate results stay in the first-level cache. The
+// last vector of a tile overlaps the one before it, so nothing beyond the tile is touched. What is written
+// twice is the same both times. A tile narrower than a vector goes pixel by pixel.
 
-/** Where the vector after that at i begins; `count` behind the last one. */
+/** Where the vector after the one at i begins; `count` after the last one. */
 HWY_INLINE int32_t nextVector(int32_t i, int32_t lanes, int32_t count) {
     const int32_t next = i + lanes;
     return next < count ? std::min(next, count - lanes) : count;
@@ -71,9 +71,9 @@ HWY_INLINE void sumColumns(DF df, const float32_t* topLine, int32_t width, int32
 }
 
 /**
- * The columns of a mask are added in the order of a ring in which each image column has a fixed slot, its
- * number modulo the mask's size. So the mask that begins at column c finds its columns turned by c modulo the
- * size: for each pixel of a tile the bits of that number, as masks.
+ * The columns of a mask are added in the order of a ring, in which each image column has a fixed slot: its
+ * number modulo the mask's size. The columns of a mask that begins at column c are therefore turned by c
+ * modulo the size. This holds the bits of that number for each pixel of a tile, as masks.
  */
 struct RingTurns {
     HWY_ALIGN uint32_t bit[3][kMeanTile];
@@ -94,7 +94,7 @@ struct Ring {
     V sum[kSize];
 };
 
-/** The columns of the masks that begin at `first` and behind it. */
+/** The columns of the masks that begin at `first` and after it. */
 template <class DF, size_t... k>
 HWY_INLINE Ring<hn::Vec<DF>, sizeof...(k)> loadRing(DF df, const float32_t* first,
                                                     std::index_sequence<k...> /*places*/) {
@@ -174,8 +174,8 @@ void ComputeMeans(int32_t halfSize, const FilterBand& band) {
 // Bilateral filter
 //
 // The difference of two pixels does not depend on which of them is the centre, so one weight serves both.
-// Each line's weights towards the pixels behind it in the image are computed once and kept until the lines
-// below have used them, too.
+// Each line's weights towards the pixels after it in the image are computed once, and kept until the
+// lines below have used them too.
 
 constexpr int32_t kBilateralTile = 112;
 constexpr int32_t kTileColumns = kBilateralTile + 4;  ///< with the margins of the larger mask
@@ -193,7 +193,7 @@ struct RangeTable {
 };
 
 /**
- * True for tables as regular settings give them: finite, falling at their end, the same weight on opposite
+ * True for the tables of regular settings: finite, falling at their end, with the same weight at opposite
  * places of the mask. Then an infinite difference has the weight 0.
  */
 HWY_INLINE bool areRegular(const BilateralWeights& weights, int32_t maskPlaces) {
@@ -209,7 +209,7 @@ HWY_INLINE bool areRegular(const BilateralWeights& weights, int32_t maskPlaces) 
     return regular;
 }
 
-/** Offsets and slopes at every second index, side by side, as many as fill a vector. */
+/** Loads offsets and slopes at every second index, side by side, as many as fill a vector. */
 template <class DF>
 HWY_INLINE hn::Vec<DF> loadPairs(DF df, const RangeTable& table, const int32_t* index) {
     constexpr size_t kPairs = hn::MaxLanes(DF()) / 2;
@@ -284,8 +284,8 @@ struct Mask {
 };
 
 /**
- * The filter on one tile of columns. Columns of the tile are counted from its left margin on. With regular
- * tables the kept weights include the spatial weight and are 0 towards holes.
+ * The filter on one tile of columns. Columns of the tile are counted from its left margin. With regular
+ * tables the kept weights include the spatial weight, and are 0 towards holes.
  */
 template <bool kRegular, int32_t kHalf, class DF>
 class BilateralTile {
@@ -319,7 +319,7 @@ class BilateralTile {
  private:
     static constexpr int32_t kKept = kHalf + 1;  ///< a line and those below it in its mask
 
-    /** Copies a line. Holes become infinitely far off, which gives them the weight 0. */
+    /** Copies a line. Holes become infinite, which gives them the weight 0. */
     HWY_INLINE void keepPixels(int32_t y) {
         const DF df;
         const float32_t* const from = source_ + y * width_;
@@ -335,11 +335,11 @@ class BilateralTile {
         }
     }
 
-    /** The weights between the pixels of line y and those behind them in their masks. */
+    /** The weights between the pixels of line y and those after them in their masks. */
     HWY_INLINE void keepWeights(int32_t y) {
         for (int32_t place = M::kCentre + 1; place < M::kPlaces; ++place) {
             const int32_t u = M::column(place);
-            // As far into the margins as the pixels on both ends of a pair need them.
+            // Extends into the margins as far as the pixels on both ends of a pair need.
             const int32_t begin = kHalf - std::max(u, 0);
             const int32_t count = count_ + std::abs(u);
             keepWeightsOfPlace(pixels_[y % kKept] + begin, pixels_[(y + M::line(place)) % kKept] + begin + u,
@@ -427,7 +427,7 @@ template <bool kRegular, int32_t kHalf>
 void computeBilateral(const BilateralWeights& weights, const FilterBand& band) {
     const hn::ScalableTag<float32_t> df;
     if (band.firstLine >= band.lastLine) {
-        return;  // the lines above an empty band need not be there
+        return;  // the lines above an empty band may not exist
     }
     const RangeTable table(weights);
     const int32_t columns = band.width - 2 * kHalf;

@@ -11,7 +11,7 @@ struct FilterBand {
     float32_t* target;        ///< another image of that size
     int32_t width;
     int32_t firstLine;
-    int32_t lastLine;  ///< one behind the last
+    int32_t lastLine;  ///< one after the last
 };
 
 /**
@@ -30,11 +30,11 @@ struct BilateralWeights {
     float32_t step;            ///< width of an interval
 };
 
-/** Bilateral filter with such a mask. Holes become 0. The outermost `halfSize` columns stay as they are. */
+/** The bilateral filter with the same masks. Holes become 0. The outer `halfSize` columns stay. */
 void ImageFilter_ComputeBilateral(int32_t halfSize, const BilateralWeights& weights,
                                   const FilterBand& band) noexcept;
 
-/** Sets bit 0x0001 where the distance is at most 1e-6, clears it elsewhere, and sets bit 0x0200 where that is
- * a change. */
+/** Sets bit 0x0001 where the distance is at most 1e-6, clears it elsewhere, and sets bit
+ * 0x0200 where that changed it. */
 void ImageFilter_UpdateConfidence(const float32_t* distance, uint16_t* confidence,
                                   int32_t pixelCount) noexcept;

@@ -17,7 +17,7 @@ bool liesInHistory(int32_t startIdx, int32_t endIdx) noexcept {
     return startIdx >= endIdx || (startIdx >= 0 && endIdx <= kPixelCount);
 }
 
-/** Makes the history of both images as they are, unless another worker has just done so. */
+/** Makes the history from both images as they are now, unless another worker has just done so. */
 int32_t beginHistory(ImFTemporalBuffer& tempBuf, const float32_t* distance, const float32_t* amplitude,
                      int32_t numPixel) noexcept {
     std::atomic_ref<int32_t> needsInit(tempBuf.needsInit);
@@ -95,7 +95,7 @@ int32_t applyTemporalAdExpFilter(float32_t* distInOut, float32_t* ampInOut, int3
         return reportFailure(kSourceFile);
     }
 
-    // A worker that comes here after another one has made the history filters its pixels against it.
+    // A worker that gets here after another one made the history filters its pixels against that history.
     if (std::atomic_ref<int32_t>(tempBuf->needsInit).load(std::memory_order_acquire) != 0) {
         imf_lockMutex(services, state);
         const int32_t failed = beginHistory(*tempBuf, distInOut, ampInOut, numPixel);

@@ -59,7 +59,7 @@ int32_t AverageOverTime(const TemporalMeanImages& images, int32_t first, int32_t
     while (i <= last - step && averagePixels(df, images, i)) {
         i += step;
     }
-    // The rest of the range, or the pixels up to the one at which it stops.
+    // The rest of the range, or the pixels up to the one that stops the filter.
     while (i < last && averagePixels(OneLane(), images, i)) {
         ++i;
     }

@@ -15,8 +15,8 @@ struct TemporalMeanImages {
 
 /**
  * Lets the current frame take the place of the oldest one, and gives each pixel the mean of its measurements
- * in the ring, 0 without any. Stops at a pixel whose number of measurements becomes negative: its history is
- * moved on but its image value stays, the pixels before it have their result, and the result is 1. Else 0.
+ * in the ring, 0 without any. Stops at a pixel whose number of measurements turns negative: its history moves
+ * on, its image value stays, and the pixels before it have their result. Returns 1 then, else 0.
  */
 int32_t ImageFilter_AverageOverTime(const TemporalMeanImages& images, int32_t first, int32_t last) noexcept;
 

@@ -109,13 +109,13 @@ int32_t createTables(MultiFreqState& state, const MultiFreqParam& param,
     return 0;
 }
 
-/** Range of a frequency combination; a combination without table has none. */
+/** Range of a frequency combination; one without a table has none. */
 float32_t rangeOfCombination(const MultiFreqState& state, int32_t combination) noexcept {
     const int32_t h = state.frequencyHoppingIndices[combination];
     return h >= 0 && h < kFrequencyPairs ? state.uniqueRangesTwoFreq[h] : 0.0F;
 }
 
-/** Range over which pairs of three frequencies agree, and the distance of their lines. */
+/** The range over which the pairs of three frequencies agree, and the distance between their lines. */
 int32_t combineThreeFrequencies(MultiFreqState& state, const MultiFreqCalib& calib) noexcept {
     constexpr int32_t kPairs = 4;
     constexpr int32_t combinations[kPairs][2] = {{0, 1}, {1, 2}, {2, 0}, {0, 1}};
@@ -139,8 +139,8 @@ int32_t combineThreeFrequencies(MultiFreqState& state, const MultiFreqCalib& cal
             return fail(kLineRatioOfPairs);
         }
         if (state.effectiveMeasurementRange > rangeA) {
-            // Compared is the range of the combination's table, taken the one at the combination's own
-            // number.
+            // The range compared is that of the combination's table; the range taken is the entry
+            // at the combination's own number.
             state.effectiveMeasurementRange = state.uniqueRangesTwoFreq[combIdx[k]];
         }
         if (k == 1) {
@@ -156,7 +156,7 @@ int32_t combineThreeFrequencies(MultiFreqState& state, const MultiFreqCalib& cal
 // ---------------------------------------------------------------------------------------------------------------------
 // Assignment
 
-/** The image completes a pair if there is one before it. Without overlap the next image starts a new pair. */
+/** The image completes a pair if one precedes it. Without overlap the next image starts a new pair. */
 void advanceTwoFreq(MultiFreqState& state, int32_t currentFreqIdx, bool continuous) noexcept {
     const int32_t previous = state.prevFreqIdx;
     state.prevFreqIdx = currentFreqIdx;
@@ -167,7 +167,7 @@ void advanceTwoFreq(MultiFreqState& state, int32_t currentFreqIdx, bool continuo
     }
 }
 
-/** The same with three images. Two buffers take turns, so that one keeps the result of the pair before. */
+/** The same with three images. Two buffers alternate, so that one keeps the result of the previous pair. */
 void advanceThreeFreq(MultiFreqState& state, int32_t currentFreqIdx, bool continuous) noexcept {
     const int32_t roll = state.rollingCounter & 1;
     const int32_t previous = state.prevFreqIdx;
@@ -204,13 +204,13 @@ int32_t advance(MultiFreqState& state, const MultiFreqCalib& calib, const MultiF
     }
 }
 
-/** Workers set the same value at the same time. */
+/** Several workers may set this at the same time, all to the same value. */
 void setComplete(MultiFreqOutput& output) noexcept {
     std::atomic_ref<int32_t>(output.outputComplete).store(1, std::memory_order_relaxed);
 }
 
-/** Starts a worker per stripe and waits for all of them. They outlive this call only where one cannot be
- * started. */
+/** Starts a worker per stripe and waits for all of them. They outlive this call
+ * only if one cannot be started. */
 int32_t runOnThreads(int32_t numThreads, MultiFreqThreadData* threadData,
                      const MultiFreqServices* services) noexcept {
     if (numThreads > kMaxThreads || services == nullptr || services->fctCreateThread == nullptr ||
@@ -317,7 +317,7 @@ int32_t MultiFreq_Apply(MultiFreqState* state, MultiFreqScratch* scratch, const 
     if (advance(*state, *calib, *input, *param, *output) != 0) {
         return 1;
     }
-    // Static: where a worker cannot be started, those before it still run when this call has returned.
+    // Static: if a worker cannot be started, the workers before it still run after this call returns.
     static MultiFreqApplyArgs applyArgs;
     static MultiFreqThreadData threadData[kMaxThreads];
     applyArgs = {state, param, calib, input, output, al_maxi(param->numThreads, 1), scratch};

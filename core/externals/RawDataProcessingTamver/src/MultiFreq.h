@@ -86,9 +86,8 @@ struct MultiFreqInput {
     int32_t height;
     float32_t twoFreqMaxLineDistPercentage;      ///< acceptance of a pixel, percent of the half line width
     float32_t threeFreqMax2FLineDistPercentage;  ///< the same in the pair step of three frequencies
-    float32_t
-        threeFreqMax3FLineDistPercentage;  ///< agreement of two pair results, percent of halfLineDist3Freq
-    int32_t filterAssignment;              ///< non-zero: neighbours vote on the line
+    float32_t threeFreqMax3FLineDistPercentage;  ///< of two pair results, percent of halfLineDist3Freq
+    int32_t filterAssignment;                    ///< non-zero: neighbours vote on the line
 };
 AL_DESCRIBE(MultiFreqInput, currentFreqIdx, currentDistance, currentConfidence, previousDistance,
             previousConfidence, width, height, twoFreqMaxLineDistPercentage, threeFreqMax2FLineDistPercentage,
@@ -144,19 +143,19 @@ struct MultiFreqThreadData {
 int32_t MultiFreq_Init(MultiFreqState* state, MultiFreqParam* param, const MultiFreqCalib* calib) noexcept;
 
 /**
- * Takes the image of one frequency. As soon as it has its predecessors, the result goes to the output's
- * images, width x height pixels row by row, and `outputComplete` is 1; else these images are left as they are
- * and it is 0. One frequency is complete at once, its images are not written here.
+ * Takes the image of one frequency. Once the preceding images are there, the result goes to the output's
+ * images, width x height pixels row by row, and `outputComplete` is 1. Else these images stay as they are and
+ * it is 0. A single frequency is complete at once; its images are not written here.
  *
  * A distance that is 0 in either image stays 0. A pixel that lies too far from all lines of the pair, or
  * beyond the range, gets distance 0 and confidence bits 0x0021; with three frequencies 0x0401 where the two
  * pairs disagree. A difference of NaN lies on no line. All other bits are those of both images.
  *
  * With `numThreads` of 1 to 10 the rows are divided among that many workers of `services`, which run until
- * the call returns; at 0 and below the caller's thread does all. Results are the same, but for the votes of
- * `filterAssignment` in the first and last row of a stripe: they may see the neighbouring stripe's lines of
- * before this call. A worker that fails is known by the per-frame error history. Not reentrant. Without
- * workers `services` may be null, and without `filterAssignment` `scratch` may.
+ * the call returns; at 0 and below the caller's thread does everything. Results are the same, except for the
+ * votes of `filterAssignment` in the first and last row of a stripe: these may see the neighbouring stripe's
+ * lines from before this call. A worker's failure shows in the per-frame error history. Not reentrant.
+ * Without workers `services` may be null, and without `filterAssignment` `scratch` may.
  *
  * Fails on a frequency id outside 0 to 3, a size outside 1 to 224 x 1 to 172, a missing image, a pair of
  * frequencies without table, a negative acceptance, and on a difference of distances outside the table: the

@@ -16,9 +16,9 @@ namespace HWY_NAMESPACE {
 namespace {
 namespace hn = hwy::HWY_NAMESPACE;
 
-// Reading a table is no vector operation on most machines. So the pixels run in blocks and passes: vectors
-// find the bins, plain loads fetch what stands in them, vectors compute the results. What one pass leaves for
-// the next stays in the first cache.
+// On most machines reading a table is not a vector operation. So pixels go through in blocks and passes:
+// vectors find the bins, plain loads fetch their contents, vectors compute the results. What one pass leaves
+// for the next stays in the first-level cache.
 constexpr int32_t kBlock = kImageWidth;
 
 constexpr uint32_t kNoLineBits = kConfidenceInvalid | kConfidenceNoLine;
@@ -27,7 +27,7 @@ constexpr uint32_t kDisagreeing = kConfidenceInvalid | kConfidenceOutside;
 template <class DF>
 using OneLane = hn::CappedTag<hn::TFromD<DF>, 1>;
 
-/** Confidence bits `bits` where `mask` holds, beside those of `confidence`. */
+/** The bits of `confidence`, and `bits` as well where `mask` holds. */
 template <class DF, class M>
 HWY_INLINE hn::Vec<hn::Rebind<uint16_t, DF>> markWhere(DF, M mask, uint32_t bits,
                                                        hn::Vec<hn::Rebind<uint16_t, DF>> confidence) {
@@ -63,8 +63,8 @@ HWY_INLINE hn::Vec<hn::Rebind<uint16_t, DF>> mergedConfidence(DF, const LinePixe
                   hn::LoadU(du16, pixels.currentConfidence + pixel));
 }
 
-/** Bins of `count` pixels, whole vectors. False if one lies outside the table. NaN, cut to an integer, is 0.
- */
+/** Bins of `count` pixels, whole vectors. False if one lies
+ * outside the table. NaN becomes 0. */
 template <class DF>
 HWY_INLINE bool findBins(DF df, const LineTable& table, const LinePixels& pixels, int32_t first,
                          int32_t count, int32_t* bins) {
@@ -86,7 +86,7 @@ HWY_INLINE bool findBins(DF df, const LineTable& table, const LinePixels& pixels
     return hn::AllTrue(df, inside);
 }
 
-/** Fetches the bins, abscissa and value in turn. */
+/** Fetches the bins; abscissa and value alternate. */
 HWY_INLINE void fetchBins(const LineTable& table, const int32_t* bins, int32_t count, float32_t* fetched) {
     static_assert(sizeof(LineBin) == 2 * sizeof(float32_t));
     for (int32_t i = 0; i < count; ++i) {
@@ -156,7 +156,7 @@ HWY_INLINE void assignBlock(DF df, const LineTable& table, const LinePixels& pix
     }
 }
 
-/** Whole vectors of pixels. False if a bin of theirs lies outside the table: nothing is stored then. */
+/** Whole vectors of pixels. False, with nothing stored, if one of their bins lies outside the table. */
 template <bool kForVote, class DF>
 HWY_INLINE bool tryBlock(DF df, const LineTable& table, const LinePixels& pixels, int32_t* lineIndices,
                          int32_t first, int32_t count) {
@@ -193,7 +193,7 @@ HWY_INLINE int32_t assignPixels(const LineTable& table, const LinePixels& pixels
         }
         pixel += count;
     }
-    // What is less than a vector, or the block in which a pixel fails.
+    // Pixels that do not fill a vector, or the block in which a pixel fails.
     for (; pixel < last; ++pixel) {
         if (!tryBlock<kForVote>(oneLane, table, pixels, lineIndices, pixel, 1)) {
             stopAt(pixels, lineIndices, pixel);
@@ -212,8 +212,8 @@ int32_t AssignLines(const LineTable& table, const LinePixels& pixels, int32_t* l
     return assignPixels<true>(table, pixels, lineIndices, first, last);
 }
 
-// The vote runs on bytes. A line number beyond their limits becomes the limit, which no line of the table, 0
-// to 99, has for a neighbour: neither the votes nor the lines that add a distance change.
+// The vote runs on bytes. A line number beyond the range of a byte becomes its limit. No line of the table, 0
+// to 99, is a neighbour of that, so neither the votes nor the lines that add a distance change.
 constexpr int32_t kMargin = 64;  // at least a vector of bytes
 
 /** Line numbers of a row; what stands in the margins does not count. */
@@ -274,14 +274,14 @@ HWY_INLINE hn::Vec<D8> votedLines(D8 d8, const int8_t* above, const int8_t* row,
     compareNeighborLine(d8, line, below - 1, votes);
     compareNeighborLine(d8, line, below, votes);
     compareNeighborLine(d8, line, below + 1, votes);
-    // More votes are the smaller number here.
+    // A smaller number means more votes here.
     const auto winner = hn::Min(votes.stay, votes.oneUp);
     const auto up = hn::VecFromMask(d8, hn::Lt(votes.oneUp, votes.stay));
     const auto down = hn::Lt(votes.oneDown, winner);
     return hn::Sub(line, hn::IfThenElse(down, hn::Set(d8, int8_t{1}), up));
 }
 
-/** Lines of a row after the vote, but for its first and last column, which keep theirs. */
+/** Lines of a row after the vote. The first and the last column keep theirs. */
 HWY_INLINE void voteOnRow(const LineRow& above, const LineRow& row, const LineRow& below, int32_t width,
                           LineRow& voted) {
     const hn::ScalableTag<int8_t> d8;
@@ -321,7 +321,7 @@ void VoteOnLines(const LineTable& table, const float32_t* offsetOfLine, const Li
     const hn::ScalableTag<float32_t> df;
     const OneLane<decltype(df)> oneLane;
     float32_t addendOfLine[256];
-    std::fill_n(addendOfLine, 256, -0.0F);  // the value that changes no other, 0 included
+    std::fill_n(addendOfLine, 256, -0.0F);  // adding it changes nothing, not even -0
     std::copy_n(offsetOfLine, kTwoFreqBins, addendOfLine);
     LineRow rows[3];  // row y is number y % 3
     if (startLine < endLine) {

@@ -8,9 +8,8 @@
 
 /** A bin of the difference between current and preceding distance. */
 struct LineBin {
-    float32_t
-        abscissa;     ///< the difference exactly on the line, metres; NaN: no line, nothing lies close to it
-    float32_t value;  ///< of the line: distance to add, or its number
+    float32_t abscissa;  ///< the difference exactly on the line, metres; NaN: no line
+    float32_t value;     ///< of the line: distance to add, or its number
 };
 
 /** A pair's table, made ready for the pixels of one image. */
@@ -20,7 +19,7 @@ struct LineTable {
     float32_t invResolution;  ///< bins per metre
     float32_t maxLineDist;    ///< a pixel must lie closer to its line than this, metres
     float32_t uniqueRange;    ///< of the pair, metres
-    bool autoMaxRange;        ///< distances outside 0..uniqueRange come round, else they are refused
+    bool autoMaxRange;        ///< distances outside 0..uniqueRange wrap around, else they are refused
     bool currentOnly;         ///< the current image alone gives the distance, else the mean of both
 };
 
@@ -37,7 +36,7 @@ struct LinePixels {
 /**
  * The unwrapped distance of each pixel; the bins' values are distances to add. A pixel whose difference is
  * NaN lies on no line. Stops at a pixel whose difference lies outside the table: the pixels before it have
- * their result, its own confidence is merged, and the result is 1. Else 0.
+ * their result, and its own confidence is merged. Returns 1 in that case, else 0.
  */
 int32_t MultiFreq_AssignDistances(const LineTable& table, const LinePixels& pixels, int32_t first,
                                   int32_t last) noexcept;
@@ -68,7 +67,7 @@ struct LineVote {
 void MultiFreq_VoteOnLines(const LineTable& table, const float32_t* offsetOfLine, const LineVote& vote,
                            int32_t startLine, int32_t endLine) noexcept;
 
-/** Two results of pairs, and what they are compared by. */
+/** Two results of pairs, and the limits for comparing them. */
 struct PairResults {
     const float32_t* distance0;
     const float32_t* distance1;

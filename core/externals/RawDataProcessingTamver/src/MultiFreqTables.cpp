@@ -36,8 +36,8 @@ constexpr char_t kHoppingText[] = "Error in frequency hopping table";
 constexpr char_t kCornerText[] = "begin/end of the LUT contains lines - maxRange too high?!";
 
 /**
- * In vacuum, m/s. The driver folds and scales with the speed in air, 0.03 % less. Both are part of the
- * results.
+ * In vacuum, m/s. The driver folds and scales with the speed in air, 0.03 %
+ * less. The results depend on both.
  */
 constexpr float32_t kHalfSpeedOfLightInVacuum = 149896224.0F;
 constexpr int32_t kMaxMultiplier = 9;
@@ -154,7 +154,7 @@ int32_t widenLines(TwoFreqLUT& lut) noexcept {
     return 0;
 }
 
-/** Whether `id` is below the number of frequencies and one of the four slots. */
+/** Whether `id` is below the number of frequencies and is one of the four slots. */
 bool isFrequencyId(const MultiFreqCalib& calib, int32_t id) noexcept {
     return id >= 0 && id < calib.freqCount && id < kFrequencySlots;
 }

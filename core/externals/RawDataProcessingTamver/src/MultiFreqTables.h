@@ -28,13 +28,13 @@ int32_t calcFrequencyRatio(float32_t UR1, float32_t UR2, float32_t* x, float32_t
 /**
  * Builds the table of an ordered pair. `maxRange` is the range to cover in metres; if negative, it is taken
  * from the ratio of the two ranges and stored. `halfLineDist` above 0 is the half width of each line, else it
- * comes from the smallest spacing of the lines. Where two lines overlap, the later one wins. Fails if the
- * range has no ratio, or is so large that the lines come round to the first or the last bin.
+ * comes from the smallest spacing of the lines. Where two lines overlap, the later one wins. Fails if there
+ * is no ratio, or if the range is so large that the lines wrap to the first or the last bin.
  */
 int32_t fillLookup(float32_t UR1, float32_t UR2, float32_t* maxRange, float32_t halfLineDist,
                    TwoFreqLUT* lut) noexcept;
 
-/** Gives a table number to every pair that the hopping table makes neighbours in time, -1 to the others. */
+/** Gives a table number to every pair that the hopping table makes consecutive, and -1 to the others. */
 int32_t create2QHoppingMap(MultiFreqState& state, const MultiFreqCalib& calib) noexcept;
 
 /** Builds both tables of the frequencies i < j, if the pair has a table number. */

@@ -10,7 +10,7 @@ namespace {
 
 constexpr char_t kSourceFile[] = "core/externals/RawDataProcessingTamver/src/SuspectPixelTreatment";
 
-// Lines under which the failures are known to those who read the error history.
+// Lines by which readers of the error history know the failures.
 constexpr int32_t kLineInitStateNull = 17;
 constexpr int32_t kLineInitCalibNull = 18;
 constexpr int32_t kLineInitSize = 19;
@@ -176,7 +176,7 @@ int32_t SuspectPixelTreatment_Apply(const SuspectPixelTreatmentInput* input,
             replaceByMean(*state, i, images);
         }
     }
-    // Only now, so that no mean saw a neighbour that this call repaired.
+    // Done last, so that no mean includes a neighbour that this call repaired.
     for (int32_t i = 0; i < state->numBadPixel; ++i) {
         const int32_t p = state->badPixelIdx[i];
         if (images.contain(p) && images.distance[p] != 0.0F) {

@@ -55,10 +55,10 @@ int32_t SuspectPixelTreatment_Init(const SuspectPixelTreatmentCalib* calib,
                                    SuspectPixelTreatmentState* state) noexcept;
 
 /**
- * Each suspect pixel gets the mean of its valid neighbours in all images that are there, or 0 if it has none,
- * and becomes valid unless its distance is 0. Pixels and neighbours outside the images are passed over. Fails
- * for a null argument or image (only the amplitudes may be missing) or a size below 1. Returns 0, or 1 after
- * a reported failure.
+ * In each image present, every suspect pixel becomes the mean of its valid neighbours, or 0 if it has
+ * none. It becomes valid unless its distance is 0. Pixels and neighbours outside the images are skipped.
+ * Fails for a null argument or image (only the amplitudes may be missing) or a size below 1. Returns 0,
+ * or 1 after a reported failure.
  */
 int32_t SuspectPixelTreatment_Apply(const SuspectPixelTreatmentInput* input,
                                     SuspectPixelTreatmentState* state,

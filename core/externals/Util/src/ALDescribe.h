@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Descriptions of records: AL_DESCRIBE(Record, members...) behind a record's declaration makes its members
+// Descriptions of records: AL_DESCRIBE(Record, members...) after a record's declaration makes its members
 // known at compile time, in declaration order. The layout of the records that leave the process is checked
-// and published from these descriptions, so a description that leaves out a member, or lists them in another
-// order, does not compile.
+// and published from these descriptions, so a description that leaves out a member, or lists them in
+// another order, does not compile.
 #pragma once
 
 #include <cstddef>
@@ -41,8 +41,8 @@ constexpr void forEachMember(Visitor&& visit) {
     std::apply([&visit](const auto&... member) { (visit(member), ...); }, kMembers<Record>);
 }
 
-/** Members in declaration order lie one behind the other: each starts where the one before ends, as aligned.
- */
+/** Members in declaration order lie one after the other: each starts where the
+ * previous one ends, as aligned. */
 template <class Record, class... Members>
 constexpr bool membersAreInOrder(const std::tuple<MemberOf<Record, Members>...>& members) {
     std::size_t end = 0;
@@ -80,8 +80,8 @@ constexpr bool membersAreInOrder(const std::tuple<MemberOf<Record, Members>...>&
     {}
 
 /**
- * Describes a record of the global namespace. Two checks stand with it: the members fill the record in the
- * order given, and the record has as many members as are given (an initialiser with one more would not fit).
+ * Describes a record of the global namespace. Checks two things: the members fill the record in the order
+ * given, and the record has no more members than are given (an initialiser with one more would not fit).
  */
 #define AL_DESCRIBE(record, ...)                                                             \
     constexpr std::string_view alDescribeName(const record*) {                               \

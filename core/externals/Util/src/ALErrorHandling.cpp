@@ -30,7 +30,7 @@ void storeFileName(char_t (&file)[Size], const char_t* path) noexcept {
     }
 }
 
-/** The text of a report without a message: file and line, the line with its lower five digits. */
+/** The text of a report without a message: file, and the lower five digits of the line. */
 void storePlaceAsMessage(ALErrorDescription& entry) noexcept {
     char_t place[sizeof(entry.errorMsg)] = {};
     std::snprintf(place, sizeof(place), "ERR@%s:%d", entry.file, static_cast<int>(entry.line % 100000));

@@ -4,8 +4,8 @@
 //
 // A function that fails reports and returns 1, its caller adds a report of its own and returns 1, and so on
 // up to the entry point. The whole chain stands in two histories of twenty entries, innermost report first:
-// one since the last initialisation, one since the last call. A full history drops what comes later and so
-// keeps the first cause.
+// one since the last initialisation, one since the last call. A full history drops later
+// reports and so keeps the first cause.
 #pragma once
 
 #include "ALTypes.h"
@@ -37,8 +37,8 @@ enum ALErrorHistoryType : alif_int32_t {
 
 /**
  * Prints a report and enters it into both registered histories. `filename` is the source path without its
- * extension; `message` may be null, the entry then names file and line as its text. Both may be null.
- * Worker threads may call this at the same time once ErrorHandling_InitThreadSafety has installed the locks.
+ * extension; `message` may be null; the text of the entry is then file and line. Both may be null. Worker
+ * threads may call this at the same time once ErrorHandling_InitThreadSafety has installed the locks.
  */
 void reportError(const char_t* filename, std::int32_t line, const char_t* message) noexcept;
 
@@ -50,18 +50,18 @@ inline std::int32_t reportFailure(const char_t* filename, const char_t* message 
 }
 
 /**
- * Registers `history` as the history of `historyType`; null ends the registration. The record stays the
- * caller's and must live as long as it is registered. With `reInitializeErrorMemory` non-zero the record is
+ * Registers `history` as the history of `historyType`; null ends the registration. The record belongs to the
+ * caller and must live as long as it is registered. With `reInitializeErrorMemory` non-zero the record is
  * emptied, else it is continued. Returns 1 for an unknown type, else 0.
  */
 std::int32_t ErrorHandling_Init(ALErrorHistory* history, ALErrorHistoryType historyType,
                                 std::int32_t reInitializeErrorMemory) noexcept;
 
-/** Installs the lock around reports, called with `mutexHandle`. A null function does nothing on its side. */
+/** Installs the lock around reports; both functions get `mutexHandle`. A null function is not called. */
 void ErrorHandling_InitThreadSafety(std::int32_t mutexHandle, FctMutexLock locker,
                                     FctMutexUnlock unlocker) noexcept;
 
-/** 1 if the registered per-frame history holds a report, else 0. Tells a stage that one of its workers
- * failed.
- */
+/** 1 if the registered per-frame history holds a
+ * report, else 0. A stage asks this to learn
+ * that one of its workers failed. */
 std::int32_t ErrorHandling_PerFrameErrorOccured() noexcept;

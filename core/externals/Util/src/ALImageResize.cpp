@@ -8,12 +8,12 @@ namespace {
 
 constexpr char_t kSourceFile[] = "core/externals/Util/src/ALImageResize";
 
-// Lines under which failures are known: of mode 0, each mode's seven behind those of the one before.
+// Lines under which failures are known, for mode 0. Each mode has seven, after those of the mode before.
 constexpr int32_t kLineLittleMemory = 53;
 constexpr int32_t kLineImage = 57;
 constexpr int32_t kLinesOfMode = 7;
 
-/** What an image has in common whatever its elements. */
+/** What images of all element types have in common. */
 struct Halving {
     void* nimg;
     const void* oimg;

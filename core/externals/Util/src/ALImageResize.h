@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Image pyramid: halves an image in both directions behind a separable binomial low-pass. No intermediate
+// Image pyramid: halves an image in both directions after a separable binomial low-pass. No intermediate
 // image is kept, only a few filtered lines in memory of the caller.
 #pragma once
 

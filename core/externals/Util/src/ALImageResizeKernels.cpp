@@ -139,7 +139,7 @@ void halveLine3x3(const T* HWY_RESTRICT src, T* HWY_RESTRICT res, size_t width) 
             L::store(L::template meanOf<2>(filter3x3(src, k)), res + k);
         }
         k = whole;
-        L::store(L::template meanOf<2>(filter3x3(src, k - lanes)), res + k - lanes);  // some once more
+        L::store(L::template meanOf<2>(filter3x3(src, k - lanes)), res + k - lanes);  // some again
     }
     for (; 2 * k < width; ++k) {
         res[k] = element3x3(src, k, width);
@@ -200,7 +200,7 @@ void halveRow3x3(const T* rowMiddle, const T* rowBottom, T* HWY_RESTRICT line, T
         }
         return;
     }
-    // The last vector computes some elements once more, so it needs the line as it was.
+    // The last vector computes some elements again, so it needs the line as it was.
     const auto lastTop = L::load(line + newWidth - lanes);
     for (size_t k = 1; k + lanes <= newWidth; k += lanes) {
         finishVector(k, L::load(line + k));
@@ -306,7 +306,7 @@ void halveImage5x5(const IreImages<T>& images) {
     T* next3 = images.temp + slot;
     T* next4 = images.temp;
 
-    // The three lines from two rows above the first one on. Above the image stands row 0.
+    // The three lines that start two rows above the first one. Above the image row 0 repeats.
     halveLine5x5(inputRow(images, first <= 1 ? 0 : 2 * first - 2), l0, width);
     if (first < 2) {
         std::memmove(l1, l0, newWidth * sizeof(T));
@@ -320,7 +320,7 @@ void halveImage5x5(const IreImages<T>& images) {
     }
 
     for (size_t y = first; y < images.endRow; ++y) {
-        T* l3 = l2;  // below the image its last row again
+        T* l3 = l2;  // below the image the last row repeats
         if (2 * y + 1 < height) {
             l3 = next3;
             halveLine5x5(inputRow(images, 2 * y + 1), l3, width);

@@ -8,8 +8,8 @@ namespace {
 
 constexpr char_t kSourceFile[] = "core/externals/Util/src/ALImageResize_impl";
 
-// Lines under which failures are known. A line fails only where an element has no source, and then the first
-// line of an image does.
+// Lines under which failures are known. A line fails only if an element has no source;
+// then the image's first line fails.
 constexpr int32_t kLineShort3x3 = 29;
 constexpr int32_t kLineFirst3x3 = 48;
 constexpr int32_t kLineShort5x5 = 87;
@@ -36,7 +36,7 @@ int32_t halveLine5x5(const T* src, T* res, int32_t ow) noexcept {
     return 0;
 }
 
-/** Reports a line that is too short, and the image's first line after it; an image without rows has none. */
+/** Reports a line that is too short, then the first line of the image. An image without rows has no line. */
 template <class T>
 int32_t checkLines(const IreImages<T>& images, uint32_t shortest, int32_t lineShort,
                    int32_t lineFirst) noexcept {

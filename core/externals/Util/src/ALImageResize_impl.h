@@ -22,7 +22,7 @@ struct IreImages {
     uint32_t ow;
     uint32_t oh;
     uint32_t firstRow;  ///< of the output
-    uint32_t endRow;    ///< one behind the last, at most (oh + 1) / 2
+    uint32_t endRow;    ///< one after the last, at most (oh + 1) / 2
     T* temp;
 };
 

@@ -2,7 +2,7 @@
 //
 // Layouts on the wire, as tables: a row for a record and for each member that has a place in its definition.
 // A table is written by hand, once, and compared with the description of the record when it is compiled, so
-// that no target and no change of a record can move a member unseen.
+// that no target and no change of a record can move a member unnoticed.
 #pragma once
 
 #include <cstddef>
@@ -86,7 +86,7 @@ constexpr std::size_t firstDifference(const Row (&table)[kRows], unsigned int de
     return difference == kRows && row < kRows ? row : difference;
 }
 
-/** Whether the table says what the record is, member for member. */
+/** Whether the table matches the record, member for member. */
 template <describe::Described Record, std::size_t kRows>
 constexpr bool matches(const Row (&table)[kRows], unsigned int depth = kAllLevels) {
     return firstDifference<Record>(table, depth) == kRows;

@@ -15,9 +15,9 @@ constexpr float32_t kLn2 = 0.6931472F;
 
 constexpr std::int32_t kExponentBias = 127;
 
-/** sin(x) / x for x in 0 to half pi, given the square of x. The factors are the ratios of neighbouring Taylor
- * terms.
- */
+/** sin(x) / x for x in 0 to half pi, given
+ * the square of x. The factors are ratios
+ * of neighbouring Taylor terms. */
 float32_t sineSeries(float32_t xns) noexcept {
     constexpr float32_t oneDivFac3 = 0.16666667F;
     constexpr float32_t oneDivFac5 = 0.05F;
@@ -51,7 +51,7 @@ float32_t arcTangent(float32_t t3) noexcept {
     return t3 + c * t4 * t3;
 }
 
-/** log2(1 + d) for d in 0 to 1. The factor is not exactly log2(e), it belongs to the fit. */
+/** log2(1 + d) for d in 0 to 1. The factor is part of the fit and not exactly log2(e). */
 float32_t binaryLogarithmOf1Plus(float32_t d) noexcept {
     return d * 1.4425961F *
            (0.9999964F + d * (-0.49987411F +
@@ -93,7 +93,7 @@ float32_t al_fmodf(float32_t x, float32_t y) noexcept {
     const float32_t d = al_fabsf(y);
     const std::int32_t id = al_truncate(al_divf(al_fabsf(x), d));
     float32_t r = al_fabsf(x) - static_cast<float32_t>(id) * d;
-    // The quotient may be off by its last bit, and so the integer by one.
+    // The quotient may be wrong in its last bit, so the integer may be off by one.
     if (r >= d) {
         r -= d;
     }
@@ -163,7 +163,7 @@ float32_t al_atan2f(float32_t y, float32_t x) noexcept {
 float32_t al_log2f(float32_t x) noexcept {
     const auto v = std::bit_cast<std::uint32_t>(x);
     const auto exponent = static_cast<std::int32_t>((v >> 23U) & 0xFFU);
-    // The sign stays with the mantissa, there is no test for negative x.
+    // The sign stays with the mantissa: there is no test for negative x.
     const float32_t d = std::bit_cast<float32_t>((v & 0x807FFFFFU) | 0x3F800000U) - 1.0F;
     const float32_t ln1pd = binaryLogarithmOf1Plus(d);
     return static_cast<float32_t>(exponent - kExponentBias) + ln1pd;

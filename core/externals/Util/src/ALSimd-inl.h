@@ -25,11 +25,11 @@ inline constexpr float kSmallestNormal = 1.17549435e-38F;  ///< 2^-126
 inline constexpr float kTwoTo126 = 8.507059173023461e37F;
 inline constexpr float kTwoTo31 = 2147483648.0F;
 
-// Which operand a vector maximum or minimum gives for NaN differs between targets. So there are two of each
-// here, and kernels use no other on floats: a selection, where a NaN can come, and the bare instruction for
-// numbers.
+// Which operand a vector maximum or minimum gives for NaN differs between targets. So there are two of
+// each here, and kernels use no others on floats: a selection where a NaN can occur, and the bare
+// instruction where only numbers can.
 
-// The instructions of x86 select; those of ARM do not, and neither do Highway's stand-ins for a vector.
+// The instructions of x86 select. Those of ARM do not, nor does Highway's emulation of vectors.
 #define QOR_MAX_IS_SELECTION (HWY_ARCH_X86 && HWY_TARGET != HWY_EMU128 && HWY_TARGET != HWY_SCALAR)
 
 /** a > b ? a : b, so b where either is NaN. */
@@ -65,8 +65,8 @@ HWY_INLINE V MinOfNumbers(V a, V b) {
     return hn::Min(a, b);
 }
 
-/** a / b, correctly rounded. The vector unit of ARMv7 has no division, so the lanes go through the scalar one
- * there. */
+/** a / b, correctly rounded. The vector unit of ARMv7 has no division; there
+ * each lane uses the scalar one. */
 template <class D, class V = hn::Vec<D>>
 HWY_INLINE V Divide(D d, V a, V b) {
 #if HWY_ARCH_ARM_V7
@@ -119,7 +119,7 @@ HWY_INLINE hn::Vec<hn::RebindToSigned<D>> WholeToInt32(D d, V whole) {
     return hn::Xor(hn::BitCast(di, hn::Add(whole, base)), hn::BitCast(di, base));
 }
 
-/** v / 2 for a v whose half is a normal number, any value for others. Spares the multiplier. */
+/** v / 2 for a v whose half is a normal number, any value for others. Avoids a multiplication. */
 template <class D, class V = hn::Vec<D>>
 HWY_INLINE V HalfOfNormal(D d, V v) {
     const hn::RebindToUnsigned<D> du;
@@ -254,7 +254,7 @@ HWY_INLINE V neonSin_f32(D d, V x) {
     // Folding takes the smaller of an angle and its mirror image; each of them is exact where it is taken.
     // The second half of the period is negative.
     const V sign = hn::And(hn::Sub(pi, angle), hn::SignBit(d));
-    // Of a NaN both are NaN.
+    // For NaN both are NaN.
     V r = MinOfNumbers(angle, hn::Sub(hn::Set(d, 6.2831855F), angle));
     r = MinOfNumbers(r, hn::Sub(pi, r));
     const V q = hn::Mul(r, r);

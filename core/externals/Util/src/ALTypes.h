@@ -36,7 +36,7 @@ static_assert(sizeof(float32_t) == 4 && sizeof(float64_t) == 8,
 using Timestamp_t = alif_uint32_t;    ///< microseconds; wraps after 71 minutes
 using Timestamp64_t = alif_uint64_t;  ///< nanoseconds
 
-// Fixed geometry and array limits. An array of such a length is always fully present, whether used or not.
+// Fixed geometry and array limits. An array of such a length is always present in full, whether used or not.
 inline constexpr std::int32_t kImageWidth = 224;
 inline constexpr std::int32_t kImageHeight = 172;
 inline constexpr std::int32_t kPixelCount = kImageWidth * kImageHeight;

@@ -17,7 +17,7 @@ constexpr Timestamp64_t kNanosecondsPerSecond = 1000000000;
 bool rangesOverlap(const void* a, const void* b, std::uintptr_t size) noexcept {
     const auto first = reinterpret_cast<std::uintptr_t>(a);
     const auto second = reinterpret_cast<std::uintptr_t>(b);
-    // The distance of the starts, which unlike the end of a range cannot wrap.
+    // The distance between the starts: unlike the end of a range it cannot wrap.
     return first >= second ? first - second < size : second - first < size;
 }
 

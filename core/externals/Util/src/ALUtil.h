@@ -38,8 +38,8 @@ constexpr std::int32_t al_maxi(std::int32_t a, std::int32_t b) noexcept {
 }
 
 /**
- * a if cond is 1, b if cond is 0, the weighted mean in general. The value that is not taken is multiplied by
- * 0, so an infinity or a NaN on either side gives NaN.
+ * a if cond is 1, b if cond is 0, the weighted mean in general. The other value is multiplied by 0, so an
+ * infinity or a NaN on either side gives NaN.
  */
 constexpr float32_t al_self(std::int32_t cond, float32_t a, float32_t b) noexcept {
     const auto tmp = static_cast<float32_t>(cond);
@@ -80,8 +80,8 @@ void al_mem_zero(void* buffer, std::int32_t bufferSize) noexcept;
 std::int32_t al_memcpy(void* target, const void* source, std::int32_t sizeInBytes) noexcept;
 
 /**
- * 1 if all bytes are equal or the size is below 1, else 0: the sense is opposite to that of std::memcmp.
- * Takes the same time for equal and for different contents.
+ * 1 if all bytes are equal or the size is below 1, else 0: the opposite of std::memcmp. Takes the same time
+ * for equal and for different contents.
  */
 std::int32_t al_memcmp(const void* v_buf1, const void* v_buf2, std::int32_t sizeInBytes) noexcept;
 

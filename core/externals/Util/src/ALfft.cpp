@@ -257,7 +257,7 @@ int32_t alfft_fft2_r2c(const float32_t* in_img, uint32_t in_width, uint32_t in_h
     if (transformRows(setup, in_img, in_width, in_height, out_width) != 0) {
         return 1;
     }
-    // The columns are turned where they belong and transformed in place; rows of zeros cost the clearing.
+    // The columns are moved to their places and transformed there; rows of zeros cost only their clearing.
     ALfft_GatherColumns(setup.tempimg, out_width, in_height, fft_img, out_height);
     return transformColumns(setup, fft_img, fft_img, out_width, out_height, PFFFT_FORWARD,
                             kLineForwardRealColumn, kLineForwardColumnPair);

@@ -21,8 +21,8 @@
 struct PFFFT_Setup;
 
 /**
- * A pointer to what follows it in the same buffer, kept as the distance in bytes: the bytes of the buffer are
- * the same wherever it lies. At home at any alignment, not to be copied elsewhere. A distance of 0 is null.
+ * A pointer to something later in the same buffer, kept as a distance in bytes: the buffer's bytes are the
+ * same wherever it lies. It works at any alignment and must not be copied elsewhere. A distance of 0 is null.
  */
 template <class T>
 class PointerAhead {

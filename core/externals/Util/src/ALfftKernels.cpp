@@ -16,8 +16,8 @@ namespace HWY_NAMESPACE {
 namespace {
 namespace hn = hwy::HWY_NAMESPACE;
 
-// Gathering columns turns a matrix of pairs of floats. It goes by squares of two rows and two pairs, 128 bits
-// each, down strips of a few columns, so that a row's cache line is used up before it goes.
+// Gathering columns transposes a matrix of pairs of floats. It takes squares of two rows and two pairs, 128
+// bits each, down strips of a few columns, so that a row's cache line is used up before it is evicted.
 
 constexpr size_t kStrip = 8;  ///< pairs
 

@@ -7,8 +7,8 @@
 #include "ALTypes.h"
 
 /**
- * Turns the first `rowCount` rows of spectra into the columns of a spectrum image (ALfft.h), each filled up
- * with zeros to `height`.
+ * Makes the columns of a spectrum image (ALfft.h) from the first `rowCount` rows of spectra, each
+ * filled up with zeros to `height`.
  */
 void ALfft_GatherColumns(const float32_t* rows, uint32_t width, uint32_t rowCount, float32_t* columns,
                          uint32_t height) noexcept;

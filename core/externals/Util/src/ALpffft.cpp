@@ -67,13 +67,13 @@ class Arena {
         if (requests_ == 1 && size == sizeof setup_) {
             return &setup_;
         }
-        // The engine goes on to the next multiple of 64 from here.
+        // From here the engine moves to the next multiple of 64.
         return requests_ == 2 && size <= tables_ + kTableAlignment
                    ? reinterpret_cast<void*>(reinterpret_cast<uintptr_t>(table_) - kTableAlignment)
                    : nullptr;
     }
 
-    /** Leaves the header in the buffer, once the engine has made this setup. */
+    /** Writes the header to the buffer once the engine has made this setup. */
     bool keep(const alpffft::Setup* setup, int length) const noexcept {
         if (setup != &setup_ || setup->numbers[0] != length) {
             return false;
@@ -124,8 +124,8 @@ alpffft::Setup engineSetup(PFFFT_Setup* setup) noexcept {
     return engine;
 }
 
-// The engine's requests carry no context, so one setup is built at a time. (A variable of the thread would be
-// memory that a dynamically loaded library allocates.)
+// The engine's requests carry no context, so one setup is built at a time. (A thread-local variable would
+// make a dynamically loaded library allocate memory.)
 constinit std::atomic_flag g_building = ATOMIC_FLAG_INIT;
 constinit Arena* g_arena = nullptr;
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The FFT engine PFFFT with memory of the caller: one-dimensional transforms of single precision, of lengths
+// The FFT engine PFFFT in memory of the caller: one-dimensional transforms of single precision, of lengths
 // 2^a 3^b 5^c. Nothing here allocates: a setup lives in a buffer that the caller keeps, and a transform takes
 // its scratch from the stack, 4 N bytes for a real and 8 N for a complex length N.
 //
-// A setup is only read by its transforms, so several threads may share one. It holds no address: its bytes
-// depend on the length, the transform and the alignment of its buffer alone.
+// Transforms only read a setup, so several threads may share one. It holds no address: its bytes depend on
+// the length, the transform and the alignment of its buffer alone.
 #pragma once
 
 /** Tables of one length and type, opaque: the start of the buffer that they are in. */

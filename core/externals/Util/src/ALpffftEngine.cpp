@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ALpffftEngine.h"
 
-// The engine's functions carry a prefix; the header's declarations are to carry it, too.
+// The engine's functions carry a prefix; here the header's declarations get it too.
 #define pffft_new_setup alpffft_pffft_new_setup
 #define pffft_transform_ordered alpffft_pffft_transform_ordered
 #define pffft_simd_size alpffft_pffft_simd_size

@@ -2,7 +2,7 @@
 //
 // The engine PFFFT, as it is, under names that clash with nothing.
 //
-// The build takes it with its requests for memory going to alpffft_malloc instead of the C library's malloc
+// The build redirects its requests for memory from the C library's malloc to alpffft_malloc
 // (cmake/QorFftEngine.cmake). ALpffft defines it.
 #pragma once
 

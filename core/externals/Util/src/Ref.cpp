@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The table of address windows behind Ref.
+// The table of address windows that Ref uses.
 #include "Ref.h"
 
 #if UINTPTR_MAX != UINT32_MAX
@@ -11,8 +11,8 @@ constinit std::atomic<std::uintptr_t> g_base[kTableSize] = {};
 
 namespace {
 
-// Written under the lock only. Readers of g_base need no lock: an entry changes only when its window gives
-// way.
+// Written under the lock only. Readers of g_base need no lock: an entry changes
+// only when its window is given up.
 constinit std::atomic_flag g_lock = ATOMIC_FLAG_INIT;
 constinit std::uint64_t g_assignments = 0;  // all assignments so far
 constinit std::uint64_t g_lastAssignment[kTableSize] =
@@ -35,7 +35,7 @@ class TableLock {
 std::size_t findWindow(std::uintptr_t base) noexcept {
     std::size_t oldest = 0;
     for (std::size_t i = 1; i < kTableSize; ++i) {
-        const bool free = g_lastAssignment[i] == 0;  // a base of 0 is a window like others: the first of all
+        const bool free = g_lastAssignment[i] == 0;  // base 0 is an ordinary window, the first of all
         if (free || g_base[i].load(std::memory_order_relaxed) == base) {
             return i;
         }

@@ -5,9 +5,9 @@
 // A record that leaves the process has 32-bit pointers, whatever the machine. Where pointers have 32 bits a
 // Ref is the pointer itself. Elsewhere it is a 32-bit handle that behaves like one: the number of a 16 MiB
 // window of the address space and the offset in it. The windows stand in a small table that is filled as
-// pointers are assigned. When a 256th window is needed, the window that was assigned to longest ago gives
-// way, and handles into it are void from then on. Windows of memory that lives as long as the process are
-// pinned and never give way (RefPin).
+// pointers are assigned. When a 256th window is needed, the window with the oldest last assignment is
+// given up, and handles into it become invalid. Windows of memory that lives as long as the process are
+// pinned and never given up (RefPin).
 //
 // Null is zero bits, so a zeroed record holds null pointers. A stage unpacks its references once, at its top.
 #pragma once
@@ -26,7 +26,7 @@ inline constexpr bool isReference = std::is_pointer_v<T>;
 template <class T>
 using Ref = T*;
 
-/** Nothing to pin where a reference is a pointer. */
+/** There is nothing to pin where a reference is a pointer. */
 struct RefPin {
     RefPin(const void*, std::size_t) noexcept {}
 };
@@ -76,8 +76,8 @@ class Ref {
 template <class T>
 inline constexpr bool isReference<Ref<T>> = true;
 
-/** Pins the windows of a stretch of memory for the life of the process: they are entered now and never give
- * way. */
+/** Pins the windows of a stretch of memory for the life of the process: they are
+ * entered now and never given up. */
 struct RefPin {
     RefPin(const void* begin, std::size_t size) noexcept;
 };

@@ -154,7 +154,7 @@ std::int32_t rotMatReverse(float32_t* rotX, float32_t* rotY, float32_t* rotZ,
     float32_t y = -b;
     float32_t z = -g;
     if (x > kHalfPi || x < -kHalfPi) {
-        // The same rotation by the other triple of angles.
+        // The same rotation, by the other triple of angles.
         x += x < 0.0F ? kPi : -kPi;
         y = kPi - y;
         if (y < -kPi) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Rotations as 3 x 3 matrices: created from angles, combined, applied, and taken apart again. Angles are
-// radians. Sine, cosine, root and angle are the al_ functions, their errors are part of the results.
+// radians. Sine, cosine, root and angle are the al_ functions; their errors are part of the results.
 //
 // Pure functions. Each returns 0, or 1 after a reported failure: a null argument, or a result that is one of
 // the operands. The result then stays as it was.
@@ -31,7 +31,7 @@ std::int32_t rotMatInverse(RM_RotationMatrix R_inv, Const_RM_RotationMatrix R) n
 
 /**
  * The angles from which rotMatCreate3 makes `R`. `rotX` lies within -pi/2 to pi/2, the other two within -pi
- * to pi; of the two triples that describe a rotation this is the one that is returned.
+ * to pi. Two triples describe a rotation; this is the one returned.
  */
 std::int32_t rotMatReverse(float32_t* rotX, float32_t* rotY, float32_t* rotZ,
                            Const_RM_RotationMatrix R) noexcept;

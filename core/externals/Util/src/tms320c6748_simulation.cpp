@@ -8,11 +8,11 @@
 
 namespace {
 
-constexpr unsigned int kMantissaSteps = 256;  // the tables know eight bits of the mantissa
+constexpr unsigned int kMantissaSteps = 256;  // the tables use eight bits of the mantissa
 
 /**
- * Entry i is the nearest integer to (2 / (1 + i / 256) - 1) * 256 = 2^17 / (256 + i) - 256. No entry lies
- * half way: 2^18 has no odd divisor but 1.
+ * Entry i is the nearest integer to (2 / (1 + i / 256) - 1) * 256 = 2^17 / (256 + i) - 256. No quotient lies
+ * half way between integers: 2^18 has no odd divisor but 1.
  */
 constexpr std::array<unsigned int, 256> makeReciprocalTable() {
     std::array<unsigned int, 256> table{};
@@ -60,7 +60,7 @@ float fromFields(std::uint32_t signBit, unsigned int exponent, unsigned int mant
     return std::bit_cast<float>(signBit | (exponent << 23U) | (mantissa << 15U));
 }
 
-/** Applies `operation` to each pair of lanes of the type `Lane`; what does not fit a lane is cut off. */
+/** Applies `operation` to each pair of lanes of the type `Lane`; bits beyond a lane are dropped. */
 template <class Lane, class Operation>
 unsigned int laneByLane(unsigned int src1, unsigned int src2, Operation operation) {
     constexpr unsigned int bitsPerLane = 8 * sizeof(Lane);

@@ -2,7 +2,7 @@
 //
 // Intrinsics of the TMS320C6748 signal processor for other processors, under the names their publisher gave
 // them. The pipeline's mathematics was made on that processor and still starts from its two table estimates:
-// their eight bits, not better ones, decide the low bits of every division and square root behind them.
+// their eight bits, not better ones, decide the low bits of every division and square root.
 //
 // The leading underscores belong to the published names; no name here is one of the compilers or libraries we
 // build with.
@@ -12,12 +12,12 @@
 #include <bit>
 #include <cstdint>
 
-/** Mantissas of 1 / m for m = 1 + i / 256: the eight bits behind the leading one. */
+/** Mantissas of 1 / m for m = 1 + i / 256: the eight bits after the leading one. */
 extern const std::array<unsigned int, 256> rcp_table;
 
-/** Mantissas of 1 / sqrt(m), first for m = 2 (1 + i / 256) of odd powers of two, then for m = 1 + (i - 256) /
- * 256.
- */
+/** Mantissas of 1 / sqrt(m): first m = 2
+ * (1 + i / 256), for odd powers of two,
+ * then m = 1 + (i - 256) / 256. */
 extern const std::array<int, 512> rcpsq_table;
 
 /**
@@ -28,7 +28,7 @@ float _rcpsp(float x) noexcept;
 
 /**
  * About 1 / sqrt(x), eight bits, from the table. Zeros and the subnormal numbers below 2^-134 give 0; the
- * sign of a negative x passes on; infinities and NaNs are treated as numbers.
+ * result keeps the sign of a negative x; infinities and NaNs are treated as numbers.
  */
 float _rsqrsp(float x) noexcept;
 
