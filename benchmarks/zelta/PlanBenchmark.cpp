@@ -25,7 +25,7 @@ TypeRef imageType(TypeEndianess endianess = EndianLittle) {
     return TypeRef(new StructType("Image", {}, 0, kImageBytes, endianess, {samples}));
 }
 
-/// 16 scalars with a gap behind every second one, then 64 polygons of 38 points and a number each.
+/// 16 scalars with a gap after every second one, then 64 polygons of 38 points and a number each.
 TypeRef settingsType(TypeEndianess endianess = EndianLittle) {
     std::vector<TypeRef> members;
     int offset = 0;

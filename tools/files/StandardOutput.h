@@ -15,8 +15,8 @@ bool isStandardOutput(const std::filesystem::path& path);
 // The path, or "standard output".
 std::string nameOf(const std::filesystem::path& path);
 
-// The descriptor of standard output, for data. From the first call on, what is printed goes to standard error
-// instead, so that the data stay alone.
+// The descriptor of standard output, for data. From the first call on, printed text goes to standard error
+// instead, so that it never mixes with the data.
 int standardOutputForData();
 
 }  // namespace files

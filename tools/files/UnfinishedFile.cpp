@@ -20,12 +20,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Each is the trace of a command that was killed, or of one that is at work. Who has more has other troubles.
+// Each such file is left by a command that was killed, or belongs to one at work. More of them are unlikely.
 constexpr int mostUnfinished = 1000;
 
 constexpr int mostLinks = 40;  // as many as the system follows
 
-// Links of these places lead to open files that cannot be found again by a name.
+// Links in these places lead to open files that no name leads to.
 bool isDescriptor(const fs::path& path) {
     constexpr std::array<std::string_view, 3> names{"/dev/stdin", "/dev/stdout", "/dev/stderr"};
     const std::string text = path.lexically_normal().string();
@@ -41,7 +41,7 @@ fs::path followLinks(fs::path path) {
         if (error) {
             break;
         }
-        path = path.parent_path() / next;  // an absolute one stands alone
+        path = path.parent_path() / next;  // an absolute path replaces the folder
     }
     return path;
 }
@@ -141,7 +141,7 @@ fs::path UnfinishedFile::keep(std::uint64_t bytes) {
     return unfinished_;
 }
 
-// "x" opens only what is not there yet, so that two at once never share a file.
+// "x" opens only what is not there yet, so that two commands at once never share a file.
 void UnfinishedFile::open() {
     for (int number = 0; number < mostUnfinished; ++number) {
         unfinished_ = target_;

@@ -3,7 +3,7 @@
 // A file that appears under its name only when it is finished. Until then it grows in the same folder under
 // the name with ".part" after it, or ".part1" and so on: a name that no other file has.
 //
-// A symbolic link stays one: the file that it names is made or replaced. A FIFO or a device, and "-" for
+// A symbolic link stays a link: the file that it names is made or replaced. A FIFO or a device, and "-" for
 // standard output, take the bytes as they come.
 
 #pragma once
@@ -22,7 +22,7 @@ bool isStream(const std::filesystem::path& path);
 
 class UnfinishedFile {
  public:
-    // Makes missing folders. Throws std::runtime_error, as the others, with a sentence that names the path.
+    // Makes missing folders. Like the others, throws std::runtime_error with a sentence that names the path.
     explicit UnfinishedFile(const std::filesystem::path& path);
     ~UnfinishedFile();  // what is neither finished nor kept is removed
     UnfinishedFile(const UnfinishedFile&) = delete;

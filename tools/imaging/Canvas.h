@@ -19,7 +19,7 @@ struct Color {
     friend bool operator==(const Color&, const Color&) = default;
 };
 
-// Column and row start at the top left. Whatever lies outside is left out.
+// Column and row start at the top left. What lies outside is not drawn.
 class Canvas {
  public:
     // Throws std::invalid_argument unless both sides have 1 to 32768 pixels.

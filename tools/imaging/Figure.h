@@ -39,8 +39,8 @@ struct Category {
 Canvas drawFigure(const FigureText& text, std::span<const float> values, std::span<const std::uint8_t> valid,
                   int width, int height, const Scale& scale, int enlargement);
 
-// An image of categories: each pixel holds the index of its category. Throws std::invalid_argument also for
-// an index without category.
+// An image of categories: each pixel holds the index of its category. Throws std::invalid_argument, also
+// for an index without category.
 Canvas drawFigure(const FigureText& text, std::span<const std::uint8_t> categoryOfPixel, int width,
                   int height, const std::vector<Category>& categories, int enlargement);
 

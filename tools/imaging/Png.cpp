@@ -38,7 +38,7 @@ void append(png_structp png, png_bytep data, std::size_t size) {
 
 void ignoreFlush(png_structp) {}
 
-// Failures of libpng come back here by a long jump, past frames without destructors only: everything that
+// Failures of libpng return here by a long jump. It skips only frames without destructors: everything that
 // owns memory lives in the caller. False on failure.
 bool encode(png_structp png, png_infop info, const Picture& picture, std::vector<png_text>& texts) {
     if (setjmp(png_jmpbuf(png)) != 0) {
@@ -59,7 +59,7 @@ bool encode(png_structp png, png_infop info, const Picture& picture, std::vector
 }
 
 std::vector<std::uint8_t> encoded(const Picture& picture, const PngTexts& texts) {
-    PngTexts own = texts;  // libpng asks for memory that may change
+    PngTexts own = texts;  // libpng wants texts that it could change
     std::vector<png_text> chunks;
     for (auto& [keyword, text] : own) {
         png_text chunk{};

@@ -24,7 +24,7 @@ inline constexpr double strokeFontCapHeight = 14.0;
 inline constexpr double strokeFontDepth = 4.0;
 inline constexpr double strokeFontSpacing = 3.4;
 
-// What is no printable ASCII shows as an empty box.
+// Anything but printable ASCII shows as an empty box.
 const StrokeGlyph& strokeGlyph(char character);
 
 }  // namespace imaging

@@ -42,7 +42,7 @@ double valueOf(const Number& number, const zelta::ZeltaChunk& chunk) {
     return value;
 }
 
-// 0 for what is no whole number of this type: such an image fits no frame, or is the first of one.
+// 0 for anything but a whole number of this type: such an image fits no frame, or is the first of one.
 template <typename T>
 T wholeOf(const Number& number, const zelta::ZeltaChunk& chunk) {
     const double value = valueOf(number, chunk);

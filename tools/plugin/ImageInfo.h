@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the packet of a raw image tells about its place in a frame, whatever layout and byte order its sender
-// uses.
+// What the packet of a raw image says about its place in a frame, in any
+// layout and byte order of the sender.
 
 #pragma once
 
@@ -28,7 +28,7 @@ struct ImageInfo {
     std::array<std::uint64_t, 6> parameters{};
 };
 
-// Reads members by name. The plans of the latest definitions are kept, as a sender repeats them.
+// Reads members by name. Keeps the plans of the latest definitions, because a sender repeats them.
 class ImageInfoReader {
  public:
     ImageInfoReader();
@@ -37,7 +37,7 @@ class ImageInfoReader {
     ImageInfoReader& operator=(const ImageInfoReader&) = delete;
 
     // None if the packet holds no raw image with a record that tells its place. Members that only refine the
-    // judgement read as 0 where the sender has none.
+    // judgement read as 0 if the sender lacks them.
     std::optional<ImageInfo> read(const zelta::Packet& packet);
 
  private:

@@ -23,7 +23,7 @@ std::string ownWords(const char* text) {
     return text != nullptr && *text != '\0' ? text : "no reason was given";
 }
 
-// The linker's message begins with the path, which the sentence has already.
+// The linker's message begins with the path, but the sentence names it already.
 std::string openingFailure(const std::string& path) {
     const char* const error = dlerror();
     std::string reason = error == nullptr ? "no reason was given" : error;
@@ -33,8 +33,8 @@ std::string openingFailure(const std::string& path) {
     return reason;
 }
 
-// While it lives, what a plug-in prints goes to standard error: standard output is for what the host has to
-// say.
+// While it lives, a plug-in's printed text goes to standard error:
+// standard output belongs to the host.
 class GuestOutput {
  public:
     GuestOutput() {
@@ -45,7 +45,7 @@ class GuestOutput {
         }
     }
     ~GuestOutput() {
-        if (std::fflush(stdout) != 0) {  // nobody can read it; it must not come out on the host's side
+        if (std::fflush(stdout) != 0) {  // nobody reads it; it must not reach the host's output
             __fpurge(stdout);
             std::clearerr(stdout);
         }

@@ -14,18 +14,18 @@
 
 namespace plugin {
 
-// A plug-in that cannot be opened, or that failed, told in a sentence. A failure carries the plug-in's own
-// words.
+// A sentence about a plug-in that cannot be opened, or that failed. A failure
+// carries the plug-in's own words.
 class PluginError : public std::runtime_error {
  public:
     using std::runtime_error::runtime_error;
 };
 
-// The plug-in that belongs to this command: beside it when installed, in the build tree otherwise. Throws
-// PluginError, with the places that were looked at, if there is none.
+// The plug-in that belongs to this command: beside it when installed, in the build tree otherwise. If there
+// is none, throws PluginError with the places that were searched.
 std::filesystem::path defaultPlugin();
 
-// One instance of the algorithm, from its creation to its end. As the algorithm exists once in a process,
+// One instance of the algorithm, from its creation to its end. The algorithm exists once in a process, so
 // there is one object of this class at a time.
 class Plugin {
  public:

@@ -27,7 +27,7 @@ std::optional<Range> readRange(const std::string& text);
 // "FRAME:FACTOR", a whole number and a number from 0 to 1000; none if the text is something else.
 std::optional<simulation::BrightnessStep> readBrightnessStep(const std::string& text);
 
-// Checks of options: an empty text for a good value, otherwise what is wrong with it.
+// Checks of options. They return an empty text for a good value, otherwise what is wrong with it.
 std::string checkRange(const std::string& text);
 std::string checkBrightnessStep(const std::string& text);
 std::string checkSeed(const std::string& text);
@@ -50,13 +50,13 @@ std::string counted(std::uint64_t count, const std::string& noun);
 // "58.1 kB": bytes in powers of a thousand.
 std::string byteText(std::uint64_t bytes);
 
-// A text from a file for a terminal: what is no printable ASCII becomes \xNN.
+// A text from a file, made safe for a terminal: anything but printable ASCII becomes \xNN.
 std::string printable(std::string_view text);
 
-// A command that ends with this sentence and without its report: {"command", "version", "error"}.
+// The JSON of a command that ends with this sentence instead of its report: {"command", "version", "error"}.
 void printJsonError(const std::string& command, const std::string& sentence);
 
-// Writes one JSON document to standard output. Bytes that are no UTF-8 are replaced.
+// Writes one JSON document to standard output. Bytes that are not UTF-8 are replaced.
 void printJson(const nlohmann::ordered_json& document);
 
 }  // namespace qor

@@ -29,8 +29,8 @@ class ChannelSelection {
     // Whether the plug-in's short results hold all of them.
     bool isInShortForm() const;
 
-    // What the results of so many frames take, each of so many images, as this version of the plug-in has
-    // them.
+    // The bytes that the results of so many frames take, each of so many images,
+    // with this version of the plug-in.
     std::uint64_t expectedBytes(std::uint64_t frames, double imagesPerFrame) const;
 
  private:
@@ -43,7 +43,7 @@ std::optional<ChannelSelection> readChannels(const std::vector<std::string>& tex
 
 std::string checkChannel(const std::string& text);
 
-// The channels that have names, a line each: name, number, what it holds.
+// The channels that have names, one a line: name, number, what it holds.
 std::string channelList();
 
 }  // namespace qor

@@ -13,7 +13,7 @@
 namespace qor {
 namespace {
 
-// A frame has at most 32 images; what has no two frames in so many packets is no recording to count on.
+// A frame has at most 32 images. With fewer than two frames in so many packets nothing can be predicted.
 constexpr std::size_t mostPackets = 512;
 
 // Reads until the third frame begins.
@@ -40,7 +40,7 @@ class FirstFrames {
     }
 
  private:
-    // What lies after damage is not going to be fed.
+    // What lies after damage will not be fed.
     const recording::RecordedPacket* next() {
         try {
             return reader_.next();

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// How much a run is going to write, told before it begins.
+// How much a run is going to write, estimated before it begins.
 
 #pragma once
 
@@ -18,12 +18,12 @@ struct ExpectedFrames {
     double imagesPerFrame = 0.0;
 };
 
-// Counted in a short recording; of a long one its first two frames are read, and the others are taken to be
-// as long as the second. None if the recording is no regular file, as it can be read only once, if it cannot
-// be read, or if frames are not to be found in it.
+// A short recording is counted. Of a long one the first two frames are read, and the others are assumed to be
+// as long as the second. None if the recording is no regular file (it can be read only once), if it cannot be
+// read, or if no frames are found in it.
 std::optional<ExpectedFrames> expectedFrames(const std::filesystem::path& recording);
 
-// What a replay is going to write, likewise: the results of the frames that are kept.
+// What a replay is going to write: the results of the frames that are kept.
 struct ExpectedOutput {
     std::uint64_t frames = 0;
     std::uint64_t bytes = 0;

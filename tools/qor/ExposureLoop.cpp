@@ -29,7 +29,7 @@ std::int32_t proposedTime(const zelta::ZeltaChunk& result, const char* member) {
         std::clamp(time, 0.0, static_cast<double>(std::numeric_limits<std::int32_t>::max())));
 }
 
-// One exposure has its proposal where two have that of the longer.
+// The proposal for a single exposure stands where two exposures have that of the longer one.
 std::vector<std::int32_t> proposalIn(const zelta::ZeltaChunk& result, std::size_t exposures) {
     std::vector<std::int32_t> times;
     if (exposures == 2) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The host's part in auto exposure: it hands each frame to the plug-in as a camera would, takes the exposure
-// times that the plug-in proposes, and decides to use them for the next frame.
+// times that the plug-in proposes, and uses them for the next frame.
 
 #pragma once
 
@@ -26,11 +26,11 @@ struct ExposedFrame {
 
 class ExposureLoop {
  public:
-    // The packet of the calibration comes first. Throws plugin::PluginError, like all that follows.
+    // The packet of the calibration comes first. Throws plugin::PluginError, as do all functions below.
     ExposureLoop(plugin::Plugin& algorithm, const std::vector<std::uint8_t>& calibrationPacket);
 
-    // Hands over the packet of one raw image, taken with these times. The frame that it finishes, if it does.
-    // Throws recording::RecordError for a result that is not what it has to be.
+    // Hands over the packet of one raw image, taken with these times. Returns the frame that it finishes, if
+    // any. Throws recording::RecordError for a malformed result.
     std::optional<ExposedFrame> process(const std::vector<std::uint8_t>& packet,
                                         const std::vector<std::int32_t>& exposureTimes);
 

@@ -53,7 +53,7 @@ class Syntax {
         return found;
     }
 
-    // What a name consists of is up to the record.
+    // The record decides what a name consists of.
     bool passName() {
         const std::size_t start = at_;
         at_ = std::min(text_.find_first_of(".[]", at_), text_.size());

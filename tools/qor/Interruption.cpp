@@ -18,7 +18,7 @@ void remember(int /*signal*/) {
 void listenForInterruption() {
     struct sigaction action {};
     action.sa_handler = remember;
-    // Once only: the next signal of the kind ends the command. System calls that it meets go on.
+    // Works once: the next signal of that kind ends the command. Interrupted system calls continue.
     action.sa_flags = static_cast<int>(SA_RESETHAND | SA_RESTART);
     sigemptyset(&action.sa_mask);
     sigaction(SIGINT, &action, nullptr);

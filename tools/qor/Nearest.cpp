@@ -41,7 +41,7 @@ std::string_view lastName(std::string_view path) {
     return dot == std::string_view::npos ? path : path.substr(dot + 1);
 }
 
-// The number of letters to insert, to leave out or to change that makes one text of the other.
+// The number of letters to insert, remove or change to turn one text into the other.
 std::size_t editsBetween(std::string_view left, std::string_view right) {
     std::vector<std::size_t> row(right.size() + 1);
     std::iota(row.begin(), row.end(), 0U);
@@ -75,7 +75,7 @@ void collect(const zelta::TypeRef& type, const std::string& before, std::vector<
     }
 }
 
-// Letters of difference: of the whole, or of the last name, with one more for what stands before it.
+// Letters of difference: in the whole text, or in the last name plus one for what stands before it.
 std::size_t differenceOf(const std::string& wanted, const std::string& candidate) {
     return std::min(editsBetween(wanted, candidate),
                     editsBetween(lastName(wanted), lastName(candidate)) + (wanted == candidate ? 0 : 1));

@@ -11,8 +11,8 @@
 
 namespace qor {
 
-// The member of the records that the text resembles most, with [0] where an index is needed; empty if none
-// is near. The name of a member alone finds it, too.
+// The member of the records that the text resembles most, with [0] where an index is needed; empty if none is
+// near. The name of the member alone is enough.
 std::string nearestMember(std::span<const zelta::TypeRef> records, const std::string& text);
 
 // "; did you mean "R.speed"?" or "."

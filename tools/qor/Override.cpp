@@ -100,7 +100,7 @@ class Search {
     std::vector<zelta::TypeRef> records_;
 };
 
-// Whoever replays the recording tells where it is damaged.
+// The replay itself reports where the recording is damaged.
 void searchFile(Search& search, const std::filesystem::path& file) {
     recording::RecordingReader reader(file);
     try {

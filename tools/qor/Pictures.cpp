@@ -22,8 +22,8 @@ using simulation::imageHeight;
 using simulation::imageWidth;
 using simulation::pixelCount;
 
-// The states of a pixel, in the order of the key. What makes a pixel invalid comes first that explains the
-// others.
+// The states of a pixel, in the order of the key. A reason for being invalid that
+// explains others comes before them.
 enum State : std::uint8_t {
     LastExposure,
     FirstExposure,

@@ -37,14 +37,14 @@ std::filesystem::path filePath(const std::filesystem::path& folder, std::size_t 
 std::vector<std::filesystem::path> writePictures(const PictureSettings& settings, std::size_t frameNumber,
                                                  const ResultFrame& frame, std::span<const float> errors);
 
-// Writes points.ply or points.pcd, likewise. The frame must have coordinates.
+// Writes points.ply or points.pcd in the same way. The frame must have coordinates.
 std::filesystem::path writeCloud(const std::filesystem::path& folder, std::size_t frameNumber,
                                  const std::string& format, const ResultFrame& frame);
 
-// A round scale from 0 that holds all but the furthest hundredth of the valid pixels.
+// A scale from 0 to a round number that holds all but the farthest hundredth of the valid pixels.
 Range distanceRangeOf(const ResultFrame& frame);
 
-// Likewise for the intensity, over all pixels; of a frame without intensity the range of a sample.
+// The same for the intensity, over all pixels. For a frame without intensity, the range of a sample.
 Range intensityRangeOf(const ResultFrame& frame);
 
 }  // namespace qor

@@ -24,7 +24,7 @@ class Progress {
 
     void update(double share, std::size_t frames);
 
-    // Takes the bar off the terminal, so that other texts can be written.
+    // Removes the bar from the terminal, so that other texts can be written.
     void clear();
 
     double seconds() const;  // since the start

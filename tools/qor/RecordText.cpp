@@ -30,7 +30,7 @@ constexpr std::size_t mostShortNumbers = 8;
 struct Place {
     zelta::ZeltaTypeID id = zelta::ZeltaStruct;
     unsigned int count = 0;
-    std::vector<unsigned int> dimensions;  // that the expression leaves open
+    std::vector<unsigned int> dimensions;  // those that the expression leaves open
 };
 
 NoSuchExpression noSuchExpression(const TypeRef& type, const std::string& expression) {
@@ -88,7 +88,7 @@ nlohmann::ordered_json nested(std::span<const T>& numbers, std::span<const unsig
     return array;
 }
 
-// Letters up to a zero, and nothing but zeros behind them.
+// Letters up to a zero, and nothing but zeros after them.
 template <typename T>
 std::optional<std::string> lettersOf(const std::vector<T>& numbers) {
     const auto end = std::find(numbers.begin(), numbers.end(), T{0});
@@ -207,7 +207,7 @@ class Collector {
         }
     }
 
-    // None if all are, or if nothing tells.
+    // None if all are in use, or if no member tells.
     std::optional<unsigned int> usedElements(const std::string& expression,
                                              const std::vector<std::string>& all) const {
         for (const CountedArray& counted : countedArrays) {

@@ -31,10 +31,10 @@ struct ShownValue {
 
 enum class Unused { LeftOut, Shown };
 
-// What an expression addresses: one value, or for a structure all that is in it. Indices may be slices. Of a
-// structure, arrays that tell beside them how many of their elements are in use, such as regions of interest,
-// give these only, unless the others are wanted, too. Throws NoSuchExpression; recording::RecordError if the
-// record is damaged or has more than a hundred thousand members.
+// What an expression addresses: one value, or for a structure all that is in it. Indices may be slices. In a
+// structure, some arrays have a member beside them that counts their elements in use, such as regions of
+// interest; only those elements are shown, unless all are wanted. Throws NoSuchExpression;
+// recording::RecordError if the record is damaged or has more than a hundred thousand members.
 std::vector<ShownValue> valuesOf(const zelta::ZeltaChunk& chunk, const std::string& expression,
                                  Unused unused = Unused::LeftOut);
 

@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::size_t mostChanges = 1000;
 
-// What an image is, and no setting of the algorithm.
+// Members that describe an image; they are no settings of the algorithm.
 constexpr std::string_view imageInfo = "phaseInfo";
 
 // The record's bytes without those that differ from image to image.
@@ -81,7 +81,7 @@ void SettingsLog::addFrom(Source& source, const recording::RecordedPacket& packe
         }
         source.latest = std::move(now);
     } catch (const std::runtime_error&) {
-        return;  // a record that cannot be read is told by the run itself
+        return;  // the run itself reports a record that cannot be read
     }
 }
 

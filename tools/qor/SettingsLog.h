@@ -18,8 +18,8 @@ class SettingsLog {
  public:
     explicit SettingsLog(std::vector<Override> overrides) : overrides_(std::move(overrides)) {}
 
-    // A packet as it is fed. The settings are those of the first input record and the first customization;
-    // what later packets change is remembered beside them.
+    // A packet as it is fed. The settings are those of the first input record and the first customization.
+    // Changes by later packets are kept separately.
     void add(const recording::RecordedPacket& packet);
 
     // The file: a line for each setting, changes as comments after them.
@@ -42,7 +42,7 @@ class SettingsLog {
     std::vector<Override> overrides_;
     std::vector<Source> sources_ = makeSources();
     std::vector<std::string> changes_;
-    std::size_t moreChanges_ = 0;  // than are kept
+    std::size_t moreChanges_ = 0;  // changes beyond those kept
 
     static std::vector<Source> makeSources();
 };

@@ -67,7 +67,7 @@ int complain(int exitCode, const std::string& sentence) {
     return exitCode;
 }
 
-// Ends the command without what it would show.
+// Ends the command without showing anything.
 int giveUp(const Options& options, int exitCode, const std::string& sentence) {
     if (options.json) {
         printJsonError("show", sentence);

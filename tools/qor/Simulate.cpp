@@ -124,7 +124,7 @@ struct AutoExposure {
     ExposureLoop loop;
 };
 
-// The packets of a frame. The truth travels with the first image of the first frame it holds for.
+// The packets of a frame. The truth travels with the first image of the first frame for which it holds.
 std::vector<std::vector<std::uint8_t>> packetsOf(recording::ImagePackets& packets,
                                                  const simulation::Frame& frame, bool withTruth) {
     std::vector<std::vector<std::uint8_t>> made;
@@ -261,7 +261,7 @@ int run(const Options& options) {
         return giveUp(options, ExitCode::Usage, error.what());
     }
     try {
-        // As it begins: auto exposure changes the times.
+        // The times at the start; auto exposure changes them.
         const recording::SimulationSettings settings = simulationSettings(camera->settings());
         return report(options, record(options, *camera, settings), settings);
     } catch (const std::runtime_error& error) {

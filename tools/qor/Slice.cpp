@@ -13,7 +13,7 @@ namespace {
 
 constexpr unsigned int largest = std::numeric_limits<unsigned int>::max();
 
-// The fallback for no digits; a number that is too large is as good as the largest.
+// Without digits the fallback; a number that is too large counts as the largest.
 unsigned int numberOr(std::string_view digits, unsigned int fallback) {
     unsigned int number = 0;
     if (digits.empty()) {
@@ -23,7 +23,7 @@ unsigned int numberOr(std::string_view digits, unsigned int fallback) {
                                                                                                    : largest;
 }
 
-// Cuts the text before the next colon off.
+// Cuts off the text up to the next colon.
 std::string_view cutPart(std::string_view& text) {
     const std::string_view part = text.substr(0, text.find(':'));
     text.remove_prefix(std::min(part.size() + 1, text.size()));

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Parts of arrays: [FROM:TO:STEP] in place of an index takes every STEP-th element from FROM on, before TO.
-// Without FROM from the first, without TO to the last, without STEP each.
+// Without FROM it begins at the first, without TO it ends after the last, without STEP it takes each.
 
 #pragma once
 
@@ -20,14 +20,14 @@ struct SlicedExpression {
 
 bool hasSlice(const std::string& expression);
 
-// Of an expression that has a slice.
+// Cuts an expression that has a slice.
 SlicedExpression cutAtSlice(const std::string& expression);
 
-// What an index or a slice takes of a dimension; nothing if it is beyond the end. A slice may end beyond it.
+// What an index or a slice takes of a dimension; nothing if it begins beyond the end. A slice may end there.
 std::vector<unsigned int> takenBy(const std::string& index, unsigned int dimension);
 
-// What is taken of each dimension of an array, and the dimensions that remain: those of single indices are
-// gone.
+// What is taken of each dimension of an array, and the dimensions that
+// remain: single indices remove theirs.
 struct Selection {
     std::vector<std::vector<unsigned int>> taken;
     std::vector<unsigned int> dimensions;
@@ -36,8 +36,8 @@ struct Selection {
     std::vector<std::size_t> positions(const std::vector<unsigned int>& arrayDimensions) const;
 };
 
-// Of an array with these dimensions; the indices are for the first of them, the others are taken whole.
-// Nothing is taken if there are more indices than dimensions.
+// Selects from an array with these dimensions. The indices apply to the first of them; the others are taken
+// whole. Nothing is selected if there are more indices than dimensions.
 Selection selectionOf(const std::vector<std::string>& indices, const std::vector<unsigned int>& dimensions);
 
 }  // namespace qor

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Sentences on standard error. That nobody can read them is no reason to end the work.
+// Sentences on standard error. If nobody can read them, the work continues all the same.
 
 #pragma once
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// How much the distances of a still scene vary from frame to frame, beside the noise that the frames tell of
-// themselves. It needs no truth, so it serves recordings of real cameras, too.
+// How much the distances of a still scene vary from frame to frame, compared with the noise that the frames
+// state. It needs no truth, so it works for recordings of real cameras too.
 
 #pragma once
 
@@ -18,7 +18,7 @@ struct TemporalNoiseSummary {
     std::size_t pixels = 0;
     double measured = 0.0;  // median of the pixels' standard deviations, metres
     // Of the pixels' measured deviation over the root of their mean delivered variance. 0 if no noise was
-    // delivered, or no number came of it.
+    // delivered, or if the ratio is no number.
     double medianRatio = 0.0;
     double lowRatio = 0.0;   // 5 percent lie below
     double highRatio = 0.0;  // 5 percent lie above
@@ -29,7 +29,7 @@ class TemporalNoise {
  public:
     void add(const ResultFrame& frame);
 
-    // Nothing can be said of fewer than two frames: all zero but the number of frames.
+    // Fewer than two frames say nothing: all values are zero except the number of frames.
     TemporalNoiseSummary summary() const;
 
  private:

@@ -11,7 +11,7 @@
 
 namespace qor {
 
-// "int32", "float64", "struct"; "unsigned of 3 bytes" for a size that no processor knows.
+// "int32", "float64", "struct"; "unsigned of 3 bytes" for a size that no processor has.
 std::string kindText(const zelta::IType& type);
 
 // "[4][7]"; empty for a single element.

@@ -40,12 +40,12 @@ int runCommand(int argc, char** argv) {
     return exitCode;
 }
 
-// A standard stream that the caller closed would lend its number to a file of ours, and take what is printed.
+// Our next file would get the number of a standard stream that the caller closed, and then printed text.
 void openClosedStreams() {
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (fcntl(stream, F_GETFD) == -1 && errno == EBADF) {
-            // The lowest free number is that of the stream. Reading from 1 and 2 fails, writing to 0 does,
-            // too.
+            // The lowest free number is that of the stream. Reading from 1 and 2
+            // fails, and so does writing to 0.
             open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
         }
     }

@@ -61,7 +61,7 @@ std::vector<float> makeVignetting(const std::vector<Vector>& rays) {
     return gain;
 }
 
-// A slow slope over the image from the run of the clock lines, an alternation of the columns, and a grain.
+// A gradual slope over the image from the length of the clock lines, alternating columns, and a grain.
 std::vector<float> makeFixedPatternPhase(std::uint64_t seed, std::uint32_t slot) {
     RandomStream shape(seed, RandomPurpose::FixedPatternPhase, slot, 0);
     const double slopeX = 0.04 * shape.normal();

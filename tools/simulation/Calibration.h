@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The description of the simulated camera: what its calibration file says, and what its pixels are
-// physically. The calibration's numbers are single precision, as the file stores them, and enter the
-// simulation exactly so.
+// The description of the simulated camera: what its calibration file says, and the physics of
+// its pixels. The calibration's numbers are single precision, as in the file, and the
+// simulation uses exactly those.
 
 #pragma once
 
@@ -47,13 +47,13 @@ struct FrequencyCalibration {
     float refTemperature = 0.0F;               // degrees Celsius
     std::array<float, 3> temperatureFactor{};  // radians per kelvin, kelvin^2 and kelvin^3
     std::array<float, 4> noiseParameter{};
-    // Drift by ambient light: counts of X and Y per count of intensity, and its direction in radians. 0 is no
-    // drift.
+    // Drift by ambient light: counts of X and Y per count of intensity, and its
+    // direction in radians. 0: no drift.
     float ambientDriftFactor = 0.0F;
     float ambientDriftAngle = 0.0F;
 };
 
-// What a pixel does that it should not.
+// The defect of a pixel.
 enum class PixelDefect : std::uint8_t { None, StuckLow, StuckHigh, Hot };
 
 struct HoppingEntry {

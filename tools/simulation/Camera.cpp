@@ -114,7 +114,7 @@ void Camera::expose() {
             value *= brightness_;
         }
     }
-    // The record of a raw image carries the temperature in single precision; the illumination has just that.
+    // The record of a raw image has the temperature in single precision; the illumination has exactly that.
     const double temperature = static_cast<double>(static_cast<float>(settings_.temperature));
     signals_.clear();
     for (std::size_t f = 0; f < calibration_.frequencies.size(); ++f) {

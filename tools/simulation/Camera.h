@@ -20,8 +20,8 @@
 
 namespace simulation {
 
-// From a frame on, the scene returns `factor` times the light that it does of itself: all surfaces become
-// brighter or darker at once, in the light of the camera as under ambient light.
+// From this frame on, the scene returns `factor` times its own light: all surfaces become brighter or darker
+// at once, both in the camera's light and in ambient light.
 struct BrightnessStep {
     std::uint32_t frame = 0;
     double factor = 1.0;
@@ -60,7 +60,7 @@ struct RawImage {
 
 struct Frame {
     std::vector<RawImage> images;
-    // The scene stands still: frames of the same brightness and exposure times in a row share it.
+    // The scene stands still, so successive frames of the same brightness and exposure times share it.
     std::shared_ptr<const Truth> truth;
 };
 
@@ -74,11 +74,11 @@ class Camera {
     const CameraSettings& settings() const { return settings_; }
     const Calibration& calibration() const { return calibration_; }
 
-    // The exposure times of the frames to come, as many as the settings have. Throws std::invalid_argument
-    // like the constructor.
+    // The exposure times of the frames to come, as many as the settings have. Throws
+    // std::invalid_argument, as the constructor does.
     void setExposureTimes(const std::vector<std::int32_t>& times);
 
-    // What the scene returns in the next frame, as a share of its own brightness.
+    // The brightness of the scene in the next frame, as a share of its own brightness.
     double brightness() const;
 
     Frame nextFrame();
@@ -90,7 +90,7 @@ class Camera {
     CameraSettings settings_;
     Calibration calibration_;
     Sensor sensor_;
-    View view_;                // the scene as it is of itself, and its truth but for the frequencies
+    View view_;                // the scene at its own brightness, and its truth without the frequencies
     double brightness_ = 1.0;  // of what follows
     ReturnedLight light_;
     std::shared_ptr<const Truth> truth_;

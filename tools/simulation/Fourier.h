@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Fourier transform of a square image with the same bits on every machine, as a recording has to have; a
-// library's depend on the instructions it finds.
+// Fourier transform of a square image, with the same bits on every machine: a recording needs that. The bits
+// of a library's transform depend on the machine's instructions.
 
 #pragma once
 

@@ -86,7 +86,7 @@ Scene hall() {
             7.5};
 }
 
-// What stray light does: the near box shines a hundred times as bright as the wall.
+// Shows stray light: the near box is a hundred times as bright as the wall.
 Scene glare() {
     const Object backWall{planeThrough({0.0, 0.0, 1.8}, {0.0, 0.0, -1.0}), {Pattern::Uniform, 0.0, 0.2, 1.0}};
     const Object brightBox{Box{{-0.10, 0.04, 0.50}, {0.26, 0.26, 0.10}, 0.0},

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// How uncertain a measurement of the simulated sensor is. The derivation stands in docs/simulated-camera.md.
+// How uncertain a measurement of the simulated sensor is. docs/simulated-camera.md has the derivation.
 
 #pragma once
 
@@ -13,7 +13,7 @@ namespace simulation {
 double varianceOfX(const SensorProperties& sensor, double electrons, bool photonNoise);
 
 // Standard deviation of a distance, metres: `rawAmplitude` is the length of the phasor (X, Y) in counts,
-// `phaseSlope` the change of the true phase with the shown one. Nothing returned (amplitude 0) gives 0.
+// `phaseSlope` the change of the true phase with the shown one. Amplitude 0 (nothing returned) gives 0.
 double distanceDeviation(double varianceOfX, double rawAmplitude, double phaseSlope, double frequency);
 
 }  // namespace simulation

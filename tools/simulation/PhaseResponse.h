@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The correlation function of a pixel is no pure sine, so the phase and the amplitude that it shows wiggle
-// around the true ones as the distance grows. The calibration tells the way back, from the shown phase to the
-// true one; the simulation needs the way there, and solves for it.
+// around the true ones as the distance grows. The calibration leads from the shown phase to the true one; the
+// simulation needs the opposite direction and solves for it.
 
 #pragma once
 

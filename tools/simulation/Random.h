@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Random numbers of the simulated camera. The generator is counter based: what a pixel of an image draws
-// depends on the seed, the image and the pixel alone, not on the order of the work. Generator and transforms
+// depends only on the seed, the image and the pixel, not on the order of the work. Generator and transforms
 // are written out, so that the stream is the same on every machine.
 
 #pragma once

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // An analytic scene in front of the camera: objects with textures, under ambient light. The camera and its
-// light source stand together at the origin, so nothing throws a shadow that the camera could see.
+// light source stand together at the origin, so the camera sees no shadows.
 
 #pragma once
 

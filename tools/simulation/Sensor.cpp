@@ -17,7 +17,7 @@ namespace simulation {
 namespace {
 
 constexpr double largestSample = 4095.0;
-constexpr double leastCounts = 1e-9;   // less is no light; the transform leaves so much everywhere
+constexpr double leastCounts = 1e-9;   // less is no light: the transform leaves that much everywhere
 constexpr double hotElectrons = 40.0;  // dark current of a hot pixel, electrons per microsecond, into one tap
 
 // Along badPixelIdx the defects repeat in this order.
@@ -34,7 +34,7 @@ double temperatureDrift(const FrequencyCalibration& frequency, double temperatur
     return (factor(0) + (factor(1) + factor(2) * rise) * rise) * rise;
 }
 
-// Scatters in the phasors that the pixels would show if they were all alike: there, light adds up.
+// Scatters the light in the phasors that identical pixels would show: there, light adds up.
 void scatter(std::vector<double>& phase, std::vector<double>& amplitude, const PhaseResponse& response,
              const Straylight& straylight) {
     std::vector<std::complex<double>> phasors(pixelCount);

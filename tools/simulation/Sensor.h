@@ -16,12 +16,12 @@ namespace simulation {
 struct ReturnedLight {
     std::vector<double> distance;   // radial, metres
     std::vector<double> amplitude;  // counts per microsecond, as an evenly lit image would show it
-    std::vector<double> ambient;    // electrons per microsecond, behind the lens
+    std::vector<double> ambient;    // electrons per microsecond, after the lens
 };
 
 // What one exposure at one frequency brings to the pixels, before noise and conversion.
 struct PhaseSignal {
-    std::vector<double> inPhase;     // counts: what the samples at 0 and at 180 degrees differ by
+    std::vector<double> inPhase;     // counts: the difference of the samples at 0 and at 180 degrees
     std::vector<double> quadrature;  // counts: the same for 90 and 270 degrees
     std::vector<double> electrons;   // charge in both taps for one sample
     std::vector<double> offsetX;     // counts that the electronics and the ambient light add to X and Y

@@ -13,7 +13,7 @@ namespace {
 
 constexpr double nearestDistance = 1e-6;
 
-// Two directions in a plane: the first as horizontal as the plane allows, the second across it.
+// Two directions in a plane: the first as horizontal as the plane allows, the second perpendicular to it.
 struct PlaneAxes {
     Vector first;
     Vector second;

@@ -78,7 +78,7 @@ Straylight::Straylight(const PointSpread& pointSpread, double weight, int coreRa
             }
             const auto index =
                 static_cast<std::size_t>((dy + imageHeight) * PointSpread::width + dx + imageWidth);
-            // A pixel receives from the one that lies (dx, dy) away.
+            // A pixel receives light from the pixel that lies (dx, dy) away.
             spectrum_[wrapped(-dy) * fourierSize + wrapped(-dx)] = share * pointSpread.values.at(index);
         }
     }

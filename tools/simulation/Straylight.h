@@ -25,7 +25,7 @@ struct PointSpread {
 // file that cannot be read, of another size, or with a value that is negative, infinite or not a number.
 PointSpread readPointSpread(const std::filesystem::path& path);
 
-// The scattered part of a point spread function: all but the nearest surroundings of the point.
+// The scattered part of a point spread function: everything except the nearest surroundings of the point.
 class Straylight {
  public:
     // `weight` is the share that a scattered part as large as the whole would have. The default is the weight
@@ -33,8 +33,8 @@ class Straylight {
     // light counts as not scattered: it belongs to the image of the point.
     explicit Straylight(const PointSpread& pointSpread, double weight = 1.609766, int coreRadius = 8);
 
-    // Adds the scattered light to an image of phasors of 224 x 172 pixels. The light that scatters is that
-    // which arrives, scattered light included: measured = ideal + scatter(measured).
+    // Adds the scattered light to an image of phasors of 224 x 172 pixels. All arriving light scatters, even
+    // scattered light: measured = ideal + scatter(measured).
     void addTo(std::vector<std::complex<double>>& phasors) const;
 
  private:

@@ -20,9 +20,9 @@ bool isSameSurface(const std::optional<Hit>& a, const std::optional<Hit>& b) {
     return a.has_value() == b.has_value() && (!a || a->surface == b->surface);
 }
 
-// Whether the depth steps somewhere between two neighbouring rays. Every border of surfaces between them is
-// closed in on with rays of its own: where two surfaces meet in a fold, the gap in depth vanishes at the
-// border.
+// Whether the depth steps somewhere between two neighbouring rays. Extra rays close in
+// on each border of surfaces between them: where two surfaces meet in a fold, the gap
+// in depth vanishes at the border.
 bool hasStepBetween(const Scene& scene, Vector from, std::optional<Hit> hitFrom, const Vector& to,
                     const std::optional<Hit>& hitTo) {
     constexpr int mostBorders = 4;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What is true about a simulated frame, beside the images that tell about it.
+// The truth about a simulated frame.
 
 #pragma once
 

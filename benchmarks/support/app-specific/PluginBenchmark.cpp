@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // What a raw image costs around the pipeline: the packet is taken apart, its records are assigned, and the
-// result is packed. The pipeline's place is taken by functions that only offer their channels. Beside it the
-// plain copy of the same bytes; the road around the pipeline may cost 1.5 times that and 10 microseconds.
+// result is packed. In place of the pipeline stand functions that only offer their channels. Beside it a
+// plain copy of the same bytes; the work around the pipeline may cost 1.5 times that plus 10 microseconds.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -111,7 +111,7 @@ class Session {
         take(m_packets.back());
     }
 
-    /** As many bytes as an image and its result have, copied and nothing else. */
+    /** Copies as many bytes as an image and its result have, and does nothing else. */
     void copy(std::size_t image) {
         std::memcpy(m_copies[image].data(), m_packets[image].data(), m_packets[image].size());
         std::memcpy(m_result.data(), m_source.data(), m_bytesOut);
@@ -125,7 +125,7 @@ class Session {
         m_algorithm->processZelta(packet.data(), static_cast<int>(packet.size()), false);
     }
 
-    /** A packet in and the short result out, whose size comes back. */
+    /** Takes a packet in and the short result out; returns its size. */
     std::size_t take(const Bytes& packet) {
         process(packet);
         const int size = m_algorithm->getRequiredOutputSize(true);
@@ -145,7 +145,7 @@ class Session {
     std::size_t m_bytesOut = 0;
 };
 
-/** Images that finish no frame. The copies are taken in turn with them, so that both see the same machine. */
+/** Images that finish no frame. Copies alternate with them, so that both see the same machine. */
 void aroundThePipeline(benchmark::State& state, const host_testing::LayoutChange& change) {
     constexpr std::size_t kImages = kPhasesPerExposure - 1;
     Session session(change);

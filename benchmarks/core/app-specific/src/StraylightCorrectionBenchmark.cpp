@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The straylight correction of a phase group, two images at level 3: the whole, its parts, and the whole with
-// FFTW's transforms in place of ours where that library is installed.
+// The straylight correction of a phase group, two images at level 3: the whole, its parts, and, where FFTW is
+// installed, the whole with its transforms in place of ours.
 #include <algorithm>
 #include <cstring>
 #include <memory>
@@ -46,7 +46,7 @@ struct Workload {
 
     const float* psfSpectrum() const { return state->fftPsf + state->fftPsfOffset; }
 
-    /** Image `i` halved to the level; stands in one of the two memories. */
+    /** Image `i` halved to the level; lies in one of the two memories. */
     const float* reduce(size_t i) {
         ALSLC_FFTProcScratch& s = scratch->fftProcScratch[i];
         float* targets[2] = {s.dsbuffer, s.dsbuffer + kMaxFftPixels / 2};

@@ -14,7 +14,7 @@ using benchmark_support::registerOnEveryTarget;
 using benchmark_support::registerScalar;
 using benchmark_support::repeat;
 
-/** Random phases and amplitudes, so that every pixel reads another place of the tables. */
+/** Random phases and amplitudes, so that every pixel reads a different place in the tables. */
 struct Workload {
     Workload()
         : phi(kPixelCount),

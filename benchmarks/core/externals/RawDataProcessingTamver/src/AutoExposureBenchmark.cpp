@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Auto exposure: one prediction, and a whole frame with full lists of candidates. The rate `pairs` is the
-// time of a candidate of a frame, its share of the cumulative histograms included.
+// time per candidate, including its share of the cumulative histograms.
 #include <benchmark/benchmark.h>
 
 #include "AutoExposure.h"
@@ -12,7 +12,7 @@ namespace {
 using testing_support::AutoExposureStage;
 using testing_support::sceneOf;
 
-/** A scene of three decades at times in the middle of the list, all of whose pairs are searched. */
+/** A scene of three decades, measured in the middle of the list. All pairs of the list are searched. */
 struct Workload : AutoExposureStage {
     explicit Workload(bool two) {
         param->maxExpTime = 1000000;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The loops of the distance to cartesian stage: points of every frame, and the turn of the rays after a
-// change of the pose.
+// The loops of the distance to cartesian stage: the points of every frame, and the rotation of the
+// rays after a change of the pose.
 #include <memory>
 #include <vector>
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The loops of the image filter but its medians: mean and adaptive smoothing over time, mean and bilateral
+// The loops of the image filter except its medians: mean and adaptive smoothing over time, mean and bilateral
 // filter over the neighbourhood, each on an image without holes and on one with a tenth of its pixels
 // invalid. Where OpenCV is installed, its functions run on the same images; they know no holes.
 #include <algorithm>
@@ -90,7 +90,7 @@ std::string rowName(const char* filter, int32_t halfSize, bool withHoles) {
     return filter + size + (withHoles ? "Holes" : "");
 }
 
-/** The temporal filters work in place: what they filter is what they made of it in the call before. */
+/** The temporal filters work in place: each call filters the result of the call before. */
 void registerTemporalFilters() {
     const TempFilterMeanSettings meanSettings = {kFrames};
     registerOnEveryTarget("imageFilterTemporalMean", [meanSettings](benchmark::State& state) {

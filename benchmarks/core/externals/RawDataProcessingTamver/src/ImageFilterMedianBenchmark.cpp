@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The medians of the image filter, on an image without holes and on one with a tenth of them; beside OpenCV's
-// median on the first where OpenCV is installed.
+// The medians of the image filter, on an image without holes and on one with a tenth of its pixels as holes.
+// Where OpenCV is installed, its median runs on the first image too.
 #include <memory>
 #include <vector>
 
