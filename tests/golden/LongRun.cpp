@@ -151,10 +151,7 @@ std::vector<Probe> makeProbes() {
         "custom-pin",
     };
     std::vector<Probe> probes;
-    std::vector<Recording> recordings = golden::recordings();
-    recordings.insert(recordings.end(), golden::straylightRecordings().begin(),
-                      golden::straylightRecordings().end());
-    for (const Recording& recording : recordings) {
+    for (const Recording& recording : golden::recordings()) {
         if (std::find(names.begin(), names.end(), recording.name) == names.end()) {
             continue;
         }

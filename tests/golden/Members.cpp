@@ -16,8 +16,7 @@ bool endsWith(const std::string& text, const std::string& end) {
 }
 
 Kind kindOf(const IType& node, const std::string& path) {
-    // The set-ups of the FFT hold addresses of the process.
-    if (path == "slcState.fftBuffer" || endsWith(path, "entries.line")) {
+    if (endsWith(path, "entries.line")) {
         return Kind::Masked;
     }
     if (endsWith(path, "entries.errorMsg")) {

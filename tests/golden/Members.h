@@ -16,7 +16,7 @@ enum class Kind {
     Integer,
     Float,  ///< of four bytes
     Text,   ///< of an error report: file names and line numbers move with the source
-    Masked  ///< differs from run to run: addresses, line numbers
+    Masked  ///< line numbers of error reports
 };
 
 /** Neighbouring elements of one number. */

@@ -499,6 +499,7 @@ std::vector<Recording> makeRecordings() {
     addFilters(list);
     addProducts(list);
     addExposureControl(list);
+    addStraylight(list);
     addScenes(list);
     addExtremes(list);
     addLayouts(list);
@@ -510,15 +511,6 @@ std::vector<Recording> makeRecordings() {
 
 const std::vector<Recording>& recordings() {
     static const std::vector<Recording> all = makeRecordings();
-    return all;
-}
-
-const std::vector<Recording>& straylightRecordings() {
-    static const std::vector<Recording> all = [] {
-        List list;
-        addStraylight(list);
-        return list.take();
-    }();
     return all;
 }
 

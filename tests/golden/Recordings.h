@@ -35,10 +35,6 @@ inline void PrintTo(const Recording& recording, std::ostream* out) {
 /** In a fixed order, with names that differ. */
 const std::vector<Recording>& recordings();
 
-/** Recordings with stray light. No hashes of them are kept yet; the long run compares them within one build.
- */
-const std::vector<Recording>& straylightRecordings();
-
 /** A hash of the records that a recording brings, whatever their compressed definitions look like. */
 std::uint64_t hashOfInput(const std::vector<Step>& steps);
 
