@@ -15,8 +15,11 @@
 
 #include "PacketZelta.h"
 #include "qor/Arguments.h"
+#include "qor/Checksum.h"
 #include "qor/ExitCode.h"
+#include "qor/SettingsLog.h"
 #include "qor/StandardError.h"
+#include "qor/Timeline.h"
 #include "recording/CameraRecords.h"
 #include "recording/Record.h"
 #include "recording/RecordingReader.h"
@@ -32,8 +35,10 @@ struct Options {
 struct ChannelSummary {
     std::string record;  // its name, by the first definition
     std::size_t chunks = 0;
-    std::uint64_t recordBytes = 0;  // of the first chunk
-    std::uint64_t bytes = 0;        // definitions and data of all chunks
+    std::uint64_t recordBytes = 0;      // of the first chunk
+    std::uint64_t definitionBytes = 0;  // of all chunks
+    std::uint64_t dataBytes = 0;        // of all chunks
+    Checksum checksum;                  // of definitions and data
     std::set<std::string> definitions;
     std::vector<std::string> faults;
 };
@@ -44,6 +49,9 @@ struct Summary {
     std::uint64_t bytes = 0;
     std::size_t frames = 0;
     std::map<int, ChannelSummary> channels;
+    Timeline timeline;
+    SettingsLog settings{{}};
+    Checksum checksum;  // of all packets
     std::string damage;
 };
 
@@ -79,6 +87,9 @@ Summary summarise(recording::RecordingReader& reader) {
     try {
         while (const recording::RecordedPacket* packet = reader.next()) {
             ++summary.packets;
+            summary.checksum.add(packet->bytes.data(), packet->bytes.size());
+            summary.timeline.add(*packet);
+            summary.settings.add(*packet);
             summary.emptyPackets += packet->chunks.empty() ? 1 : 0;
             summary.frames += recording::beginsFrame(packet->chunks) ? 1 : 0;
             for (const zelta::ZeltaChunk& chunk : packet->chunks) {
@@ -86,8 +97,10 @@ Summary summarise(recording::RecordingReader& reader) {
                 if (channel.chunks++ == 0) {
                     channel.recordBytes = static_cast<std::uint64_t>(chunk.dataSize);
                 }
-                channel.bytes +=
-                    static_cast<std::uint64_t>(chunk.descSize) + static_cast<std::uint64_t>(chunk.dataSize);
+                channel.definitionBytes += static_cast<std::uint64_t>(chunk.descSize);
+                channel.dataBytes += static_cast<std::uint64_t>(chunk.dataSize);
+                channel.checksum.add(chunk.description, static_cast<std::size_t>(chunk.descSize));
+                channel.checksum.add(chunk.data, static_cast<std::size_t>(chunk.dataSize));
                 addDefinition(channel, chunk);
             }
         }
@@ -98,9 +111,46 @@ Summary summarise(recording::RecordingReader& reader) {
     return summary;
 }
 
+// Long lists help nobody at a terminal; the document has them whole.
+void printList(const char* title, const char* none, const std::vector<std::string>& sentences) {
+    constexpr std::size_t mostLines = 10;
+    if (sentences.empty()) {
+        fmt::print("  {:<9} {}\n", title, none);
+        return;
+    }
+    for (std::size_t k = 0; k < std::min(sentences.size(), mostLines); ++k) {
+        fmt::print("  {:<9} {}\n", k == 0 ? title : "", printable(sentences[k]));
+    }
+    if (sentences.size() > mostLines) {
+        fmt::print("  {:<9} and {} more\n", "", sentences.size() - mostLines);
+    }
+}
+
+std::vector<std::string> gapSentences(const Summary& summary) {
+    std::vector<std::string> sentences;
+    for (const Gap& gap : summary.timeline.gaps()) {
+        sentences.push_back(gap.sentence);
+    }
+    return sentences;
+}
+
+// How the recording goes on in time; nothing for one without images.
+void printCourse(const Summary& summary) {
+    fmt::print("  {:<9} {}\n", "checksum", summary.checksum.text());
+    if (summary.timeline.images() == 0) {
+        return;
+    }
+    const auto rate = summary.timeline.framesPerSecond();
+    fmt::print("  {:<9} {}, {}\n", "rate", rate ? fmt::format("{:.2f} frames per second", *rate) : "-",
+               counted(summary.timeline.images(), "image"));
+    printList("gaps", "none", gapSentences(summary));
+    printList("settings", "the same for all images", summary.settings.changes());
+}
+
 void printText(const Options& options, const Summary& summary) {
     fmt::print("{}: {}, {} bytes, {}\n", printable(recording::nameOf(options.file)),
                counted(summary.packets, "packet"), summary.bytes, counted(summary.frames, "frame"));
+    printCourse(summary);
     if (summary.channels.empty()) {
         return;
     }
@@ -108,11 +158,15 @@ void printText(const Options& options, const Summary& summary) {
     for (const auto& [id, channel] : summary.channels) {
         width = std::max(width, printable(channel.record).size());
     }
-    fmt::print("\n  channel  {:<{}}  chunks  definitions  bytes/record        bytes\n", "record", width);
+    fmt::print("\n  channel  {:<{}}  chunks  definitions  bytes/record        bytes   share  checksum\n",
+               "record", width);
     for (const auto& [id, channel] : summary.channels) {
         const std::string name = channel.record.empty() ? "-" : printable(channel.record);
-        fmt::print("  {:>7}  {:<{}}  {:>6}  {:>11}  {:>12}  {:>11}\n", id, name, width, channel.chunks,
-                   channel.definitions.size(), channel.recordBytes, channel.bytes);
+        const std::uint64_t bytes = channel.definitionBytes + channel.dataBytes;
+        fmt::print("  {:>7}  {:<{}}  {:>6}  {:>11}  {:>12}  {:>11}  {:>4.1f} %  {}\n", id, name, width,
+                   channel.chunks, channel.definitions.size(), channel.recordBytes, bytes,
+                   100.0 * static_cast<double>(bytes) / static_cast<double>(summary.bytes),
+                   channel.checksum.text());
     }
 }
 
@@ -124,9 +178,17 @@ nlohmann::ordered_json toJson(const Options& options, const Summary& summary) {
                             {"chunks", channel.chunks},
                             {"definitions", channel.definitions.size()},
                             {"recordBytes", channel.recordBytes},
-                            {"bytes", channel.bytes},
+                            {"bytes", channel.definitionBytes + channel.dataBytes},
+                            {"definitionBytes", channel.definitionBytes},
+                            {"dataBytes", channel.dataBytes},
+                            {"checksum", channel.checksum.text()},
                             {"faults", channel.faults}});
     }
+    nlohmann::ordered_json gaps = nlohmann::ordered_json::array();
+    for (const Gap& gap : summary.timeline.gaps()) {
+        gaps.push_back({{"packet", gap.packet}, {"sentence", gap.sentence}});
+    }
+    const auto rate = summary.timeline.framesPerSecond();
     return {{"command", "info"},
             {"version", QOR_VERSION},
             {"file", options.file.string()},
@@ -134,6 +196,11 @@ nlohmann::ordered_json toJson(const Options& options, const Summary& summary) {
             {"emptyPackets", summary.emptyPackets},
             {"bytes", summary.bytes},
             {"frames", summary.frames},
+            {"checksum", summary.checksum.text()},
+            {"images", summary.timeline.images()},
+            {"framesPerSecond", rate ? nlohmann::ordered_json(*rate) : nlohmann::ordered_json(nullptr)},
+            {"gaps", gaps},
+            {"settingsChanges", summary.settings.changes()},
             {"channels", channels},
             {"damage", summary.damage.empty() ? nlohmann::ordered_json(nullptr)
                                               : nlohmann::ordered_json(summary.damage)}};

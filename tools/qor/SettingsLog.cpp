@@ -94,8 +94,7 @@ void SettingsLog::noteChanges(const Source& source, const std::vector<Setting>& 
             ++moreChanges_;
             continue;
         }
-        changes_.push_back(
-            fmt::format("# from packet {} on: {} = {}", packet, setting.first, setting.second));
+        changes_.push_back(fmt::format("from packet {} on: {} = {}", packet, setting.first, setting.second));
     }
 }
 
@@ -118,7 +117,7 @@ std::string SettingsLog::text(const std::string& recording) const {
         }
     }
     for (const std::string& change : changes_) {
-        text += change + "\n";
+        text += "# " + change + "\n";
     }
     if (moreChanges_ > 0) {
         text += fmt::format("# and {} more changes\n", moreChanges_);

@@ -22,6 +22,9 @@ class SettingsLog {
     // Changes by later packets are kept separately.
     void add(const recording::RecordedPacket& packet);
 
+    // "from packet 9 on: EXPRESSION = VALUE", the first thousand of them.
+    const std::vector<std::string>& changes() const { return changes_; }
+
     // The file: a line for each setting, changes as comments after them.
     std::string text(const std::string& recording) const;
 

@@ -11,7 +11,9 @@
 #include <exception>
 #include <new>
 
+#include "qor/Doctor.h"
 #include "qor/ExitCode.h"
+#include "qor/Extract.h"
 #include "qor/Info.h"
 #include "qor/Run.h"
 #include "qor/Show.h"
@@ -32,6 +34,10 @@ int runCommand(int argc, char** argv) {
     qor::addInfo(app, exitCode);
     qor::addTree(app, exitCode);
     qor::addShow(app, exitCode);
+    qor::addExtract(app, exitCode);
+    qor::addConcat(app, exitCode);
+    qor::addDoctor(app, exitCode);
+    qor::addRecover(app, exitCode);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What is wrong with a recording, where, and what to do about it.
+
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "recording/Salvage.h"
+
+namespace qor {
+
+struct Finding {
+    std::size_t byte = 0;  // in the file
+    std::size_t packet = 0;
+    std::optional<std::size_t> chunk;  // in the packet
+    std::string rule;                  // a sentence: what is not as it has to be
+    std::string advice;                // a sentence: what to do
+    bool isDamage = false;             // of bytes, not of what they mean
+};
+
+// In the order of the file. `stretches` are those of the bytes.
+std::vector<Finding> diagnose(std::span<const std::uint8_t> bytes,
+                              const std::vector<recording::Stretch>& stretches);
+
+// What is wrong with the definitions of one packet.
+std::vector<Finding> faultsOfDefinitions(std::span<const std::uint8_t> bytes,
+                                         const recording::Stretch& stretch, std::size_t packet);
+
+}  // namespace qor

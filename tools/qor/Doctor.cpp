@@ -1,0 +1,231 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "qor/Doctor.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "files/StandardOutput.h"
+#include "qor/Arguments.h"
+#include "qor/Diagnosis.h"
+#include "qor/ExitCode.h"
+#include "qor/StandardError.h"
+#include "recording/RecordingReader.h"
+#include "recording/RecordingWriter.h"
+#include "recording/Salvage.h"
+
+namespace qor {
+namespace {
+
+struct Options {
+    std::string command;
+    std::filesystem::path recording;
+    std::filesystem::path file;
+    bool json = false;
+    bool quiet = false;
+};
+
+// More than so many sentences help nobody at a terminal; the document has them all.
+constexpr std::size_t mostSentences = 50;
+
+nlohmann::ordered_json toJson(const std::vector<Finding>& findings) {
+    nlohmann::ordered_json list = nlohmann::ordered_json::array();
+    for (const Finding& finding : findings) {
+        list.push_back({{"byte", finding.byte},
+                        {"packet", finding.packet},
+                        {"chunk", finding.chunk ? nlohmann::ordered_json(*finding.chunk)
+                                                : nlohmann::ordered_json(nullptr)},
+                        {"rule", finding.rule},
+                        {"advice", finding.advice},
+                        {"damage", finding.isDamage}});
+    }
+    return list;
+}
+
+void printFinding(const Finding& finding) {
+    const std::string chunk = finding.chunk ? fmt::format(", chunk {}", *finding.chunk) : "";
+    fmt::print("byte {}, packet {}{}: {} {}\n", finding.byte, finding.packet, chunk, printable(finding.rule),
+               finding.advice);
+}
+
+int complain(const Options& options, int exitCode, const std::string& sentence) {
+    printError("qor {}: {}\n", options.command, printable(sentence));
+    return exitCode;
+}
+
+int giveUp(const Options& options, int exitCode, const std::string& sentence) {
+    if (options.json) {
+        printJsonError(options.command, sentence);
+    }
+    return complain(options, exitCode, sentence);
+}
+
+int diagnoseFile(const Options& options) {
+    const recording::FileBytes file(options.recording);
+    if (file.bytes().empty()) {
+        return giveUp(options, ExitCode::BadData,
+                      recording::nameOf(options.recording) + " holds no packets.");
+    }
+    const auto stretches = recording::salvage(file.bytes());
+    const std::vector<Finding> findings = diagnose(file.bytes(), stretches);
+    const auto packets =
+        std::count_if(stretches.begin(), stretches.end(),
+                      [](const recording::Stretch& stretch) { return stretch.fault.empty(); });
+    if (options.json) {
+        printJson({{"command", options.command},
+                   {"version", QOR_VERSION},
+                   {"file", options.recording.string()},
+                   {"bytes", file.bytes().size()},
+                   {"packets", packets},
+                   {"findings", toJson(findings)}});
+    } else {
+        for (std::size_t k = 0; k < std::min(findings.size(), mostSentences); ++k) {
+            printFinding(findings[k]);
+        }
+        fmt::print("{}{}: {}, {}\n", findings.size() > mostSentences ? "... --json lists all findings\n" : "",
+                   printable(recording::nameOf(options.recording)),
+                   counted(static_cast<std::uint64_t>(packets), "packet"),
+                   counted(findings.size(), "finding"));
+    }
+    return findings.empty() ? ExitCode::Good : ExitCode::Findings;
+}
+
+struct Recovered {
+    std::size_t packets = 0;
+    std::uint64_t bytes = 0;
+    std::vector<Finding> lost;
+    std::uint64_t lostBytes = 0;
+    std::size_t emptyPackets = 0;
+};
+
+Recovered recoverFile(const Options& options, const recording::FileBytes& file) {
+    constexpr std::size_t sizeOfEmptyPacket = 4;
+    Recovered recovered;
+    recording::RecordingWriter writer(options.file);
+    for (const recording::Stretch& stretch : recording::salvage(file.bytes())) {
+        const std::size_t packet = recovered.packets + recovered.emptyPackets;
+        std::vector<Finding> faults;
+        if (stretch.fault.empty()) {
+            faults = faultsOfDefinitions(file.bytes(), stretch, packet);
+        } else {
+            faults.push_back({stretch.faultAt, packet, std::nullopt, stretch.fault + ".", "", true});
+        }
+        if (!faults.empty()) {
+            faults[0].rule +=
+                fmt::format(" Lost: {} from byte {} on.", counted(stretch.size, "byte"), stretch.offset);
+            recovered.lost.push_back(faults[0]);
+            recovered.lostBytes += stretch.size;
+        } else if (stretch.size <= sizeOfEmptyPacket) {
+            ++recovered.emptyPackets;
+        } else {
+            writer.write(file.bytes().subspan(stretch.offset, stretch.size));
+            ++recovered.packets;
+        }
+    }
+    recovered.bytes = writer.bytes();
+    writer.finish();
+    return recovered;
+}
+
+int recover(const Options& options) {
+    if (files::isStandardOutput(options.file)) {
+        files::standardOutputForData();
+    }
+    const recording::FileBytes file(options.recording);
+    const Recovered recovered = recoverFile(options, file);
+    if (options.json) {
+        printJson({{"command", options.command},
+                   {"version", QOR_VERSION},
+                   {"file", options.recording.string()},
+                   {"packets", recovered.packets},
+                   {"bytes", recovered.bytes},
+                   {"emptyPackets", recovered.emptyPackets},
+                   {"lostBytes", recovered.lostBytes},
+                   {"lost", toJson(recovered.lost)},
+                   {"files", recovered.packets == 0 ? nlohmann::ordered_json::array()
+                                                    : nlohmann::ordered_json{options.file.string()}}});
+    } else if (!options.quiet) {
+        fmt::print("Written\n  {}   {}, {}\n", files::nameOf(options.file),
+                   counted(recovered.packets, "packet"), byteText(recovered.bytes));
+    }
+    for (std::size_t k = 0; k < std::min(recovered.lost.size(), mostSentences); ++k) {
+        const Finding& finding = recovered.lost[k];
+        complain(options, 0,
+                 fmt::format("byte {}, after {} good: {}", finding.byte, counted(finding.packet, "packet"),
+                             finding.rule));
+    }
+    if (recovered.emptyPackets > 0) {
+        complain(options, 0,
+                 fmt::format("left out {} without chunks.", counted(recovered.emptyPackets, "packet")));
+    }
+    if (recovered.packets == 0) {
+        return complain(options, ExitCode::BadData,
+                        recording::nameOf(options.recording) + " holds no good packet; nothing was written.");
+    }
+    return recovered.lost.empty() && recovered.emptyPackets == 0
+               ? ExitCode::Good
+               : complain(options, ExitCode::Findings,
+                          fmt::format("lost {} of {}.", counted(recovered.lostBytes, "byte"),
+                                      file.bytes().size()));
+}
+
+template <typename Work>
+int attempt(const Options& options, const Work& work) {
+    std::error_code error;
+    if (std::filesystem::is_directory(options.recording, error)) {
+        return giveUp(options, ExitCode::BadData,
+                      "Cannot read " + options.recording.string() + ": it is a folder.");
+    }
+    try {
+        return work(options);
+    } catch (const recording::RecordingError& problem) {
+        return giveUp(options, ExitCode::BadData, problem.what());
+    }
+}
+
+void addInput(CLI::App& command, Options& options) {
+    command.add_option("FILE", options.recording, "Recording, - for standard input")
+        ->required()
+        ->type_name("");
+}
+
+}  // namespace
+
+void addDoctor(CLI::App& app, int& exitCode) {
+    const auto options = std::make_shared<Options>();
+    options->command = "doctor";
+    CLI::App* command =
+        app.add_subcommand("doctor", "Tell what is wrong with a recording, where, and what to do about it");
+    addInput(*command, *options);
+    command->add_flag("--json", options->json, "Print JSON");
+    command->footer(
+        "Exit codes: 0 nothing is wrong; 1 findings; 2 usage; 3 the recording is empty or cannot be read\n");
+    command->callback([options, &exitCode] { exitCode = attempt(*options, diagnoseFile); });
+}
+
+void addRecover(CLI::App& app, int& exitCode) {
+    const auto options = std::make_shared<Options>();
+    options->command = "recover";
+    CLI::App* command =
+        app.add_subcommand("recover", "Write the good packets of a damaged recording, and tell what is lost");
+    addInput(*command, *options);
+    command->add_option("-o,--out", options->file, "The recording to write; - for standard output")
+        ->required()
+        ->check(checkRecordingName)
+        ->type_name("FILE.zelta");
+    command->add_flag("--json", options->json, "Print what was written and lost as JSON");
+    command->add_flag("--quiet", options->quiet, "Print only what is lost");
+    command->footer(
+        "Exit codes: 0 nothing is lost; 1 something is lost; 2 usage;\n"
+        "            3 the recording cannot be read, holds no good packet, or the file cannot be written\n");
+    command->callback([options, &exitCode] { exitCode = attempt(*options, recover); });
+}
+
+}  // namespace qor
