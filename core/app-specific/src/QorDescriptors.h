@@ -27,29 +27,31 @@ inline constexpr int kCustomization = 3228;  ///< QorDistanceImageCustomization
 
 }  // namespace channel
 
+// clang-format off
+/** Every record that leaves the process, each once: the definitions are made and declared from this list. */
+#define QOR_RECORDS_ON_THE_WIRE(record) \
+    record(QorDistanceImageProfiling) \
+    record(QorDistanceImageCalib) \
+    record(QorDistanceImageState) \
+    record(QorDistanceImageOutput) \
+    record(QorDistanceImageParam) \
+    record(QorDistanceImageInput) \
+    record(QorDistanceImageInOut) \
+    record(QorDistanceImageDebug) \
+    record(QorDistanceImageIFInput) \
+    record(QorDistanceImageIFCalib) \
+    record(QorDistanceImageCustomization) \
+    record(QorDistanceImageIFOutput) \
+    record(QorRawPhaseData) \
+    record(QorDICIError) \
+    record(QorDICIAuxiliaryParam)
+// clang-format on
+
 #define QOR_DESCRIPTOR(record) \
-    QOR_EXPORT void zeltaGet_##record(const void** dataDescriptionBuffer, zelta_size_t* bufferSize)
+    QOR_EXPORT void zeltaGet_##record(const void** dataDescriptionBuffer, zelta_size_t* bufferSize);
 
 extern "C" {
-
-QOR_DESCRIPTOR(QorDistanceImageProfiling);
-QOR_DESCRIPTOR(QorDistanceImageCalib);
-QOR_DESCRIPTOR(QorDistanceImageState);
-QOR_DESCRIPTOR(QorDistanceImageOutput);
-QOR_DESCRIPTOR(QorDistanceImageParam);
-QOR_DESCRIPTOR(QorDistanceImageInput);
-QOR_DESCRIPTOR(QorDistanceImageInOut);
-QOR_DESCRIPTOR(QorDistanceImageDebug);
-QOR_DESCRIPTOR(QorDistanceImageIFInput);
-QOR_DESCRIPTOR(QorDistanceImageIFCalib);
-QOR_DESCRIPTOR(QorDistanceImageCustomization);
-QOR_DESCRIPTOR(QorDistanceImageIFOutput);
-QOR_DESCRIPTOR(QorRawPhaseData);
-
-// Of the calibration interpreter.
-QOR_DESCRIPTOR(QorDICIError);
-QOR_DESCRIPTOR(QorDICIAuxiliaryParam);
-
-}  // extern "C"
+QOR_RECORDS_ON_THE_WIRE(QOR_DESCRIPTOR)
+}
 
 #undef QOR_DESCRIPTOR

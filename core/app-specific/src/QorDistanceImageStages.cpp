@@ -2,6 +2,7 @@
 #include "QorDistanceImageStages.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "ALUtil.h"
 #include "QorDescriptors.h"
@@ -73,10 +74,20 @@ const NoiseCalib* defaultNoiseCalib() noexcept {
     return &calib;
 }
 
-/** A channel is offered together with its descriptor. */
-void offerChannel(Call& call, uint32_t channelID, const void* record, uint32_t size,
-                  FctZeltaGet descriptor) noexcept {
-    al_packZeltaBuffer(call.measBuffers, &call.nextMeasBuffer, channelID, record, size, descriptor);
+/** A record on its way out. In the caller's buffers it takes two entries, the other for its definition. */
+struct Offer {
+    uint32_t channelID;
+    const void* record;
+    uint32_t size;
+    FctZeltaGet descriptor;
+};
+
+constexpr int32_t kEntriesOfAnOffer = 2;
+constexpr int32_t kOffersOfAFrame = 1;  ///< offerResult
+
+void offer(Call& call, const Offer& channel) noexcept {
+    al_packZeltaBuffer(call.measBuffers, &call.nextMeasBuffer, channel.channelID, channel.record,
+                       channel.size, channel.descriptor);
 }
 
 /** Delivers the pose always, and the rays only after a change, because they are large. */
@@ -228,17 +239,22 @@ int32_t updateTimeMapping(QorStaticData& data) noexcept {
 }
 
 void offerDebugChannels(Call& call) noexcept {
-    QorStaticData& data = call.data;
+    const QorStaticData& data = call.data;
+    const Offer offers[] = {
+        {channel::kInput, &data.ifInput, sizeof data.ifInput, zeltaGet_QorDistanceImageIFInput},
+        {channel::kState, &data.state, sizeof data.state, zeltaGet_QorDistanceImageState},
+        {channel::kStageInput, &data.input, sizeof data.input, zeltaGet_QorDistanceImageInput},
+        {channel::kStageOutput, &data.output, sizeof data.output, zeltaGet_QorDistanceImageOutput},
+        {channel::kDebug, &data.debug, sizeof data.debug, zeltaGet_QorDistanceImageDebug},
+        {channel::kProfiling, &data.profiling, sizeof data.profiling, zeltaGet_QorDistanceImageProfiling},
+        {channel::kRawData, call.rawData.phaseData, kRawPhaseBytes, zeltaGet_QorRawPhaseData},
+    };
+    static_assert(kEntriesOfAnOffer * (std::size(offers) + kOffersOfAFrame) <= kMeasBufferCount,
+                  "the callers' buffers have no room for so many channels");
     std::fill_n(call.measBuffers, call.measBufferCount, AlgoMeasBuffer{});
-    offerChannel(call, channel::kInput, &data.ifInput, sizeof data.ifInput, zeltaGet_QorDistanceImageIFInput);
-    offerChannel(call, channel::kState, &data.state, sizeof data.state, zeltaGet_QorDistanceImageState);
-    offerChannel(call, channel::kStageInput, &data.input, sizeof data.input, zeltaGet_QorDistanceImageInput);
-    offerChannel(call, channel::kStageOutput, &data.output, sizeof data.output,
-                 zeltaGet_QorDistanceImageOutput);
-    offerChannel(call, channel::kDebug, &data.debug, sizeof data.debug, zeltaGet_QorDistanceImageDebug);
-    offerChannel(call, channel::kProfiling, &data.profiling, sizeof data.profiling,
-                 zeltaGet_QorDistanceImageProfiling);
-    offerChannel(call, channel::kRawData, call.rawData.phaseData, kRawPhaseBytes, zeltaGet_QorRawPhaseData);
+    for (const Offer& channel : offers) {
+        offer(call, channel);
+    }
 }
 
 int32_t chooseWorkingSet(Call& call) noexcept {
@@ -539,7 +555,7 @@ int32_t camToWorld(Call& call) noexcept {
 }
 
 void offerResult(Call& call) noexcept {
-    offerChannel(call, channel::kResult, &call.result, sizeof call.result, zeltaGet_QorDistanceImageIFOutput);
+    offer(call, {channel::kResult, &call.result, sizeof call.result, zeltaGet_QorDistanceImageIFOutput});
 }
 
 int32_t deliverExposureProposal(Call& call) noexcept {

@@ -12,6 +12,7 @@
 #include "ALLayout.h"
 #include "QorDICIRecords.h"
 #include "QorData.h"
+#include "QorDescriptors.h"
 #include "zelta_parse.h"
 
 namespace {
@@ -107,22 +108,19 @@ void printRows() {
     std::cout << "};\n";
 }
 
-/** All records that leave the process. */
-template <class... Records>
-struct RecordList {
-    static void writeDescriptors(std::ostream& out) {
-        out << "// Made by generate_descriptors from the descriptions of the records; changes belong there.\n"
-               "#include \"QorDescriptors.h\"\n";
-        (writeDescriptor<Records>(out), ...);
-    }
-    static void printTables() { (printRows<Records>(), ...); }
-};
+void writeDescriptors(std::ostream& out) {
+    out << "// Made by generate_descriptors from the descriptions of the records; changes belong there.\n"
+           "#include \"QorDescriptors.h\"\n";
+#define QOR_WRITE(record) writeDescriptor<record>(out);
+    QOR_RECORDS_ON_THE_WIRE(QOR_WRITE)
+#undef QOR_WRITE
+}
 
-using Records = RecordList<QorDistanceImageProfiling, QorDistanceImageCalib, QorDistanceImageState,
-                           QorDistanceImageOutput, QorDistanceImageParam, QorDistanceImageInput,
-                           QorDistanceImageInOut, QorDistanceImageDebug, QorDistanceImageIFInput,
-                           QorDistanceImageIFCalib, QorDistanceImageCustomization, QorDistanceImageIFOutput,
-                           QorRawPhaseData, QorDICIError, QorDICIAuxiliaryParam>;
+void printTables() {
+#define QOR_PRINT(record) printRows<record>();
+    QOR_RECORDS_ON_THE_WIRE(QOR_PRINT)
+#undef QOR_PRINT
+}
 
 }  // namespace
 
@@ -132,11 +130,11 @@ int main(int argc, char** argv) {
         return 2;
     }
     if (std::string(argv[1]) == "--rows") {
-        Records::printTables();
+        printTables();
         return 0;
     }
     std::ofstream out(argv[1]);
-    Records::writeDescriptors(out);
+    writeDescriptors(out);
     out.close();
     if (!out) {
         std::cerr << "generate_descriptors: cannot write " << argv[1] << "\n";
