@@ -8,8 +8,11 @@
 #include <set>
 
 #include "Plugin.h"
+#include "QorRecordLayout.h"
 #include "golden/Digest.h"
 #include "golden/Files.h"
+#include "golden/RandomSettings.h"
+#include "golden/Scenes.h"
 #include "support/Targets.h"
 
 namespace {
@@ -78,6 +81,44 @@ TEST(GoldenHashes, NameFrameChannelAndMemberThatDiffer) {
                                   {"input 01", "3210 distance 1111 2223", "3214 intImg 7", "3220 line 1 2"}),
               (std::vector<std::string>{"3210 X is missing", "frame 1: 3210 distance is 2223, not 2222",
                                         "3214 intImg has 1 frames, not 2", "3220 line is new"}));
+}
+
+// The long run knows a setting only if it changes it.
+TEST(RandomSettings, ChangeEveryMemberOfTheCustomizationAndOfTheParameters) {
+    testing_support::Random random(5);
+    SCOPED_TRACE(random.seedText());
+    host_testing::Camera camera;
+    camera.intensityImage = true;
+    camera.calib->imagerCalib.frequencies[0] = golden::kDriftFrequencies[0];
+    const auto bytesOf = [&camera] {
+        const auto* const first = reinterpret_cast<const std::uint8_t*>(&camera.input);
+        return Bytes(first, first + sizeof camera.input);
+    };
+    std::vector<Bytes> inputs;
+    for (int i = 0; i < 300; ++i) {
+        golden::changeParameters(camera, random);
+        camera.intensityImage = true;
+        golden::changeCustomization(camera, random);
+        inputs.push_back(bytesOf());
+    }
+    std::set<std::string> unchanged;
+    bool isSetting = false;
+    for (const layout::Row& row : layout_tables::kQorDistanceImageIFInput) {
+        if (row.level == 1) {
+            isSetting = row.name == "customization" || row.name == "param";
+        }
+        if (!isSetting || row.kind == layout::Kind::Record) {
+            continue;
+        }
+        const auto at = [&row](const Bytes& input) {
+            return Bytes(&input[row.offset], &input[row.offset] + row.size);
+        };
+        if (std::all_of(inputs.begin(), inputs.end(),
+                        [&](const Bytes& input) { return at(input) == at(inputs[0]); })) {
+            unchanged.insert(std::string(row.name));
+        }
+    }
+    EXPECT_EQ(unchanged, (std::set<std::string>{"ID"}));  // of the first region, which is always 0
 }
 
 }  // namespace

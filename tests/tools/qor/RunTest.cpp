@@ -4,6 +4,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 
@@ -29,6 +30,16 @@ class RunCommand : public Command {
             packets.emplace_back(packet->bytes.begin(), packet->bytes.end());
         }
         return packets;
+    }
+
+    // The channels that a recording has chunks of, each once.
+    std::vector<int> channelsIn(const std::string& name) const {
+        const nlohmann::json info = jsonOf("info " + name);
+        std::vector<int> channels;
+        for (const auto& channel : info.at("channels")) {
+            channels.push_back(channel.at("channel"));
+        }
+        return channels;
     }
 
     void writePackets(const char* name, const Packets& packets) const {
@@ -73,12 +84,21 @@ TEST_F(RunCommand, TheUsualOutputIsTheResultOfEachFrame) {
 TEST_F(RunCommand, ChannelsAreAddedByNameAndNumber) {
     simulate("--frames 2");
     ASSERT_EQ(run("run --channels profiling,3220 r.zelta --out p").exitCode, 0);
-    std::vector<int> numbers;
-    const nlohmann::json info = jsonOf("info p/result.zelta");
-    for (const auto& channel : info.at("channels")) {
-        numbers.push_back(channel.at("channel"));
+    EXPECT_EQ(channelsIn("p/result.zelta"), (std::vector<int>{3210, 3220, 3222}));
+}
+
+// A channel that this command takes for one of the short results, and the plug-in does not, would be missing.
+TEST_F(RunCommand, EachChannelOfThePlugInHasANameAndComesWhenItIsAskedFor) {
+    simulate("--frames 1");
+    ASSERT_EQ(run("run r.zelta --out all --channels all").exitCode, 0);
+    const std::string help = run("run --help").output;
+    for (const int channel : channelsIn("all/result.zelta")) {
+        const std::string number = std::to_string(channel);
+        EXPECT_NE(help.find(" " + number + "  "), std::string::npos) << number;
+        ASSERT_EQ(run("run r.zelta --enlarge 1 --force --out p --channels " + number).exitCode, 0);
+        const std::vector<int> channels = channelsIn("p/result.zelta");
+        EXPECT_EQ(std::count(channels.begin(), channels.end(), channel), 1) << number;
     }
-    EXPECT_EQ(numbers, (std::vector<int>{3210, 3220, 3222}));
 }
 
 // What is told beforehand rests on sizes that this command knows of the plug-in.

@@ -914,6 +914,27 @@ TEST_F(Booking, EachStageOfAFrameBooksItsOwnTimeInOrder) {
     EXPECT_EQ(profiling.camToWorld.runtimeMsecs, upTo(13));
 }
 
+// A stage that the driver does not call, or whose time it does not book, leaves its item empty.
+TEST_F(Booking, AFrameWithEverythingBooksEveryItemOfTheProfiling) {
+    QorData_Get()->profiling = {};
+    EXPECT_EQ(init(), 0);
+    customization_.enableNoiseEstimation = 1;
+    customization_.enableStraylightCorrection = 1;
+    PhaseGroup ambient;
+    ambient[0].info.intensityMeasurement = 1;
+    applyFromReadingOne(ambient[0]);
+    for (size_t k = 0; k < 4; ++k) {
+        applyFromReadingOne(group_[k]);
+    }
+    describe::forEachMember<QorDistanceImageProfiling>([]<class Member>(const Member& member) {
+        static_assert(std::is_same_v<typename Member::Type, ALProfilingItem>);
+        ALProfilingItem item;
+        std::memcpy(&item, reinterpret_cast<const char*>(&QorData_Get()->profiling) + member.offset,
+                    sizeof item);
+        EXPECT_GT(item.numCalls, 0U) << member.name;
+    });
+}
+
 // A frame's time is the rest of each of its calls, and what its last call takes after the 15th reading: the
 // calls before it leave 7 us, from reading 3 to 4, the last one 27 us, from reading 13 to 14.
 TEST_F(Booking, AFrameBooksTheRestsOfItsCalls) {

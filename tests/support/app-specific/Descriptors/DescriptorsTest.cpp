@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "LayoutRows.h"
 #include "Layouts.h"
 #include "QorDICIRecordLayout.h"
 #include "QorDICIRecords.h"
@@ -170,63 +171,20 @@ std::string nameOf(const ::testing::TestParamInfo<Facts>& facts) {
 
 INSTANTIATE_TEST_SUITE_P(Records, Descriptor, ::testing::ValuesIn(kFacts), nameOf);
 
-TEST(Descriptors, ThereAreFifteen) {
+TEST(Descriptors, AreFifteenAndEachIsTested) {
+#define ONE(record) +1U
+    EXPECT_EQ(QOR_RECORDS_ON_THE_WIRE(ONE), 15U);
+#undef ONE
     EXPECT_EQ(std::size(kFacts), 15U);
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
 // Rows
 
-using Texts = std::vector<std::string>;
-
-std::string textOf(const Row& row) {
-    const char* const kinds[] = {"signed", "unsigned", "float", "record"};
-    std::string text = std::to_string(row.level) + " " + std::string(row.name) + " [";
-    for (const unsigned int dimension : row.dimensions) {
-        text += dimension != 0 ? std::to_string(dimension) + "," : "";
-    }
-    return text + "] " + kinds[static_cast<int>(row.kind)] + " size " + std::to_string(row.size) + " at " +
-           std::to_string(row.offset);
-}
-
-layout::Kind kindOf(zelta::TypeIdentifier identifier) {
-    switch (identifier) {
-        case zelta::TypeSigned:
-            return layout::Kind::Signed;
-        case zelta::TypeUnsigned:
-            return layout::Kind::Unsigned;
-        case zelta::TypeFloat:
-            return layout::Kind::Float;
-        default:
-            return layout::Kind::Record;
-    }
-}
-
-/** The rows of a definition down to level `depth`. */
-void appendTexts(const zelta::IType& node, unsigned int level, unsigned int depth, Texts& texts) {
-    Row row = {level,     node.name,
-               {},        kindOf(node.typeIdentifier()),
-               node.size, static_cast<unsigned int>(node.offset)};
-    ASSERT_LE(node.dimensions.size(), std::size(row.dimensions));
-    std::copy(node.dimensions.begin(), node.dimensions.end(), row.dimensions);
-    texts.push_back(textOf(row));
-    if (level < depth) {
-        for (const TypeRef& child : node.children()) {
-            appendTexts(*child, level + 1, depth, texts);
-        }
-    }
-}
-
 /** The definition that is handed out has the rows of the table, down to level `depth`. */
 template <class Rows>
 void expectTable(zelta::DefinitionGetter getter, const Rows& table, unsigned int depth = layout::kAllLevels) {
-    Texts expected;
-    for (const Row& row : table) {
-        expected.push_back(textOf(row));
-    }
-    Texts actual;
-    appendTexts(*typeOf(getter), 0, depth, actual);
-    EXPECT_EQ(actual, expected);
+    EXPECT_EQ(host_testing::textsOf(typeOf(getter), depth), host_testing::textsOf(table));
 }
 
 TEST(Layout, OfTheRawImage) {
