@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The pipeline as its host sees it: a plain calibration, clocks that tests turn, images in, result out.
+// The pipeline as its host sees it: a plain calibration, clocks that tests set, images in, result out.
 #pragma once
 
 #include <gtest/gtest.h>

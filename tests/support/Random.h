@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Random inputs of tests: a seed that every failure prints, and floats that do not spare the extremes.
+// Random inputs of tests: a seed that every failure prints, and floats that include the extremes.
 #pragma once
 
 #include <bit>

@@ -26,7 +26,7 @@ class OnEveryTarget : public ::testing::TestWithParam<int64_t> {
     }
 };
 
-/** Where one target alone is compiled, no table of targets exists, and the kernels are called as they are. */
+/** If only one target is compiled, there is no table of targets, and the kernels are called directly. */
 inline std::vector<int64_t> runnableTargets() {
     std::vector<int64_t> targets = hwy::SupportedAndGeneratedTargets();
     if (targets.empty()) {

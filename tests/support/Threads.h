@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The host's thread and mutex services, made of the standard library's. They count, and they fail when a test
-// asks for it.
+// The host's thread and mutex services, built on the standard library. They count calls,
+// and fail when a test asks for it.
 #pragma once
 
 #include <array>
@@ -12,7 +12,7 @@
 
 namespace testing_support {
 
-/** The one set of workers that the service functions, which carry no context, know of. */
+/** The one set of workers. The service functions carry no context and know only this one. */
 class ThreadServices {
  public:
     ThreadServices() {
@@ -86,7 +86,7 @@ class ThreadServices {
     std::mutex errorMutex_;
 };
 
-/** The host's mutex services over one real mutex. They count, and they fail when a test asks for it. */
+/** The host's mutex services over one real mutex. They count calls, and fail when a test asks for it. */
 class MutexServices {
  public:
     MutexServices() { s_instance = this; }

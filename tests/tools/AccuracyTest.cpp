@@ -217,7 +217,7 @@ TEST(PhotonNoise, FollowsThePredictionUnderStrongAmbientLight) {
 }
 
 // A camera that is told the wrong temperature shows the drift: 2.1 mrad per kelvin less the bend, about 20
-// mrad for ten kelvin, of 2.4975 m / 2 pi each. The measure is thus able to fail.
+// mrad for ten kelvin, of 2.4975 m / 2 pi each. So the measure can fail.
 TEST(NoiseFree, AnUncorrectedDriftOfTheIlluminationShows) {
     simulation::CameraSettings settings;
     settings.scene = simulation::sceneNamed("wall");

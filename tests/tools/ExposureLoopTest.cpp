@@ -92,10 +92,10 @@ TEST(ExposureLoop, WithOneExposureFollowsASceneFromBrightToDarkAndBack) {
     };
     EXPECT_LT(settledAt(0), settledAt(1));
     EXPECT_EQ(settledAt(0), settledAt(2));
-    // What was too dark for its times is measured better with those proposed.
+    // A scene that was too dark for the times is measured better with the proposed ones.
     EXPECT_GT(frames[framesOfAStretch + framesToSettle].medianAmplitude,
               2.0 * frames[framesOfAStretch].medianAmplitude);
-    // Frames that came too bright for their times are seen as such.
+    // Frames that are too bright for their times are recognised as such.
     EXPECT_GT(frames[2 * framesOfAStretch].saturatedPixels, static_cast<std::size_t>(saturatedAllowed));
 }
 

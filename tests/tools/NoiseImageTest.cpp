@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What a frame tells of its own noise, against how its distances vary from frame to frame. The simulated
-// sensor's photon noise follows the model whose parameters stand in the algorithm.
+// The noise that a frame states, compared with how its distances vary from frame to frame. The simulated
+// sensor's photon noise follows the model whose parameters the algorithm has.
 
 #include <gtest/gtest.h>
 
@@ -42,8 +42,8 @@ TEST(NoiseImage, AgreesWithTheDeviationOverTwoHundredFrames) {
     EXPECT_LE(noise.medianRatio, 1.05);
 }
 
-// Two frequencies share a distance as the mean of theirs. The model takes the amplitude of the frequency that
-// came last for both, so it agrees less closely.
+// With two frequencies the distance is the mean of both. The model uses the amplitude of the last frequency
+// for both, so it agrees less closely.
 TEST(NoiseImage, OfTwoFrequenciesIsThatOfTheirMean) {
     simulation::CameraSettings settings = room();
     settings.frequencies = {60.0e6, 80.0e6};
@@ -53,7 +53,7 @@ TEST(NoiseImage, OfTwoFrequenciesIsThatOfTheirMean) {
     EXPECT_LE(noise.medianRatio, 1.2);
 }
 
-// Ambient light adds shot noise, and only the intensity image can tell of it.
+// Ambient light adds shot noise, and only the intensity image shows it.
 TEST(NoiseImage, RisesWithTheAmbientLight) {
     simulation::CameraSettings settings = room();
     const TemporalNoiseSummary dark = noiseOver(20, settings);

@@ -66,8 +66,8 @@ double sumOf(const Grid& grid) {
     return std::accumulate(grid.values.begin(), grid.values.end(), 0.0);
 }
 
-// The scattered light as the correction takes it to be: seen at an eighth of the resolution, without the
-// values that hold the point itself. The point keeps the rest of the light.
+// The scattered light as the correction assumes it: at an eighth of the resolution, without the values that
+// hold the point itself. The point keeps the rest of the light.
 simulation::PointSpread asTheCorrectionSeesIt(const simulation::PointSpread& pointSpread) {
     constexpr double directLight = 0.25;  // values above it are the point itself
     Grid grid{simulation::PointSpread::width, simulation::PointSpread::height, pointSpread.values};
@@ -163,8 +163,8 @@ TEST(Straylight, TheCorrectionRemovesNineTenthsOfTheErrorOnADarkWall) {
     expectNineTenthsRemoved(std::make_shared<simulation::Straylight>(scattered, 1.609766, 0), 1, 28000);
 }
 
-// A lens that scatters with all its resolution. Near to the border of the box the correction cannot tell the
-// box's own light, which the reduction spreads, from what it scatters.
+// A lens that scatters at full resolution. Near the border of the box the correction cannot tell the box's
+// own light, which the reduction spreads, from the light that it scatters.
 TEST(Straylight, OfAnyResolutionIsRemovedAwayFromTheBox) {
     const simulation::PointSpread lens = simulation::readPointSpread(QOR_POINT_SPREAD);
     expectNineTenthsRemoved(std::make_shared<simulation::Straylight>(lens), 24, 15000);

@@ -104,7 +104,7 @@ TEST(UnambiguousDistance, WithoutNoiseDistancesAndCoordinatesAreTrueFromAHundred
     ASSERT_TRUE(rig.last()->coordinates);
     const Coordinates& points = *rig.last()->coordinates;
     const simulation::Truth& truth = *frame.truth;
-    // What the absolute error is above the allowed share of the distance.
+    // How much of the absolute error exceeds the allowed share of the distance.
     std::vector<double> distance;
     std::vector<double> x;
     std::vector<double> y;

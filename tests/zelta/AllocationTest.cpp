@@ -297,7 +297,7 @@ TEST(Allocations, OfInterpretersOfEveryKindGoBackWhenTheCachesAreCleared) {
     expectInterpreterIsForgotten<double>(TypeFloat);
 }
 
-/// Keeps what had been freed when it ended.
+/// Keeps the number of releases at its end.
 struct Witness {
     explicit Witness(std::size_t& atEnd) : m_atEnd(atEnd) {}
     Witness(const Witness&) = delete;

@@ -77,7 +77,7 @@ class Payload {
     }
     Payload& add(int tag, unsigned int value) { return raw(bytesOf({tag}) + bigEndian(value)); }
 
-    /// All items of a scalar or array but its byte order.
+    /// All items of a scalar or array except its byte order.
     Payload& member(const std::string& text, unsigned int at, unsigned int bytes, unsigned int kind,
                     const Dimensions& values = {}) {
         return name(text).dimensions(values).offset(at).size(bytes).type(kind);
@@ -125,7 +125,7 @@ inline std::string plainDefinition(const std::string& payload) {
     return definition0300(payload, static_cast<unsigned int>(payload.size()), 0);
 }
 
-/// Parses from a heap block of exactly the size given, so that a sanitizer sees any read behind it.
+/// Parses from a heap block of exactly the size given, so that a sanitizer sees any read beyond it.
 inline TypeRef parse(const std::string& definition) {
     const std::vector<char> exact(definition.begin(), definition.end());
     return parseDatadefinition(exact.data(), static_cast<unsigned int>(exact.size()));

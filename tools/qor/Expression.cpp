@@ -71,8 +71,8 @@ class Syntax {
     std::string fault(const char* expected) const {
         const std::string found = at_ == text_.size() ? "it ends" : fmt::format("\"{}\" stands", text_[at_]);
         const std::string place =
-            at_ == 0 ? "at its start" : fmt::format("behind \"{}\"", text_.substr(0, at_));
-        return printable(fmt::format("\"{}\" is no expression: {} {}, where {} has to be.", text_, found,
+            at_ == 0 ? "at its start" : fmt::format("after \"{}\"", text_.substr(0, at_));
+        return printable(fmt::format("\"{}\" is no expression: {} {}, where {} should be.", text_, found,
                                      place, expected));
     }
 

@@ -26,7 +26,7 @@ inline constexpr int kErrorChannel = 3224;
 inline constexpr int kAuxiliaryChannel = 3226;
 inline constexpr int kCustomizationChannel = 3228;
 
-/** A frequency slot that no calibration has: the pipeline refuses a group of it at its fourth image. */
+/** A frequency slot that no calibration has: the pipeline refuses its group at the fourth image. */
 inline constexpr int kNoFrequencySlot = 9;
 
 std::unique_ptr<QorDistanceImageIFCalib> plainCalibration();
@@ -84,7 +84,7 @@ class Camera {
     QorDistanceImageIFInput input = plainInput();
     bool intensityImage = false;  ///< each frame begins with one
     Scene scene;                  ///< none: a wall that leans away, with noise
-    unsigned int noiseLevel = 4;  ///< how far samples lie at most from the scene's
+    unsigned int noiseLevel = 4;  ///< the largest difference of samples from the scene's
 
  private:
     Layout m_calibrationLayout;

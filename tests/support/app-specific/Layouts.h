@@ -27,15 +27,14 @@ Bytes packetOf(const std::vector<OwnedChunk>& chunks);
 /** The same as chunks that point into `chunks`. */
 Packet viewOf(const std::vector<OwnedChunk>& chunks);
 
-/** What tells a sender's layout from the one of this build. */
+/** How a sender's layout differs from that of this build. */
 struct LayoutChange {
     bool reversed = false;             ///< members of every struct in the opposite order
     bool added = false;                ///< every struct begins and ends with members that nobody knows
     bool bigEndian = false;            ///< in the definition and in the data
     std::vector<std::string> removed;  ///< paths of members that the sender does not have
-    std::vector<std::string>
-        retyped;  ///< paths of numbers that the sender calls unsigned, or signed if unsigned
-    unsigned int version = 0x0300;  ///< of the definition
+    std::vector<std::string> retyped;  ///< paths of numbers of which the sender has the other signedness
+    unsigned int version = 0x0300;     ///< of the definition
 };
 
 /** The layout in which a sender writes one record. */

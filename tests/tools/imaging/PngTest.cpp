@@ -60,8 +60,8 @@ TEST(WritePng16, RefusesACountThatIsNotTheSize) {
     EXPECT_FALSE(std::filesystem::exists(folder.path() / "a.png"));
 }
 
-// 1.2345 m rounds to 1235 mm; 65.6 m is more than 65535 mm; 0.2 mm is a measurement and must not look like
-// none.
+// 1.2345 m rounds to 1235 mm; 65.6 m is more than 65535 mm; 0.2 mm is a measurement and
+// must not look like a missing one.
 TEST(WriteDistancePng, HoldsWholeMillimetresAndZeroForNoMeasurement) {
     const TestFolder folder;
     const float nan = std::numeric_limits<float>::quiet_NaN();

@@ -30,7 +30,7 @@ struct CloudFile {
     std::vector<float> numbers;
 };
 
-// Splits behind the line `last`.
+// Splits after the line `last`.
 CloudFile readCloud(const std::filesystem::path& path, const std::string& last) {
     const std::vector<std::uint8_t> bytes = fileBytes(path);
     const std::string all(bytes.begin(), bytes.end());

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A plug-in for tests. It writes down how its host calls it, fails where it is told to, and finishes a frame
-// with the image whose sequenceCounter is 3: every distance is then the recorded minAmplitude, in metres.
-// What it is told stands in the environment:
+// A plug-in for tests. It records how its host calls it, fails when told to, and finishes a frame with the
+// image whose sequenceCounter is 3: every distance is then the recorded minAmplitude, in metres. Its
+// orders stand in the environment:
 //     FAKE_PLUGIN_LOG          file that takes a line for each call
 //     FAKE_PLUGIN_FAIL         numbers of packets that it refuses, as ",3,7,"
 //     FAKE_PLUGIN_BAD_RESULT   throws when it is asked for a result

@@ -86,7 +86,7 @@ TEST_F(Command, AutoExposureUsesTheProposalsAndReportsEveryFrame) {
     const nlohmann::json document = jsonOf(
         "simulate --auto-exposure --scene wall --exposures 50 --frames 5 --brightness-steps 3:0.1 --quiet "
         "--max-exposure 1000 --max-saturated 50 --out r.zelta");
-    EXPECT_EQ(document["exposuresMicroseconds"], nlohmann::json({50}));  // as it began
+    EXPECT_EQ(document["exposuresMicroseconds"], nlohmann::json({50}));  // the times at the start
     const nlohmann::json& control = document["autoExposure"];
     EXPECT_EQ(control["longestExposureMicroseconds"], 1000);
     EXPECT_EQ(control["saturatedPixelsAllowed"], 50);

@@ -16,7 +16,7 @@ namespace {
 
 class ExpectationOfRecording : public testing::Test {
  protected:
-    // A calibration, then frames of so many images. With the first frame comes what a truth may weigh.
+    // A calibration, then frames of so many images. The first frame brings as many bytes as a truth may have.
     std::filesystem::path recordingOf(int frames, int images) const {
         const std::filesystem::path path = folder_.path() / "r.zelta";
         const simulation::Calibration calibration = simulation::makeCalibration({});

@@ -28,20 +28,19 @@ TEST(Expression, AnythingElseIsRefused) {
 TEST(Expression, TheSentenceSaysWhere) {
     EXPECT_EQ(
         checkSyntax("R.ROIs[0:3].type"),
-        "\"R.ROIs[0:3].type\" is no expression: \":\" stands behind \"R.ROIs[0\", where \"]\" has to be.");
+        "\"R.ROIs[0:3].type\" is no expression: \":\" stands after \"R.ROIs[0\", where \"]\" should be.");
     EXPECT_EQ(checkSyntax("a[x]"),
-              "\"a[x]\" is no expression: \"x\" stands behind \"a[\", where a number has to be.");
-    EXPECT_EQ(
-        checkSyntax("a[1]b"),
-        "\"a[1]b\" is no expression: \"b\" stands behind \"a[1]\", where \".\", \"[\" or the end has to "
-        "be.");
-    EXPECT_EQ(checkSyntax("a."), "\"a.\" is no expression: it ends behind \"a.\", where a name has to be.");
-    EXPECT_EQ(checkSyntax(""), "\"\" is no expression: it ends at its start, where a name has to be.");
+              "\"a[x]\" is no expression: \"x\" stands after \"a[\", where a number should be.");
+    EXPECT_EQ(checkSyntax("a[1]b"),
+              "\"a[1]b\" is no expression: \"b\" stands after \"a[1]\", where \".\", \"[\" or the end should "
+              "be.");
+    EXPECT_EQ(checkSyntax("a."), "\"a.\" is no expression: it ends after \"a.\", where a name should be.");
+    EXPECT_EQ(checkSyntax(""), "\"\" is no expression: it ends at its start, where a name should be.");
 }
 
 TEST(Expression, TheSentenceCanBePrinted) {
     EXPECT_EQ(checkSyntax("a[\x1b]"),
-              "\"a[\\x1b]\" is no expression: \"\\x1b\" stands behind \"a[\", where a number has to be.");
+              "\"a[\\x1b]\" is no expression: \"\\x1b\" stands after \"a[\", where a number should be.");
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// qor info, qor tree and qor show on recordings of whatever records.
+// qor info, qor tree and qor show on recordings of any records.
 
 #include "recording/Record.h"
 #include "recording/RecordingWriter.h"

@@ -143,7 +143,7 @@ TEST_F(Reader, AMissingFileAndAFolderAreToldByName) {
     }
 }
 
-// Cut at every byte: the packets that are whole are there, and only a cut between packets is no fault.
+// Cut at every byte: all whole packets are read, and only a cut between packets is no fault.
 TEST_F(Reader, ACutFileGivesWhatIsWholeAndTheByteOfTheCut) {
     const std::vector<Bytes> packets = samplePackets();
     const Bytes all = joined(packets);

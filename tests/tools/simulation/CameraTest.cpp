@@ -214,7 +214,7 @@ TEST(Camera, BrightnessStepsScaleWhatTheSceneReturns) {
         EXPECT_NEAR(second.truth->frequencies[0].exposures[0].rawAmplitude[i],
                     0.25 * first.truth->frequencies[0].exposures[0].rawAmplitude[i], 1e-9);
     }
-    // The truth is told anew with each step, and only then.
+    // The truth comes again with each step, and only then.
     EXPECT_NE(first.truth, second.truth);
     EXPECT_EQ(second.truth, third.truth);
     EXPECT_NE(third.truth, fourth.truth);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The pipeline allocates nothing, from its initialisation on, the first image included. A program of its own:
-// it replaces the allocator, and nothing else may have warmed anything up.
+// The pipeline allocates nothing from its initialisation on, not even for the first image. This is a separate
+// program: it replaces the allocator, and nothing may have run before it.
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -23,7 +23,7 @@ void count() {
 
 }  // namespace
 
-// Every road to memory, replaced at link time; __libc_* are the C library's own.
+// Every way to get memory, replaced at link time; __libc_* are the C library's own.
 extern "C" {
 void* __libc_malloc(size_t size);
 void* __libc_calloc(size_t number, size_t size);
@@ -76,7 +76,7 @@ TEST_F(Allocation, TheCounterSeesAnAllocation) {
 }
 
 TEST_F(Allocation, InitialisationAndFramesAllocateNothing) {
-    // The first report may let the C library make the buffer of standard output; that is the host's.
+    // The first report may make the C library allocate the host's buffer of standard output.
     std::setvbuf(stdout, nullptr, _IONBF, 0);
     EXPECT_EQ(allocationsOf([this] { init(); }), 0);
     testing_support::PhaseGroup& group = group_;

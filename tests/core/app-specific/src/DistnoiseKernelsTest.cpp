@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The loops of the distance noise: their equality with the plain statement on every target, and the values
-// that no scene gives.
+// The loops of the distance noise: their equality with the plain statement on every target, and
+// values that no scene produces.
 #include "DistnoiseKernels.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The plain statement of the distance noise, one pixel at a time. Never sped up: it is what the stage must
-// equal, and the plain form that benchmarks compare with.
+// The plain statement of the distance noise, one pixel at a time. It is never sped up: the stage must equal
+// it, and benchmarks compare with it as the plain form.
 #pragma once
 
 #include "Distnoise.h"

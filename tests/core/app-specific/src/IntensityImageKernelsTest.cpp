@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The loop of the intensity image equals its plain statement on every target, and reads the image alone.
+// The loop of the intensity image equals its plain statement on every target, and reads only the image.
 #include "IntensityImageKernels.h"
 
 #include <gtest/gtest.h>

@@ -534,7 +534,7 @@ TEST_F(Interface, APixelNoisierThanTheThresholdLosesItsDistance) {
 
 class NoisyFrame : public Interface {
  protected:
-    /** Two exposures at 60 MHz, then two at 80 MHz, behind an intensity image of 700 us. */
+    /** Two exposures at 60 MHz, then two at 80 MHz, after an intensity image of 700 us. */
     void applyFrame() {
         PhaseGroup ambient;
         ambient[0].info.intensityMeasurement = 1;
@@ -699,7 +699,7 @@ TEST_F(Interface, AFilterThatRefusesItsSettingsLeavesTheFrameFinished) {
     EXPECT_EQ(result_->outputInvalid, 0);
 }
 
-// A bright square: without correction its neighbourhood stays as it is, with it, light is taken away.
+// A bright square: without correction its neighbourhood stays as it is; with correction it loses light.
 TEST_F(Interface, TheStraylightCorrectionOfTheCustomizationIsApplied) {
     EXPECT_EQ(init(), 0);
     customization_.enableStraylightCorrection = 1;
@@ -842,7 +842,7 @@ TEST_F(Interface, TheAcceptanceOfAPairAmongThreeFrequenciesIsFixed) {
     EXPECT_EQ(QorData_Get()->input.multiFreq.threeFreqMax3FLineDistPercentage, 0.0F);  // not written
 }
 
-// The pixel's point lies in the camera's place but for its distance along the ray, 0.62 m.
+// The pixel's point lies at the camera's place, except for its distance along the ray, 0.62 m.
 TEST_F(Interface, PointsUpToAKilometreAwayOnEachAxisAreValid) {
     EXPECT_EQ(init(), 0);
     group_.fill(2048, 3048, 2048, 1048);
@@ -866,8 +866,8 @@ TEST_F(Interface, PointsUpToAKilometreAwayOnEachAxisAreValid) {
 // ---------------------------------------------------------------------------------------------------------------------
 // Order and bookkeeping
 
-// The clock's n-th reading of a call shows n * n, so that each stretch has a length of its own: 2 n - 1 us
-// ends at reading n. Readings 1 and 2 are the start of the call and the time mapping.
+// The clock's n-th reading of a call shows n * n, so that each stretch has a different length: the one of 2 n
+// - 1 us ends at reading n. Readings 1 and 2 are the start of the call and the time mapping.
 class Booking : public Interface {
  protected:
     Booking() {
@@ -884,7 +884,7 @@ class Booking : public Interface {
 
     static float milliseconds(unsigned int microseconds) { return static_cast<float>(microseconds) * 0.001F; }
 
-    /** What the stretch up to reading n takes, where the reading before began it. */
+    /** The length of the stretch from the reading before up to reading n. */
     static float upTo(unsigned int n) { return milliseconds(2 * n - 1); }
 
     inline static Timestamp_t g_reading = 0;
@@ -935,8 +935,8 @@ TEST_F(Booking, AFrameWithEverythingBooksEveryItemOfTheProfiling) {
     });
 }
 
-// A frame's time is the rest of each of its calls, and what its last call takes after the 15th reading: the
-// calls before it leave 7 us, from reading 3 to 4, the last one 27 us, from reading 13 to 14.
+// A frame's time is the rest of each of its calls, and what the last call takes after the 15th reading. The
+// calls before it leave 7 us, from reading 3 to 4; the last one leaves 27 us, from reading 13 to 14.
 TEST_F(Booking, AFrameBooksTheRestsOfItsCalls) {
     EXPECT_EQ(init(), 0);
     customization_.enableNoiseEstimation = 1;
@@ -1053,10 +1053,10 @@ float remainder(float v, float range) {
     return r < 0.0F ? r + range : r;
 }
 
-// Four ranges before the remainder: the sum rounds, and so another number of them gives other bits.
+// Four ranges before the remainder: the sum rounds, so a different number of ranges gives different bits.
 TEST_F(Interface, DistancesAreFoldedFromFourRangesOn) {
     EXPECT_EQ(init(), 0);
-    customization_.enableStraylightCorrection = 1;  // the corrected phase stays to be seen
+    customization_.enableStraylightCorrection = 1;  // the corrected phase stays visible
     customization_.maximumRawSymmetry = 1e6F;
     testing_support::Random random(11);
     SCOPED_TRACE(random.seedText());
@@ -1080,7 +1080,7 @@ TEST_F(Interface, DistancesAreFoldedFromFourRangesOn) {
 // ---------------------------------------------------------------------------------------------------------------------
 // Stages that fail
 
-/** A way to make a stage fail, and the items of the stage and of the one before it. */
+/** A way to make a stage fail, with the profiling items of that stage and of the stage before it. */
 struct FailingStage {
     const char* name;
     void (*breakIt)(QorStaticData& data, QorDistanceImageCustomization& customization);

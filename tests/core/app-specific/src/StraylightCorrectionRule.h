@@ -23,15 +23,15 @@ struct Image {
 /** The point spread function halved `levels` times and scaled by 4 for each of them. */
 Image scaledPsf(const StraylightCalib& calib, int levels);
 
-/** Its scatter part: without values from the cut on, divided by the whole sum. */
+/** Its scatter part: without the values at or above the cut, divided by the whole sum. */
 Image scatterPart(const StraylightCalib& calib, int levels);
 
 /** The image minus `factor` times the scattered part, interpolated to `levels` times the size. */
 std::vector<float> subtract(const Image& image, const Image& scattered, int levels, float factor);
 
 /**
- * The scattered part of an image: each pixel of it sees the others through the scatter part, around its
- * centre. Wraps around at the sizes of the FFT.
+ * The scattered part of an image: each of its pixels sees the others through the scatter part, centred on it.
+ * Wraps around at the sizes of the FFT.
  */
 Image scatteredLight(const Image& image, const Image& scatter, uint32_t fftWidth, uint32_t fftHeight);
 

@@ -258,7 +258,7 @@ class WigglingForwardLoop : public testing_support::OnEveryTarget {
         float ampl;
     };
 
-    /** With tables that tell the position: the phase is a thousandth of it, the factor 1 plus it. */
+    /** With tables that reveal the position: the phase is a thousandth of it, the factor is 1 plus it. */
     static True trueOf(WigglingCalibReferenceFunc referenceFunc, float re, float im) {
         std::vector<float> lutPhase(kReferenceLutSize), lutAmp(kReferenceLutSize);
         for (size_t x = 0; x < lutPhase.size(); ++x) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The plain statement of the wiggling stage: its two directions pixel by pixel, and its tables sample by
-// sample. Never sped up: it is what the stage must equal, and the plain form that benchmarks compare with.
+// sample. It is never sped up: the stage must equal it, and benchmarks compare with it as the plain form.
 #pragma once
 
 #include <array>

@@ -269,7 +269,7 @@ TEST_F(CalibInterpreter, TheFirstChunkOfAChannelCounts) {
     expectSlot(2, first.data, 3226);
 }
 
-/** An enciphered definition hands its bytes to the function that the host installed; what that throws passes
+/** An enciphered definition hands its bytes to the function that the host installed; its exceptions pass
  * through the interpreter's handlers. */
 class CalibInterpreterDecipher : public CalibInterpreter {
  protected:
@@ -318,8 +318,8 @@ TEST_F(CalibInterpreterDecipher, WithoutAFunctionTheDefinitionIsACryptError) {
     EXPECT_NE(errorText().find("Crypt error"), std::string::npos) << errorText();
 }
 
-/** A failure whose text does not fit where the last one stood, under a memory that ends a little later each
- * time: at the text itself, too. */
+/** A failure whose text does not fit into the previous text's memory, while memory runs out a little later
+ * each time, even at the text itself. */
 TEST_F(CalibInterpreterDecipher, NoExceptionLeavesWhereverMemoryRunsOut) {
     static std::string longest(1000, 'x');
     longest += longest;

@@ -125,7 +125,7 @@ TEST_F(AlgoDistanceImage, AFrameThatBeginsInItsMiddleWaits) {
     const Bytes image = camera_.rawChunk().data;
     EXPECT_EQ(plugin_.process(packetOf({camera_.inputChunk(), camera_.rawChunk()})), kNothing);
     EXPECT_FALSE(imageWasProcessed());
-    // Both wait on: an input record for the frame's start alone lets the image through.
+    // Both keep waiting: only an input record for the frame's start lets the image through.
     camera_.input.phaseInfo.sequenceCounter = 0;
     EXPECT_EQ(plugin_.process(camera_.inputPacket()), kInitialised);
     EXPECT_EQ(imageSeen(), image);

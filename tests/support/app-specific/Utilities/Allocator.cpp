@@ -41,7 +41,7 @@ void give(void* memory) {
 }  // namespace
 }  // namespace host_testing
 
-// Those that a sanitizer would otherwise replace alone: a block may come from one and go to another.
+// Otherwise a sanitizer alone would replace these: a block may come from one and go to another.
 void* operator new(std::size_t size) {
     if (host_testing::g_nextAllocationThrowsANumber) {
         host_testing::g_nextAllocationThrowsANumber = false;

@@ -12,8 +12,8 @@ namespace host_testing {
 /** The next allocation throws an int, which is no exception class. */
 extern bool g_nextAllocationThrowsANumber;
 
-/** This many allocations succeed, then memory has run out. Take it back before the test framework needs some.
- */
+/** This many allocations succeed, then memory has run out. Undo it before
+ * the test framework needs some. */
 inline constexpr std::size_t kMemoryWithoutEnd = SIZE_MAX;
 extern std::size_t g_allocationsLeft;
 

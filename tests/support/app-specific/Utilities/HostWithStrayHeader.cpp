@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A host in C++ whose include path has a header called as one of the algorithm's: the types of the interface
-// are its own all the same. That it compiles is the test.
+// A host in C++ whose include path has a header with the name of one of the algorithm's. The types of the
+// interface are still the plug-in's own. The test is that this compiles.
 #include <cstddef>
 #include <type_traits>
 

@@ -109,7 +109,7 @@ TEST_F(QorPlugin, ClearWithoutAnAlgorithmDoesNothing) {
     start();
 }
 
-/** Not asked of anyone, but a host's mistake must not take its process down. */
+/** Nobody requires it, but a host's mistake must not take its process down. */
 TEST_F(QorPlugin, WithoutAnAlgorithmTheFunctionsAnswerNothing) {
     plugin_.clearAlgo();
     EXPECT_EQ(plugin_.process(camera_.calibrationPacket()), kNothing);
@@ -139,7 +139,7 @@ TEST_F(QorPlugin, AFinishedFrameAddsTheResult) {
     EXPECT_EQ(channelsOf(plugin_.result(true)), (std::vector<int>{3208, 3220, 3222, 3210}));
 }
 
-/** What stood in memory before must not leave the process between the members of a record. */
+/** Old contents of memory must not leave the process in the padding of a record. */
 TEST_F(QorPlugin, ThePaddingOfTheResultIsZero) {
     plugin_.clearAlgo();
     host_testing::g_newMemoryIsDirty = true;
@@ -233,7 +233,7 @@ TEST_F(QorPlugin, AnExceptionOfAnUnknownTypeIsUnknown) {
     start();
 }
 
-/** The flag stands and nothing escapes, also when there is no memory left to keep the text in. */
+/** The flag is set and nothing escapes, even when there is no memory left for the text. */
 TEST_F(QorPlugin, NoExceptionLeavesWhereverMemoryRunsOut) {
     const std::string whole = "Unable to find requested channel 3228 in ZeltaChunk vector";
     const std::string noMemory = "std::bad_alloc";
@@ -354,7 +354,7 @@ class QorPluginResult : public QorPlugin {
         return plugin_.process(host_testing::packetOf({camera_.calibrationChunk()}));
     }
 
-    /** What packResult says to a result of this size. */
+    /** What packResult returns for a result of this size. */
     std::string packFailure(int size) {
         Bytes packet(static_cast<std::size_t>(size));
         try {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What every algorithm behind the plug-in interface inherits, seen with an algorithm that does nothing else.
+// What every algorithm of the plug-in interface inherits, seen with an algorithm that does nothing else.
 #include "TamAlgoSimInterface.h"
 
 #include <gtest/gtest.h>
@@ -285,7 +285,7 @@ TEST(TamAlgoSimInterface, AnEmptyResultIsAPacketWithoutChunks) {
     EXPECT_EQ(packet, Bytes(4, 0));
 }
 
-/** Whatever the packet is: its handling may free what the result pointed at. */
+/** This holds for any packet: handling it may free what the result pointed at. */
 TEST(TamAlgoSimInterface, AResultThatWasChosenIsGoneWithTheNextPacket) {
     const std::vector<std::function<void(Algorithm&)>> calls = {
         [](Algorithm& algorithm) { process(algorithm, packetOn({1})); },

@@ -138,7 +138,7 @@ TEST_F(PacketHelpers, ByteIdenticalDefinitionsShareOneType) {
 }
 
 TEST_F(PacketHelpers, DefinitionsThatDifferInOnePaddingByteAreTwoTypes) {
-    // The padding lies behind the stream; two bytes of it, so that the count stays right.
+    // The padding follows the stream: two bytes, so that the count stays right.
     const std::string payload = test::Payload().endianess(200).member("v", 0, 4, 1).bytes();
     std::string one = test::definition0200(payload, 2);
     std::string two = one;
@@ -174,7 +174,7 @@ TEST_F(PacketHelpers, ClearedCacheForgetsPlans) {
     EXPECT_NE(cachedAssigner(type, "R.a", type, "R.a", false).get(), before.get());
 }
 
-/// A type that tells when it ends.
+/// A type that reports its end.
 class WatchedType : public StructType {
  public:
     explicit WatchedType(int& alive)
@@ -213,7 +213,7 @@ TEST_F(PacketHelpers, TypesMayOutnumberWhatTheCachesKeep) {
     }
 }
 
-/// What alone exceeds the limit is used and not kept.
+/// An entry that alone exceeds the limit is used but not kept.
 TEST_F(PacketHelpers, DefinitionLargerThanAllThatIsKeptIsParsedEachTime) {
     const std::string payload = test::Payload().endianess(200).member("v", 0, 4, 1).bytes();
     const std::string large = test::definition0100(payload) + std::string(kMaxCacheBytes, '\0');

@@ -384,7 +384,7 @@ TEST(AssignerApply, KeepsWhatWasReversedBeforeTheFirstByteOutside) {
     const AssignerRef plan = wholePlan(big, little);
     EXPECT_EQ(messageOf<InterpretError>([&] { plan->apply(source.data(), 8, destination.data(), 16); }),
               kUnknown);
-    // The second element begins behind the source.
+    // The second element begins after the end of the source.
     Bytes expected(16, 0xEE);
     std::reverse_copy(source.begin() + 4, source.end(), expected.begin() + 4);
     EXPECT_EQ(destination, expected);

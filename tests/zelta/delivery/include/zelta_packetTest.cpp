@@ -47,9 +47,9 @@ std::string goldenPacket() {
                   5,    0,    0,    0,                   // bytes of data
                   0x67, 0x45, 0x23, 0x01,                // mark before the description
                   'D',  'E',  'F',                       //
-                  0x10, 0x32, 0x54, 0x76,                // mark behind it
+                  0x10, 0x32, 0x54, 0x76,                // mark after it
                   '1',  '2',  '3',  '4',  '5',           //
-                  0xEF, 0xCD, 0xAB, 0x89,                // mark behind the data
+                  0xEF, 0xCD, 0xAB, 0x89,                // mark after the data
                   0xFE, 0xFF, 0xFF, 0xFF,                // channel -2
                   5,    0,    0,    0,    3,   0, 0, 0,  // sizes
                   0x67, 0x45, 0x23, 0x01,                //
@@ -65,7 +65,7 @@ std::string create(const Packet& packet) {
     return buffer;
 }
 
-/// Parses from a heap block of exactly the size given, so that a sanitizer sees any read behind it.
+/// Parses from a heap block of exactly the size given, so that a sanitizer sees any read beyond it.
 int parse(const std::string& text, Packet& packet) {
     const std::vector<char> exact(text.begin(), text.end());
     const char nothing = 0;
@@ -404,7 +404,7 @@ TEST(PacketParseStream, CutOffDoesNotThrowAndIsRefused) {
     }
 }
 
-/// Where the stream has ended each byte is the one before, and the first is 0.
+/// After the end of the stream each byte repeats the one before, and the first is 0.
 TEST(PacketParseStream, ThatEndsAfterNothingButZeroBytesIsAPacketWithoutChunks) {
     for (std::size_t size = 0; size < 4; ++size) {
         Packet packet(2);

@@ -26,7 +26,7 @@ std::string parseFailure(const std::string& definition) {
     return messageOf<ParseError>([&definition] { parse(definition); });
 }
 
-/// The failure of a payload, behind the fixed words.
+/// The failure of a payload, after the fixed words.
 std::string payloadFailure(const Payload& payload) {
     const std::string text = parseFailure(plainDefinition(payload.bytes()));
     const std::string head = std::string(kParseError) + ": ";
@@ -384,7 +384,7 @@ TEST(Definition, WithADamagedStreamDoesNotUncompress) {
     EXPECT_EQ(parseFailure(test::definition0300("", 10, 1)), message);
 }
 
-/// What a stream holds is the payload; the size declared says no more than how much room to make.
+/// The payload is what the stream holds; the declared size only says how much room to make.
 TEST(Definition, DeclaringMoreThanItsStreamCanHoldIsRead) {
     const std::string stored = test::deflated(goldenPayload());
     const std::string fourGiB = bigEndian(0xFFFFFFFFU);

@@ -17,7 +17,7 @@ struct Tracked {
     int& m_ended;
 };
 
-/// An object that owns the pointer from which its owner is assigned.
+/// An object that owns the pointer that is assigned to its owner.
 struct Link {
     explicit Link(int value) : m_value(value) {}
     int m_value;

@@ -275,7 +275,7 @@ TEST_F(Candidates, NoSettingsTakeLongOrLeaveTheTable) {
         }
         state->numValidExpTimes = 4711;
         ASSERT_LE(build().size(), 500U) << "round " << round;
-        ASSERT_EQ(state->numValidExpTimes, 4711U);  // right behind the table
+        ASSERT_EQ(state->numValidExpTimes, 4711U);  // right after the table
     }
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
 }

@@ -232,9 +232,9 @@ TEST(Score, WithOneExposureIsTheMeanOverThePixelsThatStayUnsaturated) {
 }
 
 /**
- * The same with two exposures, in double precision and by counting pixels one level at a time. A test time,
- * the longer first, takes what lies below each knee point from the histograms, the longer first, and goes on
- * to the shorter as long as saturation hides something from it. What was taken once is not taken again.
+ * The same with two exposures, in double precision and by counting pixels one level at a time. Each test
+ * time, the longer one first, takes the pixels below each knee point from the histograms: first the longer
+ * exposure's, then the shorter one's as long as saturation hides something. No pixel is taken twice.
  */
 double scoreOfTwo(const Histograms& h, const std::vector<uint32_t>& current,
                   const std::vector<uint32_t>& test) {

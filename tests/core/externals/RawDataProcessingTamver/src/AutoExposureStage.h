@@ -73,7 +73,7 @@ struct AutoExposureStage {
 
     void clearHistograms() { std::fill(histograms.begin(), histograms.end(), 0U); }
 
-    /** What the camera sees at its present times of pixels that collect `rates` levels per microsecond. */
+    /** What the camera sees, at its present times, of pixels that collect `rates` levels per microsecond. */
     void measure(const std::vector<double>& rates) {
         clearHistograms();
         for (uint32_t e = 0; e < input->numExposures; ++e) {

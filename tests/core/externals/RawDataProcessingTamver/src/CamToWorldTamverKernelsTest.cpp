@@ -85,7 +85,7 @@ TEST_P(RotateVectors, EqualsTheRuleForAnyFloats) {
 
 // ---------------------------------------------------------------------------------------------------------------------
 
-/** Images of a stretch of pixels, with some room behind that must stay as it is. */
+/** Images of a stretch of pixels, with some room after them that must stay as it is. */
 struct Images {
     static constexpr int32_t kRoom = 16;
 

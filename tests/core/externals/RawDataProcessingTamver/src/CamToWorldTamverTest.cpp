@@ -464,7 +464,7 @@ TEST_F(CamToWorld, APointLiesAtItsDistanceAlongTheRayFromTheCamera) {
     EXPECT_NEAR(z_[5], 32.0, 1e-4);
     EXPECT_EQ(distance_[5], 2.0F);
     EXPECT_EQ(conf_[5], 0x0010);
-    EXPECT_EQ(x_[static_cast<size_t>(pixels())], 42.0F);  // behind the image
+    EXPECT_EQ(x_[static_cast<size_t>(pixels())], 42.0F);  // after the image
 }
 
 TEST_F(CamToWorld, ACameraTurnedAQuarterAboutYLooksAlongX) {

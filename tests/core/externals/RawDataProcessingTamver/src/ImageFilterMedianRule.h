@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The plain statement of the medians: every mask is sorted by itself. Never sped up: it is what the filters
-// must equal, and the plain form that benchmarks compare with.
+// The plain statement of the medians: every mask is sorted by itself. It is never sped up: the filters must
+// equal it, and benchmarks compare with it as the plain form.
 #pragma once
 
 #include <cstdint>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The frame of the image filter: what is filtered when, on which workers, and what the confidence then says.
+// The frame around the filters: what is filtered when, on which workers, and how the confidence changes.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -666,7 +666,7 @@ TEST_F(ImageFilterWorkers, EveryWorkerCountsTheHolesOfItsOwnLinesForTheMedianOf9
         if (n == 1) {
             undivided = expected;
         }
-        // Else the comparison would not see who counted the holes.
+        // Otherwise the comparison would not show who counted the holes.
         EXPECT_EQ(sameFloats(undivided.data(), expected.data(), expected.size()), n == 1) << n;
     }
 }
@@ -688,7 +688,7 @@ TEST_F(ImageFilterWorkers, EveryNumberOfWorkersGivesTheSameAdaptiveFilterBehindT
         useThreads(n);
         threads_.joinAll();
         ASSERT_EQ(init(), 0);
-        // One worker makes the history, so that no other filters its share in the first frame already.
+        // One worker makes the history, so that no other worker already filters its share in the first frame.
         param.numThreads = 0;
         std::copy(first.begin(), first.end(), distance.begin());
         ASSERT_EQ(apply(), 0);

@@ -39,7 +39,7 @@ bool lineOf(const TwoFreqLUT& lut, float lineDistPercentage, float delta, Line& 
     return true;
 }
 
-/** The value into the range of the pair, or the pixel becomes invalid. */
+/** Brings the value into the range of the pair, or makes the pixel invalid. */
 void storeInRange(const TwoFreqLUT& lut, float range, float value, float& distance, uint16_t& confidence) {
     if (lut.autoMaxRange == 0) {
         if (value < 0.0F || value > range) {

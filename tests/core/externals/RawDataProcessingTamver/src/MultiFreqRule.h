@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The plain statement of the multi-frequency stage: how a table is built, and what becomes of a pixel. Never
-// sped up: it is what the stage must equal, and the plain form that benchmarks compare with.
+// The plain statement of the multi-frequency stage: how a table is built, and what happens to a pixel. It is
+// never sped up: the stage must equal it, and benchmarks compare with it as the plain form.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@
 
 namespace rule {
 
-/** False where the ranges have no ratio. */
+/** False if the ranges have no ratio. */
 bool frequencyRatio(float UR1, float UR2, float& x, float& halfLineDist, float& maxRange);
 
 /** False where no table can be built. The walk along the lines runs to its end. */

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The multi-frequency stage: which images make a result, what becomes of a pixel, how the neighbours vote,
+// The multi-frequency stage: which images make a result, what happens to a pixel, how the neighbours vote,
 // how the rows are divided among workers, and what fails.
 #include "MultiFreq.h"
 
@@ -255,7 +255,7 @@ TEST_F(LineDistance, TheLastBinReachesUpToOneHundred) {
     EXPECT_EQ(stage_.lines(), Lines({752, 185, 400, 332}));
 }
 
-// Cut to an integer NaN is 0, but it lies close to no line, even where bin 0 has one.
+// NaN, cut to an integer, is 0. But it lies close to no line, even if bin 0 has one.
 TEST_F(LineDistance, NaNCostsItsPixelAndNoOther) {
     useLine(100.0F);
     stage_.param.verticalAssignment = 1;
@@ -374,7 +374,7 @@ class LineVotes : public LineDistance {
         stage_.previousDistance[static_cast<size_t>(pixel)] = 5.0F;
     }
 
-    /** The line of a pixel of line 20 whose eight neighbours are of these lines. */
+    /** The line that a pixel of line 20 gets from eight neighbours on these lines. */
     int vote(const std::vector<int>& neighbors) {
         constexpr int32_t kAround[] = {-kImageWidth - 1, -kImageWidth, -kImageWidth + 1, -1, 1,
                                        kImageWidth - 1,  kImageWidth,  kImageWidth + 1};
@@ -386,7 +386,7 @@ class LineVotes : public LineDistance {
         return static_cast<int>((stage_.distance[kMiddle] - 25.0F) / 10.0F);
     }
 
-    /** The same for every order of the neighbours: none of them counts more than another. */
+    /** The same for every order of the neighbours: all of them count equally. */
     int voteInAnyOrder(std::vector<int> neighbors) {
         std::sort(neighbors.begin(), neighbors.end());
         const int line = vote(neighbors);

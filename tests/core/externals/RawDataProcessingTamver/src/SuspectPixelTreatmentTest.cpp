@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Suspect pixels: which they are, who their neighbours are, and what they become.
+// Suspect pixels: which pixels they are, which their neighbours are, and what they become.
 #include "SuspectPixelTreatment.h"
 
 #include <gtest/gtest.h>

@@ -673,7 +673,7 @@ TEST(AlAtan2f, PassesANaNOfXOn) {
 }
 
 TEST(AlAtan2f, TakesANaNOfYForTheMagnitudeOfX) {
-    // Where values do not compare, maximum and minimum keep the first, which is that of x.
+    // If values do not compare, maximum and minimum keep the first one, that of x.
     EXPECT_EQ(al_atan2f(kNaN, 3.0F), al_atan2f(3.0F, 3.0F));
 }
 
@@ -909,7 +909,7 @@ TEST(AlMath, ManyResultsAgreeInEveryBitWithTheSecondImplementation) {
 // --- Any argument ---
 
 TEST(AlMath, OneArgumentOfAnyBitsIsDefined) {
-    // The undefined behaviour sanitizer watches; what holds for all arguments is checked beside.
+    // The undefined behaviour sanitizer watches; properties that hold for all arguments are checked as well.
     forAnyBits([](float x) {
         const float floor = al_floor(x);
         ASSERT_EQ(floor, std::trunc(floor));

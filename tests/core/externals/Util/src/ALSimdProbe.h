@@ -12,8 +12,8 @@ namespace probe {
 /** The vector target that is dispatched to. */
 int64_t target();
 
-/** out[i] = f(x[i]) or f(x[i], y[i]) for any count; values behind the last whole vector are handled as well.
- */
+/** out[i] = f(x[i]) or f(x[i], y[i]) for any count; values after the last
+ * whole vector are handled too. */
 void selectMax(const float* a, const float* b, float* out, size_t count);
 void selectMin(const float* a, const float* b, float* out, size_t count);
 void truncateThroughInt32(const float* x, float* out, size_t count);

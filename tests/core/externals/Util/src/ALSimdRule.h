@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The plain statement of the shared vector arithmetic, one value at a time. Never sped up: it is what the
-// kernels must equal, and the plain form that benchmarks compare with.
+// The plain statement of the shared vector arithmetic, one value at a time. It is never sped up: the kernels
+// must equal it, and benchmarks compare with it as the plain form.
 #pragma once
 
 #include <cstdint>

@@ -37,7 +37,7 @@ size_t bytesOfLine(size_t width, size_t height) {
     return std::max(width, 2 * height) * sizeof(float);
 }
 
-/** Memory whose start lies `offset` bytes behind a multiple of 64. */
+/** Memory whose start lies `offset` bytes after a multiple of 64. */
 class Buffer {
  public:
     explicit Buffer(size_t size, size_t offset = 0) : size_(size), memory_(size + 256, kMark) {

@@ -37,7 +37,7 @@ class AlignedFloats {
     float* first_;
 };
 
-/** Bytes with marks before and behind them. */
+/** Bytes with marks before and after them. */
 class Bytes {
  public:
     explicit Bytes(size_t size, size_t offset = 0) : size_(size), offset_(64 + offset), memory_(size + 192) {

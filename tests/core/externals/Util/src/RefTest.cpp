@@ -271,7 +271,7 @@ TEST(RefWindows, MoreWindowsThanTheTableHoldsAreEachRightWhenAssigned) {
 }
 
 TEST(RefWindows, LatestWindowsStayValid) {
-    // Windows that give way are those assigned longest ago. Others in this process hold some of the table.
+    // The windows assigned longest ago are given up. Other users in this process hold a part of the table.
     constexpr std::size_t kept = 200;
     std::vector<Ref<const char>> refs;
     for (std::size_t window = 0; window < 2 * refwindows::kTableSize; ++window) {

@@ -278,7 +278,7 @@ TEST(RotMatReverse, GivesBackTheAnglesOfAMatrix) {
     testing_support::Random random(73);
     SCOPED_TRACE(random.seedText());
     for (int i = 0; i < 2000; ++i) {
-        // Near a quarter turn about y the other two angles are one and cannot be told apart.
+        // Near a quarter turn about y the other two angles turn about the same axis and cannot be told apart.
         const Angles in = {random.real(-1.57F, 1.57F), random.real(-1.5F, 1.5F), random.real(-3.14F, 3.14F)};
         Matrix r;
         rotMatCreate3(r.m, in.x, in.y, in.z);

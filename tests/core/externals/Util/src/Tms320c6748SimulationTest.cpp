@@ -115,8 +115,8 @@ TEST(Rcpsp, OfANaNIsANumber) {
 
 TEST(Rcpsp, IsWithinItsEightBits) {
     // Rounding the estimate costs half a step of the result's mantissa, 2^-9 of a result mantissa of 1 or
-    // more. The bits of x behind the first eight cost up to 2^-8. Together 1.5 * 2^-8, and a little for their
-    // product.
+    // more. The bits of x after the first eight cost up to 2^-8. Together 1.5 * 2^-8,
+    // and a little for their product.
     SCOPED_TRACE(testing::Message() << "seed " << kSeed);
     std::mt19937 random(kSeed);
     std::uniform_int_distribution<std::uint32_t> bits(0x00800000U, 0x7E7FFFFFU);
