@@ -1,8 +1,8 @@
-# An installed PFFFT: header pffft.h and the static library pffft. Makes pffft_object(), as the pipeline needs the library
-# with other roads to memory.
+# An installed PFFFT: header pffft.h and the static library pffft. Makes pffft_object(), because the pipeline needs the
+# library with other memory functions.
 #
 #   PFFFT_INCLUDE_DIR   folder of pffft.h
-#   PFFFT_LIBRARY       libpffft.a; a shared library does not serve
+#   PFFFT_LIBRARY libpffft.a; a shared library does not work
 find_path(PFFFT_INCLUDE_DIR pffft.h)
 find_library(PFFFT_LIBRARY NAMES libpffft.a)
 mark_as_advanced(PFFFT_INCLUDE_DIR PFFFT_LIBRARY)
@@ -27,7 +27,7 @@ function(pffft_object output)
     add_custom_command(
         OUTPUT ${output}
         COMMAND ${CMAKE_LINKER} -r -o ${output}.whole --whole-archive ${PFFFT_LIBRARY}
-        # One after the other: GNU and LLVM tools differ in which names a common call keeps.
+        # One after the other: GNU and LLVM tools differ in the names that a combined call keeps.
         COMMAND ${CMAKE_OBJCOPY} ${renamed} ${output}.whole ${output}
         COMMAND ${CMAKE_OBJCOPY} ${shown} ${output}
         DEPENDS ${PFFFT_LIBRARY}

@@ -16,7 +16,7 @@ endif()
 
 add_compile_options(-ffp-contract=off)
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$")
-    # The vector kernels choose among SSE4, AVX2 and AVX-512 when they run; SSE4 (PCs since 2010) is the least.
+    # The vector kernels choose among SSE4, AVX2 and AVX-512 when they run; SSE4 (PCs since 2010) is the minimum.
     add_compile_options(-msse4.2 -maes -mpclmul)
 elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64)$")
     # The kernels are written for vectors of a size known at compile time: NEON.
@@ -26,7 +26,7 @@ option(QOR_EMULATED_VECTORS "Kernels for a processor without vectors alone: for 
 if(QOR_EMULATED_VECTORS)
     add_compile_definitions(HWY_COMPILE_ONLY_EMU128)
 endif()
-# C has its own warnings; those of C++ mean nothing to it.
+# C has its own warnings and does not know those of C++.
 add_compile_options("$<$<COMPILE_LANGUAGE:CXX>:-Wall;-Wextra;-Wpedantic;-Wshadow;-Wnon-virtual-dtor;-Wcast-qual;\
 -Wdouble-promotion;-Wfloat-conversion;-Wimplicit-fallthrough>")
 if(QOR_WARNINGS_AS_ERRORS)
@@ -34,15 +34,15 @@ if(QOR_WARNINGS_AS_ERRORS)
 endif()
 
 # What is tested is what ships: the library is compiled at -O3 for the tests as well (its rooms add these options), and
-# objects of the presets `dev` and `release` differ in debug information alone.
+# objects of the presets `dev` and `release` differ only in debug information.
 set(QOR_LIBRARY_OPTIONS)
 if(NOT QOR_SANITIZE)
     set(QOR_LIBRARY_OPTIONS $<$<NOT:$<CONFIG:Debug>>:-O3>)
 endif()
 
 # g++ 12 vectorises a loop that subtracts and adds products in turn with a fused instruction, in spite of
-# -ffp-contract=off. It needs a target with such instructions, which the kernels alone are compiled for, and they are
-# vectorised by hand. scripts/check-fusion looks for what is fused in any object.
+# -ffp-contract=off. It needs a target with such instructions. Only the kernels are compiled for those, and they are
+# vectorised by hand. scripts/check-fusion searches every object for fused instructions.
 set(QOR_KERNEL_OPTIONS)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     set(QOR_KERNEL_OPTIONS -fno-tree-loop-vectorize -fno-tree-slp-vectorize)

@@ -1,12 +1,12 @@
 # The FFT engine PFFFT, as objects for the library (QOR_FFT_ENGINE) that
 # - ask alpffft_malloc and alpffft_free for memory instead of the C library, and
-# - carry their functions as alpffft_pffft_*, beside any other copy of the library in a process.
+# - name their functions alpffft_pffft_*, so that another copy of the library in the process does not clash.
 # PFFFT_INCLUDE_DIR becomes the folder of pffft.h.
 #
 # It is compiled here, from the source that scripts/setup fetches, with the flags of the project: vectors of four and
-# nothing fused on every target, so that its transforms have the same bits everywhere. Packages of it are compiled in
-# another way on each architecture. One of them is taken with QOR_INSTALLED_PFFFT, and the results with straylight
-# correction then hold for the machines with this package alone.
+# nothing fused on every target, so that its transforms have the same bits everywhere. Packages of it are compiled
+# differently on each architecture. QOR_INSTALLED_PFFFT takes such a package; results with straylight correction are
+# then the same only on machines with this package.
 option(QOR_INSTALLED_PFFFT "Take the installed PFFFT; straylight results then differ between machines" OFF)
 set(fft_engine_exports pffft_new_setup pffft_transform_ordered pffft_simd_size)
 
@@ -30,7 +30,7 @@ foreach(name IN ITEMS malloc free ${fft_engine_exports})
 endforeach()
 target_compile_options(pffft_engine PRIVATE -w)
 if(CMAKE_SYSTEM_NAME STREQUAL Emscripten)
-    # The vectors of four are those of SSE there, which the engine takes for a PC's.
+    # There the vectors of four are those of SSE; the engine takes the machine for a PC.
     target_compile_options(pffft_engine PRIVATE -msse -msimd128)
     target_compile_definitions(pffft_engine PRIVATE i386)
 endif()

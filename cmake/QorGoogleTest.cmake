@@ -1,4 +1,4 @@
-# GoogleTest: the installed package where there is one for the target, else (cross builds) its source package.
+# GoogleTest: the installed package if there is one for the target, else (cross builds) its source package.
 
 include(GoogleTest)
 if(NOT CMAKE_CROSSCOMPILING)
@@ -15,8 +15,8 @@ else()
     endif()
 endif()
 
-# A test runs for milliseconds and is compiled for seconds, so the tests' own code is optimised little and says lines alone
-# to the debugger. What they test keeps the flags that it ships with.
+# A test runs for milliseconds but compiles for seconds, so the tests' own code is optimised little and has only line
+# numbers as debug information. The code under test keeps the flags that it ships with.
 set(QOR_TEST_OPTIONS)
 if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
     set(QOR_TEST_OPTIONS -O1 -g1)
@@ -25,7 +25,7 @@ if(QOR_BUILD_FUZZERS)
     list(APPEND QOR_TEST_OPTIONS -fno-sanitize=fuzzer-no-link)  # the fuzzer never runs them
 endif()
 
-# GoogleTest's header once for all tests. A compiler cache saves more than that, and seldom serves precompiled headers.
+# GoogleTest's header once for all tests. A compiler cache saves more, and seldom works with precompiled headers.
 add_executable(gtest_header ${CMAKE_CURRENT_LIST_DIR}/gtest_header.cpp)
 target_link_libraries(gtest_header PRIVATE GTest::gtest)
 target_compile_options(gtest_header PRIVATE ${QOR_TEST_OPTIONS})

@@ -1,5 +1,5 @@
 # What the two ARM toolchains share. The compilers are Debian's cross packages; the target's own libraries stand in a
-# sysroot of this project, build/sysroot/TRIPLET, so that the machine's package set-up stays as it is.
+# sysroot of this project, build/sysroot/TRIPLET, so that the machine's packages stay untouched.
 set(CMAKE_CXX_COMPILER ${QOR_TRIPLET}-g++)
 set(CMAKE_C_COMPILER ${QOR_TRIPLET}-gcc)
 
