@@ -178,7 +178,7 @@ void addShow(CLI::App& app, int& exitCode) {
     command->add_flag("--all", options->all, "Every packet that has the channel, not only the first")
         ->excludes(packet);
     command->add_flag("--unused", options->unused,
-                      "Of a structure also what is not in use, such as regions beyond their count");
+                      "In a structure, also show unused elements, such as regions beyond their count");
     command->add_flag("--json", options->json, "Print JSON");
     command->footer(
         "Exit codes: 0 good; 1 nothing found; 2 usage, or the expression addresses nothing;\n"

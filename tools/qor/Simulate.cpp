@@ -329,14 +329,14 @@ void addCameraOptions(CLI::App& command, Options& options) {
     command.add_flag("--no-fixed-pattern", options.noFixedPattern, "A sensor whose pixels are all alike");
     command
         .add_option("--straylight", options.straylight,
-                    "Point spread function by which the lens scatters light: 449 x 345 floats,\n"
-                    "for example that of the algorithm, straylight_psf.f32 beside libqor.so")
+                    "Let the lens scatter light by this point spread function: 449 x 345 floats,\n"
+                    "for example the algorithm's own, straylight_psf.f32 beside libqor.so")
         ->type_name("FILE");
     command.add_flag("--intensity-image", options.intensityImage,
                      "Begin each frame with an intensity image, and ask for the noise of the distances");
     command
         .add_option("--min-amplitude", options.minAmplitude,
-                    "Raw counts below which the recording asks for pixels to be invalid")
+                    "Smallest amplitude of a valid pixel in raw counts, as the recording sets it")
         ->check(numberFrom(0.0, 1.0e6))
         ->type_name("COUNTS")
         ->capture_default_str();
@@ -352,8 +352,8 @@ void addCameraOptions(CLI::App& command, Options& options) {
 void addExposureControlOptions(CLI::App& command, Options& options) {
     CLI::Option* const autoExposure =
         command.add_flag("--auto-exposure", options.autoExposure,
-                         "Run the plug-in along and use the exposure times that it proposes for the next\n"
-                         "frame; --exposures are those of the first");
+                         "Run the plug-in as well and use the exposure times that it proposes for the next\n"
+                         "frame; --exposures gives those of the first");
     command
         .add_option("--max-exposure", options.longestExposure,
                     "Longest exposure time that may be proposed, microseconds")
@@ -370,7 +370,7 @@ void addExposureControlOptions(CLI::App& command, Options& options) {
         ->capture_default_str();
     command
         .add_option("--plugin", options.plugin,
-                    "Plug-in to propose them; by default libqor.so that belongs to this command")
+                    "Plug-in that proposes them; by default the libqor.so of this command")
         ->needs(autoExposure)
         ->type_name("FILE");
 }
@@ -378,7 +378,7 @@ void addExposureControlOptions(CLI::App& command, Options& options) {
 void addOutputOptions(CLI::App& command, Options& options) {
     command
         .add_option("-o,--out", options.file,
-                    "The recording, its folders are made if needed; - writes it to standard output and\n"
+                    "The recording; missing folders are made; - writes it to standard output and\n"
                     "the report to standard error")
         ->check(checkRecordingName)
         ->type_name("FILE.zelta")
