@@ -27,7 +27,7 @@ void require(bool condition) {
     }
 }
 
-/** What the base class has is brought back by hand, as it owns memory. */
+/** The base class owns memory, so its members are restored by hand. */
 class Algorithm : public AlgoDistanceImage {
  public:
     void forget() {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The algorithm in states that take long to reach, each brought back in no time, on any vector target.
+// The algorithm in states that take long to reach. Each is restored at once, on any vector target.
 #pragma once
 
 #include <cstdint>
@@ -10,8 +10,8 @@
 
 namespace fuzz {
 
-/** What has happened to the algorithm before an input. The next image of a frame that has begun is its last,
- * so that one image enters all stages. */
+/** What has happened to the algorithm before an input. If a frame has begun, its next image is its last, so
+ * that one image enters all stages. */
 enum Start : std::uint8_t {
     StartNew = 0,    ///< it was created
     StartPlain = 1,  ///< one exposure, one frequency
@@ -26,19 +26,19 @@ enum Start : std::uint8_t {
 /** The camera of a state, before it sends its next image. */
 host_testing::Camera cameraOf(Start start, const host_testing::LayoutChange& change = {});
 
-/** Whole frames that the state has behind it. */
+/** Whole frames that the state has had. */
 int framesBefore(Start start);
 
-/** Images of its frame that the state has behind it. */
+/** Images of its frame that the state has had. */
 int imagesBefore(Start start);
 
 /** Dispatches to one of the vector targets that this machine has. */
 void chooseTarget(unsigned int number);
 
-/** Brings the one algorithm into a state. Nothing of what was done to it before is left. */
+/** Brings the one algorithm into a state. Nothing that was done to it before remains. */
 void startFrom(Start start);
 
-/** What createAlgo does: a new algorithm meets the pipeline as the old one left it. */
+/** Does what createAlgo does: a new algorithm meets the pipeline as the old one left it. */
 void renewAlgorithm();
 
 /** processZelta as the exported function calls it; false if it threw. */

@@ -25,7 +25,7 @@ host_testing::LayoutChange otherLayout() {
 fuzz::Start g_start = fuzz::StartNew;
 int g_imageOfFrame = 0;  ///< the one that comes next
 
-/** A frame that has begun goes on as it began; otherwise the camera sends as the flags say. */
+/** A frame continues as it began; otherwise the camera sends as the flags say. */
 Camera makeCamera(unsigned int flags) {
     const host_testing::LayoutChange layout =
         (flags & fuzz::kOtherLayout) != 0 ? otherLayout() : host_testing::LayoutChange{};

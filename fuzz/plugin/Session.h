@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // A session with the plug-in as the fuzzer's bytes: a start, 1 byte (times 16) and in its low 4 bits the
-// vector target, then a list of steps. A step is a packet, either as it stands
-// or one of a camera's good packets with a few bytes changed, so that short inputs reach far.
+// vector target, then a list of steps. A step is a packet: either the bytes themselves, or one of a camera's
+// good packets with a few bytes changed, so that short inputs reach far.
 //
 //   kind, 1 byte: low 3 bits StepKind, then flags
 //   StepPacket:   length, 2 bytes little-endian, and that many bytes

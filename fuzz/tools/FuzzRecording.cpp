@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Any bytes as a recording: it is read up to its damage, told in words, and every packet's place in a frame
-// is asked for. No crash, no hang, no memory beyond what the bytes justify.
+// Any bytes as a recording: it is read up to its damage, which is reported in words, and every packet is
+// asked for its place in a frame. No crash, no hang, no memory beyond what the bytes justify.
 #include <sys/mman.h>
 #include <unistd.h>
 

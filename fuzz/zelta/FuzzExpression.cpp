@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Any text as an expression, up to the first line end, against the definition behind it or, if that is none,
-// against a fixed record.
+// Any text as an expression, up to the first line end, against the definition after it or,
+// without one, against a fixed record.
 #include <algorithm>
 #include <exception>
 

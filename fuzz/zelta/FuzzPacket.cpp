@@ -51,7 +51,7 @@ void use(const Packet& packet) {
     PacketCacheClear();
 }
 
-/// What was read is written again as the same bytes.
+/// Writing what was read gives the same bytes.
 void requireRoundTrip(const Packet& packet, const unsigned char* data) {
     std::vector<unsigned char> written(static_cast<std::size_t>(packet_get_required_size(packet)));
     require(packet_create(written.data(), static_cast<int>(written.size()), packet) == 0);

@@ -57,7 +57,7 @@ std::string plain(const std::string& payload) {
     return version3(payload, static_cast<unsigned int>(payload.size()), false);
 }
 
-/// A record of 4 GiB, so it says, of structs of one byte.
+/// A record that claims to be 4 GiB of structs of one byte.
 std::string endlessDefinition() {
     const TypeRef number(new zelta::ElementaryType("x", {}, 0, 1, zelta::EndianLittle, zelta::TypeUnsigned));
     const TypeRef structs(new zelta::StructType("s", {0xFFFFFFFFU}, 0, 1, zelta::EndianLittle, {number}));
