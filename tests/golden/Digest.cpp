@@ -19,7 +19,7 @@ std::string digits(std::uint64_t value, int count) {
     return text;
 }
 
-/** A report tells the line of the source that made it, which moves: every number becomes a mark. */
+/** A report names a line of the source, which moves: every number becomes a mark. */
 std::string withoutNumbers(const char* text, std::size_t size) {
     std::string rest;
     for (std::size_t i = 0; i < size && text[i] != 0; ++i) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What a recording gave, as hashes: one for each frame and each member of each record.
+// The results of a recording as hashes: one for each frame and each member of each record.
 #pragma once
 
 #include <cstddef>
@@ -17,7 +17,7 @@ namespace golden {
 
 /**
  * Takes the answers of a session in their order. A frame's hashes cover all calls up to the one that finished
- * it; those of calls after the last frame stand in a column of their own.
+ * it; those of calls after the last frame have a separate column.
  */
 class Digest {
  public:
@@ -30,10 +30,10 @@ class Digest {
      */
     std::vector<std::string> lines() const;
 
-    /** How many members were hashed, those of structures and of each call counted one by one. */
+    /** How many members were hashed, counting those of structures and of each call one by one. */
     std::uint64_t hashedMembers() const { return m_hashedMembers; }
 
-    /** What the plug-in said to packets that it refused. */
+    /** The texts of the plug-in about packets that it refused. */
     const std::set<std::string>& refusals() const { return m_refusals; }
 
  private:

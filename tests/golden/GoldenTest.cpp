@@ -20,7 +20,7 @@ namespace {
 using golden::Recording;
 using host_testing::Bytes;
 
-/** A new process, as the pipeline's block outlives its users and begins as zeros once. */
+/** A new process: the pipeline's block outlives its users and is zero only once, at the start. */
 std::vector<std::string> digestOn(int64_t target, const Recording& recording) {
     const Bytes text = host_testing::inNewProcess([&] {
         hwy::SetSupportedTargetsForTest(target);
@@ -83,7 +83,7 @@ TEST(GoldenHashes, NameFrameChannelAndMemberThatDiffer) {
                                         "3214 intImg has 1 frames, not 2", "3220 line is new"}));
 }
 
-// The long run knows a setting only if it changes it.
+// The long run covers a setting only if it changes it.
 TEST(RandomSettings, ChangeEveryMemberOfTheCustomizationAndOfTheParameters) {
     testing_support::Random random(5);
     SCOPED_TRACE(random.seedText());

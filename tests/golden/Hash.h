@@ -39,7 +39,7 @@ class Hash {
  private:
     static constexpr std::uint64_t kPrime = 0x9E3779B97F4A7C15U;
 
-    /** Four streams side by side, as one would wait for its own product at every word. */
+    /** Four streams side by side, because a single one would wait for its own product at every word. */
     template <class Canonical>
     void addWords(const std::uint8_t* bytes, std::size_t count, Canonical canonical) {
         std::array<std::uint64_t, 4> streams = {m_state, ~m_state, m_state * 3, m_state + 7};

@@ -45,7 +45,7 @@ struct Orders {
     std::uint32_t seed = 0;
 };
 
-/** What the run has come to. */
+/** The counts of the run so far. */
 struct Tally {
     std::uint64_t frames = 0;
     std::uint64_t packets = 0;
@@ -179,7 +179,7 @@ std::vector<Probe> makeProbes() {
     return probes;
 }
 
-/** The camera, the road of its packets to the plug-in, and what happens on it. */
+/** The camera, the way of its packets to the plug-in, and what happens on that way. */
 class Run {
  public:
     explicit Run(const Orders& orders) : m_orders(orders), m_random(orders.seed), m_probes(makeProbes()) {
@@ -194,7 +194,7 @@ class Run {
         }
     }
 
-    /** Throws if anything is not as it has to be. */
+    /** Throws if anything is not as it should be. */
     void go() {
         restart();
         while (m_tally.frames < m_orders.frames && elapsed() < m_orders.seconds) {
@@ -220,7 +220,7 @@ class Run {
 
     void fault(const char* name) { ++m_tally.faults[name]; }
 
-    /** A new algorithm, a camera of any layout, a calibration that is wrong now and then. */
+    /** A new algorithm, a camera of any layout, now and then a wrong calibration. */
     void restart() {
         createAlgo();
         ++m_tally.algorithms;

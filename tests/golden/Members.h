@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The members of a record by its definition: what a program that knows no record can say about each of them.
+// The members of a record by its definition: what a program without knowledge of records can say about each.
 #pragma once
 
 #include <cstddef>
@@ -30,7 +30,7 @@ struct Run {
 
 struct Members {
     std::vector<std::string> leaves;  ///< paths below the record, without indices: `matrices.distance`
-    std::vector<Run> runs;            ///< of all elements of all leaves; what no run covers is padding
+    std::vector<Run> runs;            ///< of all elements of all leaves; bytes that no run covers are padding
 };
 
 /** Of the record that a definition describes; made once for each definition. */

@@ -13,8 +13,8 @@ std::uint32_t g_ticks = 0;
 
 }  // namespace
 
-// These two stand in for those of the library, which the linker then leaves out. Time passes with every look
-// at a clock, so that run times are counts of looks.
+// These two replace those of the library, which the linker then leaves out. Time passes with every reading of
+// a clock, so that run times are counts of readings.
 Timestamp_t getTimeFct() {
     g_ticks += 10;
     return g_ticks;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A plain host: it knows the plug-in by its exported functions, and its clocks are no clocks but counters.
+// A plain host: it knows the plug-in by its exported functions, and its clocks are counters.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@
 
 namespace golden {
 
-/** What one call brought. */
+/** The outcome of one call. */
 struct Answer {
     int result = 0;
     bool exceptionOccured = false;

@@ -103,7 +103,7 @@ void changeCustomization(Camera& camera, Random& random) {
     custom.relAmpStraylightThreshold = random.real(0.0F, 0.5F);
     custom.enableNoiseEstimation = camera.intensityImage && oneIn(random, 2) ? 1 : 0;
     custom.distNoiseThreshold = random.real(0.0F, 0.1F);
-    // The compensation knows its own frequencies alone, and needs intensity images.
+    // The compensation knows only its own frequencies, and needs intensity images.
     const bool mayCompensate = camera.intensityImage && hasDriftFrequencies(*camera.calib);
     custom.compensateAmbientLightDrift = mayCompensate && oneIn(random, 2) ? 1 : 0;
     camera.input.phaseInfo.illuTemperature = random.real(-20.0F, 90.0F);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Settings at random: all that a host may ask for, and now and then what it may not.
+// Random settings: everything that a host may ask for, and now and then something that it may not.
 #pragma once
 
 #include "Camera.h"

@@ -97,7 +97,7 @@ void compensateDrift(Camera& camera) {
     camera.input.customization.compensateAmbientLightDrift = 1;
 }
 
-/** Unit vectors of a lens of the recording's own, in place of those that the intrinsic model gives. */
+/** Unit vectors of a different lens, in place of those that the intrinsic model gives. */
 void setUnitVectors(QorDistanceImageIFCalib& calib) {
     for (int pixel = 0; pixel < kPixelCount; ++pixel) {
         const float x = (static_cast<float>(pixel % kImageWidth) - 111.5F) / 180.0F;
@@ -120,7 +120,7 @@ class List {
                                 }});
     }
 
-    /** Two frames, or as many as are said, after the calibration. */
+    /** Two frames, or as many as given, after the calibration. */
     void addFrames(const std::string& name, const Settings& set, int frames = 2,
                    const LayoutChange& change = {}) {
         add(

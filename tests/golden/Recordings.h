@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The recordings whose results are kept as hashes: every rule of the pipeline that a host can reach from
-// outside is entered by one of them.
+// The recordings whose results are kept as hashes. Together they enter every rule of the pipeline that
+// a host can reach from outside.
 #pragma once
 
 #include <cstdint>

@@ -25,8 +25,8 @@ std::uint32_t mixed(std::uint32_t a, std::uint32_t b) {
     return h ^ h >> 16U;
 }
 
-/** Cosine of a phase in parts of 65536 of a turn, times 16384. Rounding hides the last bits of the library.
- */
+/** Cosine of a phase in parts of 65536 of a turn, times 16384. Rounding
+ * hides the library's last bits. */
 int cosine(std::int64_t phase) {
     static const std::array<std::int16_t, 4096> table = [] {
         std::array<std::int16_t, 4096> values;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the recordings of the golden hashes show. All arithmetic is in integers, so that a scene has the same
-// samples whatever compiler, processor and mathematics library make it.
+// The scenes of the golden recordings. All arithmetic is in integers, so that a scene has the same samples
+// with every compiler, processor and mathematics library.
 #pragma once
 
 #include <array>
