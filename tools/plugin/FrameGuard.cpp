@@ -11,7 +11,7 @@
 namespace plugin {
 namespace {
 
-// The packet of those chunks that stand on one of the channels; empty if none does.
+// A packet of the chunks that are on one of the channels; empty if there are none.
 std::vector<std::uint8_t> packetOnly(const zelta::Packet& chunks, std::initializer_list<int> channels) {
     zelta::Packet chosen;
     std::ranges::copy_if(chunks, std::back_inserter(chosen), [channels](const zelta::ZeltaChunk& chunk) {

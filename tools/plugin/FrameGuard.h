@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Stands between a camera whose images may get lost on the way and the plug-in, which believes what it gets.
+// Stands between a camera, whose images may get lost, and the plug-in, which believes what it gets.
 
 #pragma once
 
@@ -18,14 +18,14 @@
 
 namespace plugin {
 
-// Images go on to the plug-in as they come, so that nothing waits. From the first image on that does not
+// Images are passed on to the plug-in as they come, so that nothing waits. From the first image that does not
 // belong to the frame, the rest of the frame is held back: the plug-in cannot finish it. Before the first
-// image of the next frame the algorithm is created anew and gets its calibration and its customization again.
-// That frame is then what it would be as the first of all: filters in time and exposure control begin anew
+// image of the next frame the algorithm is created anew and gets its calibration and customization again.
+// That frame is then what it would be as the very first: filters over time and exposure control begin anew
 // with it, and the result's frameCounter is 0.
 class FrameGuard {
  public:
-    // `lost` takes a sentence about what was missing, before the packet that showed it goes on.
+    // `lost` gets a sentence about what is missing, before the packet that revealed it is passed on.
     FrameGuard(Plugin& plugin, std::function<void(const std::string& sentence)> lost);
 
     // Hands the packet over unless it is held back; false if it is. `chunks` are those of the packet. Throws
@@ -33,7 +33,7 @@ class FrameGuard {
     bool process(std::span<const std::uint8_t> packet, const zelta::Packet& chunks,
                  bool fromCustomPin = false);
 
-    // Tells what is missing when no more packets come.
+    // Reports what is missing when no more packets come.
     void finish();
 
     const FrameSequence& sequence() const { return sequence_; }

@@ -9,7 +9,7 @@ namespace {
 
 constexpr int phasesPerGroup = 4;
 
-// The imager counts its images with 12 bits. When a multiple of 4096 images is lost, the clock alone tells.
+// The imager counts its images with 12 bits. When a multiple of 4096 images is lost, only the clock shows it.
 // Exposure control makes a frame at most some forty times as long as another.
 constexpr std::uint16_t counterMask = 0xFFF;
 constexpr std::uint64_t longestGrowth = 64;
@@ -113,7 +113,7 @@ void FrameSequence::countMissingBefore(const ImageInfo& image) {
     missingBetweenFrames_ += images <= counterMask / 2 ? static_cast<std::size_t>(images) : 0;
 }
 
-// Frame counters tell an image that comes again from one of another frame. An image 0 always begins a frame.
+// Frame counters distinguish a repeated image from one of another frame. An image 0 always begins a frame.
 bool FrameSequence::cameBefore(const ImageInfo& image) const {
     const bool taken = framesBegun_ > 0 && (state_ == State::Within || state_ == State::Between) &&
                        image.sequence > 0 && image.sequence <= last_.sequence;

@@ -32,7 +32,7 @@ class FrameSequence {
     // What is missing when no more images come; empty if nothing is.
     std::string atEnd() const;
 
-    // Between whole frames, by the frame counter; a counter that goes back tells nothing.
+    // Between whole frames, by the frame counter; a counter that goes back says nothing.
     std::size_t missingBetweenFrames() const { return missingBetweenFrames_; }
 
  private:
@@ -40,7 +40,7 @@ class FrameSequence {
         Between,   // the latest frame is whole, or none has begun
         Within,    // images of the frame are still to come
         Broken,    // the rest of the frame is of no use
-        Unjudged,  // parameters say that there is no such frame; the algorithm tells what it makes of it
+        Unjudged,  // no frame has such parameters; the algorithm decides what to make of it
     };
 
     Verdict begin(const ImageInfo& image);

@@ -195,7 +195,7 @@ void prepareFilters(Record& record) {
 void setAutoExposure(Record& record, const AutoExposureSettings& settings) {
     const std::string param = "QorDistanceImageIFInput.param.";
     record.set<int>(param + "maxExposureTime", settings.longestExposure);
-    // Each exposure may be as long as that; 0 would stand for a limit of the algorithm's own.
+    // Each exposure may be as long as that; 0 would mean the algorithm's own limit.
     record.set<int>(param + "maxSumExposureTime", 2 * settings.longestExposure);
     const std::string control = "QorDistanceImageIFInput.customization.autoExpSet.";
     record.set<int>(control + "applyAutoExposure", 1);

@@ -19,7 +19,7 @@ inline constexpr int calibrationError = 3224;
 inline constexpr int auxiliary = 3226;
 inline constexpr int customization = 3228;
 
-// What is true about the frames beside the images that tell about it. No algorithm listens here.
+// The truth about the frames, beside their images. No algorithm listens here.
 inline constexpr int sceneTruth = 9000;
 inline constexpr int frequencyTruth = 9002;
 inline constexpr int simulation = 9004;

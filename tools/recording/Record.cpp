@@ -19,7 +19,7 @@ namespace {
 using zelta::TypeRef;
 using zelta::ZeltaChunk;
 
-// The library composes its texts with source positions; these are told by what the user asked for.
+// The library's texts contain source positions; these texts name what the user asked for instead.
 RecordError noSuchMember(const std::string& expression) {
     return RecordError("\"" + expression + "\" addresses nothing in this record.");
 }

@@ -18,7 +18,7 @@
 
 namespace recording {
 
-// A record or an expression that is not as it has to be, told in a sentence.
+// A sentence about a faulty record or expression.
 class RecordError : public std::runtime_error {
  public:
     using std::runtime_error::runtime_error;
@@ -72,8 +72,8 @@ std::string element(const std::string& array, std::size_t index);
 // The number of elements that an expression addresses. Throws RecordError if it addresses nothing.
 unsigned int countOf(const zelta::TypeRef& type, const std::string& expression);
 
-// Reads all elements of an expression as double. Throws RecordError, also if their count is not the expected
-// one.
+// Reads all elements of an expression as double. Throws RecordError, also if
+// their count is not as expected.
 std::vector<double> numbersOf(const zelta::ZeltaChunk& chunk, const std::string& expression,
                               std::size_t expectedCount);
 double numberOf(const zelta::ZeltaChunk& chunk, const std::string& expression);
@@ -81,7 +81,7 @@ double numberOf(const zelta::ZeltaChunk& chunk, const std::string& expression);
 // One unsigned number of 64 bits, exactly.
 std::uint64_t wholeNumberOf(const zelta::ZeltaChunk& chunk, const std::string& expression);
 
-// The same without a way through double, for images.
+// The same without converting to double, for images.
 std::vector<float> imageOf(const zelta::ZeltaChunk& chunk, const std::string& expression,
                            std::size_t expectedCount);
 
@@ -90,8 +90,8 @@ std::vector<std::uint8_t> bytesOf(const zelta::ZeltaChunk& chunk, const std::str
                                   std::size_t expectedCount);
 
 // Writes numbers given as text, separated by commas, into a record of any layout: one for every element, or
-// one for all. Whole numbers are whole, in range, and decimal or 0x...; others are finite. Throws
-// RecordError.
+// one for all. Integers must be in range, decimal or 0x...; other numbers must
+// be finite. Throws RecordError.
 void setFromText(const zelta::TypeRef& type, const std::string& expression, const std::string& text,
                  std::span<std::uint8_t> data);
 

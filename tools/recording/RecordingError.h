@@ -6,8 +6,8 @@
 
 namespace recording {
 
-// A recording that cannot be opened, read or written, told in a sentence that names the file; if it is cut
-// off or damaged, the sentence tells the byte offset as well.
+// A sentence about a recording that cannot be opened, read or written. It names the file and, for a recording
+// that is cut off or damaged, the byte offset as well.
 class RecordingError : public std::runtime_error {
  public:
     using std::runtime_error::runtime_error;

@@ -23,7 +23,7 @@ constexpr std::uint32_t endMark = 0x89ABCDEF;     // after the data
 
 constexpr std::size_t largestPacket = std::numeric_limits<std::int32_t>::max();
 
-// Bytes are asked for in steps, so that a size that is a lie costs no more memory than the file has bytes.
+// Bytes are read in steps, so that a false size costs no more memory than the file has bytes.
 constexpr std::size_t largestStep = std::size_t{1} << 20U;
 
 }  // namespace
@@ -113,7 +113,7 @@ bool RecordingReader::readNext() {
     return true;
 }
 
-// The bytes have been taken apart before.
+// The bytes were parsed before.
 RecordedPacket* RecordingReader::packetIn(std::size_t index, std::uint64_t offset,
                                           std::vector<std::uint8_t>& bytes) {
     packet_ = {index, offset, bytes, {}};

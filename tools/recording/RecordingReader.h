@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Reads a recording packet by packet. A recording is packets of the wire format one after the other and
-// nothing else. What comes before a damaged place stays readable.
+// nothing else. Everything before a damaged place stays readable.
 
 #pragma once
 
@@ -43,9 +43,9 @@ class RecordingReader {
     // from then on, the recording is at its end.
     RecordedPacket* next();
 
-    // The packet after those looked at already, null at the end or at a damaged place. next() gives it again,
-    // as it was recorded, so that a recording from a pipe can be looked into as well. Packets that were
-    // looked at stay in memory until next() has given them.
+    // The packet after those already looked at; null at the end or at a damaged place. next() returns it
+    // again, as it was recorded, so that a recording from a pipe can be looked into as well. Packets looked
+    // at stay in memory until next() has returned them.
     const RecordedPacket* lookAhead();
 
     const std::filesystem::path& path() const { return path_; }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Writes a recording. It appears under its name only when it is finished. When that fails, as on a full disk,
-// the whole packets up to there stay under the unfinished name, which the error tells.
+// Writes a recording. It appears under its name only when it is finished. If writing fails, as on a full
+// disk, the whole packets so far stay under the unfinished name, which the error names.
 
 #pragma once
 
@@ -18,7 +18,7 @@ namespace recording {
 
 class RecordingWriter {
  public:
-    // Makes missing folders. Throws RecordingError, as the others, with a sentence that names the path.
+    // Makes missing folders. Like the others, throws RecordingError with a sentence that names the path.
     explicit RecordingWriter(const std::filesystem::path& path);
 
     // One whole packet.

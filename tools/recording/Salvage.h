@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Finds the packets of a recording that is damaged, also after the damage.
+// Finds the packets of a damaged recording, even after the damage.
 
 #pragma once
 
@@ -41,8 +41,8 @@ struct Stretch {
 // What stands at an offset: a packet and its size, or the rule that it breaks and where.
 Stretch packetAt(std::span<const std::uint8_t> bytes, std::size_t offset);
 
-// All stretches in order, without gaps. After a damage, the next packet with chunks is looked for; bytes
-// before it belong to the damage. Packets without chunks next to a damage do, too.
+// All stretches in order, without gaps. After damage, the next packet with chunks is searched; the bytes
+// before it belong to the damage, and so do packets without chunks next to it.
 std::vector<Stretch> salvage(std::span<const std::uint8_t> bytes);
 
 }  // namespace recording

@@ -34,8 +34,8 @@ Record recordOf(const SimulationSettings& settings);
 Record sceneRecord(const simulation::Truth& truth);
 Record frequencyRecord(const simulation::Truth& truth);
 
-// What a packet says about the simulation; none if it says nothing. Throw RecordError for records that are
-// not what they have to be.
+// What a packet says about the simulation; none if it says nothing. Throw
+// RecordError for malformed records.
 std::optional<SimulationSettings> simulationSettingsIn(const zelta::Packet& packet);
 std::optional<simulation::Truth> truthIn(const zelta::Packet& packet);
 
