@@ -4,8 +4,8 @@
 // predicts.
 //
 // A pixel is judged if it is valid, not known as defective, and its raw amplitude (the length of the phasor
-// in the exposure that the pixel was taken from) is at least 300 counts. One frequency tells distances only
-// modulo its unique range, so there the error is taken modulo that range.
+// in the exposure that the pixel was taken from) is at least 300 counts. One frequency measures distances
+// only modulo its unique range, so its error is taken modulo that range.
 
 #pragma once
 

@@ -156,7 +156,7 @@ class Examination {
                     "Take the calibration that belongs to this camera and its settings.");
             }
         } catch (const recording::RecordError&) {
-            return;  // told with the definitions, or of another make
+            return;  // reported with the definitions, or of another kind
         }
     }
 

@@ -19,7 +19,7 @@ struct Finding {
     std::size_t byte = 0;  // in the file
     std::size_t packet = 0;
     std::optional<std::size_t> chunk;  // in the packet
-    std::string rule;                  // a sentence: what is not as it has to be
+    std::string rule;                  // a sentence: which rule is broken
     std::string advice;                // a sentence: what to do
     bool isDamage = false;             // of bytes, not of what they mean
 };

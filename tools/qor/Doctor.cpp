@@ -32,7 +32,7 @@ struct Options {
     bool quiet = false;
 };
 
-// More than so many sentences help nobody at a terminal; the document has them all.
+// More sentences than this help nobody at a terminal. The document has them all.
 constexpr std::size_t mostSentences = 50;
 
 nlohmann::ordered_json toJson(const std::vector<Finding>& findings) {

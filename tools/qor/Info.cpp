@@ -111,7 +111,7 @@ Summary summarise(recording::RecordingReader& reader) {
     return summary;
 }
 
-// Long lists help nobody at a terminal; the document has them whole.
+// Long lists help nobody at a terminal. The document has them in full.
 void printList(const char* title, const char* none, const std::vector<std::string>& sentences) {
     constexpr std::size_t mostLines = 10;
     if (sentences.empty()) {
@@ -134,7 +134,7 @@ std::vector<std::string> gapSentences(const Summary& summary) {
     return sentences;
 }
 
-// How the recording goes on in time; nothing for one without images.
+// How the recording proceeds in time; nothing for one without images.
 void printCourse(const Summary& summary) {
     fmt::print("  {:<9} {}\n", "checksum", summary.checksum.text());
     if (summary.timeline.images() == 0) {

@@ -79,7 +79,7 @@ class Replay {
         }
     }
 
-    // Of the work that is done; below 0 if it is unknown. A selection that ends is over after so many frames.
+    // The share of the work done; below 0 if unknown. A selection with an end is done after so many frames.
     double share() const {
         const double ofBytes = reader_.fileSize() == 0 ? -1.0
                                                        : static_cast<double>(reader_.bytesRead()) /
@@ -114,7 +114,7 @@ class Replay {
             if (listener_.feeding) {
                 listener_.feeding(packet);
             }
-            // A customization of its own goes in by its own pin.
+            // A separate customization goes in through its own pin.
             const bool fromCustomPin =
                 recording::findChunk(packet.chunks, recording::channel::customization) != nullptr;
             place_ = where(packet);
@@ -128,7 +128,7 @@ class Replay {
             failed = true;
             fail(error.what());
         }
-        // After a failure the plug-in may still offer what it found out about it.
+        // After a failure the plug-in may still offer information about it.
         try {
             takeResult(packet, failed);
         } catch (const plugin::PluginError& error) {
@@ -191,7 +191,7 @@ class Replay {
         }
     }
 
-    // The plug-in takes one calibration, the first, and drops images before it without a word.
+    // The plug-in takes only the first calibration, and silently drops images before it.
     void checkCalibration(const recording::RecordedPacket& packet) {
         const zelta::ZeltaChunk* const chunk =
             recording::findChunk(packet.chunks, recording::channel::calibration);

@@ -43,14 +43,14 @@ struct ReplayCounts {
     std::size_t missingImages = 0;       // between whole frames, by their counters
     bool interrupted = false;            // before the end of the recording
     bool stopped = false;                // after the last selected frame
-    std::string damage;                  // where the recording cannot be read any further; empty if nowhere
+    std::string damage;                  // why the recording cannot be read any further; empty if it can
 };
 
-// What a replay tells while it goes on.
+// What a replay reports while it runs.
 struct ReplayListener {
     // A packet as it is about to be fed, with its overrides. May be left out.
     std::function<void(const recording::RecordedPacket& packet)> feeding;
-    // A finished frame among those selected. The truth is null if the recording does not tell it.
+    // A finished frame among those selected. The truth is null if the recording has none.
     std::function<void(std::size_t number, const ResultFrame& frame, const simulation::Truth* truth,
                        const recording::SimulationSettings* simulation)>
         frame;
@@ -64,10 +64,10 @@ struct ReplayListener {
     std::function<bool()> interrupted;
 };
 
-// A frame begins with each input record whose sequenceCounter is 0. Results of packets before the first frame
-// are kept always. Images of an incomplete frame are held back from where it breaks. Throws
-// recording::RecordingError if the results cannot be written, and whatever the listener throws; the results
-// up to there are complete even so.
+// A frame begins with each input record whose sequenceCounter is 0. Results of packets before the first
+// frame are always kept. Images of an incomplete frame are held back from the break on. Throws
+// recording::RecordingError if the results cannot be written, and whatever the listener throws; even then
+// the results so far are complete.
 ReplayCounts replay(recording::RecordingReader& reader, const ReplaySettings& settings,
                     plugin::Plugin& plugin, const ReplayListener& listener);
 

@@ -28,7 +28,7 @@ void printNoise(const std::vector<AmplitudeBin>& bins) {
         sensor.suppressionKnee, sensor.countsPerElectron, sensor.readNoise);
 }
 
-// The prediction is that of one frequency.
+// The prediction is for one frequency.
 bool predictsNoise(const recording::SimulationSettings& simulation) {
     return simulation.photonNoise && simulation.frequencies.size() == 1;
 }

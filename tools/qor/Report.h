@@ -17,8 +17,8 @@ std::string describe(const recording::SimulationSettings& simulation);
 
 void printAccuracy(const AccuracySummary& accuracy, const recording::SimulationSettings& simulation);
 
-// The noise stays empty where there is no prediction to hold it against: without photon noise, and with two
-// frequencies.
+// The noise stays empty where there is no prediction to compare it with: without photon
+// noise, and with two frequencies.
 void addAccuracy(nlohmann::ordered_json& document, const AccuracySummary& accuracy,
                  const recording::SimulationSettings& simulation);
 

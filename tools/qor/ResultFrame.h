@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A finished frame, as a result packet tells it.
+// A finished frame, as a result packet describes it.
 
 #pragma once
 
@@ -48,8 +48,8 @@ zelta::Packet resultPacket(const std::vector<std::uint8_t>& bytes);
 // a record that is not what it has to be.
 std::optional<ResultFrame> frameIn(const zelta::Packet& result, bool withCoordinates);
 
-// The first error that the pipeline met in the call behind a result packet: "ImageFilter(108): Unsupported
-// mask size". A stage may fail while the frame goes on. Throws as frameIn does.
+// The first error that the pipeline met in the call of a result packet: "ImageFilter(108): Unsupported mask
+// size". A stage may fail while the frame continues. Throws as frameIn does.
 std::optional<std::string> errorIn(const zelta::Packet& result);
 
 }  // namespace qor

@@ -35,7 +35,7 @@ void writeSettings(const std::filesystem::path& path, const std::string& text) {
     file.finish();
 }
 
-// Without a folder, the results go to a stream and stand alone.
+// Without a folder, only the results are written, to a stream.
 RunOutcome process(const RunOptions& options, const ReplaySettings& settings,
                    recording::RecordingReader& reader, RunFolder* folder, RunProducts& products) {
     RunOutcome outcome;

@@ -95,7 +95,7 @@ void RunFolder::begin() {
         throw std::runtime_error(fmt::format("Cannot {} {}: {}.", what, folder_.string(), reason));
     };
     std::error_code error;
-    // The list goes last: while a file of the earlier run is there, it is listed.
+    // The list is removed last: while a file of the earlier run exists, it is listed.
     std::stable_partition(earlier_.begin(), earlier_.end(),
                           [](const std::string& name) { return name != listName; });
     for (const std::string& name : earlier_) {

@@ -13,7 +13,7 @@
 
 namespace qor {
 
-// A folder that a run must not use, told in a sentence.
+// A sentence about a folder that a run must not use.
 class FolderInUse : public std::runtime_error {
  public:
     using std::runtime_error::runtime_error;
@@ -26,17 +26,17 @@ class RunFolder {
     static constexpr const char* settingsName = "settings.txt";
 
     // Looks at the folder without changing it. `recording` is what the run reads. Throws FolderInUse if the
-    // folder holds what an earlier run wrote and `force` does not allow to remove that; if it holds files of
-    // names that a run gives, but no list names them; or if the recording would be removed.
+    // folder holds results of an earlier run and `force` does not allow removing them; if it holds files with
+    // names of a run that no list contains; or if the recording would be removed.
     RunFolder(std::filesystem::path folder, const std::filesystem::path& recording, bool force);
 
     // Removes what the earlier run wrote and begins the list. Throws std::runtime_error.
     void begin();
 
-    // The names of files that the run writes, in the list from now on.
+    // Adds the names of files that the run writes to the list.
     void add(const std::vector<std::string>& names);
 
-    // Whether a run gives files such a name.
+    // Whether a run uses such a file name.
     static bool isNameOfARun(const std::string& name);
 
  private:

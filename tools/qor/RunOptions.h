@@ -33,7 +33,7 @@ struct RunOptions {
 
 void addRunOptions(CLI::App& command, RunOptions& options);
 
-// What they mean for the replay. Throws as readSettings.
+// What they mean for the replay. Throws as readSettings does.
 ReplaySettings replaySettings(const RunOptions& options);
 
 }  // namespace qor

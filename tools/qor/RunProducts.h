@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What comes of the frames of a run: figures, pictures and point clouds.
+// The products of a run's frames: figures, pictures and point clouds.
 
 #pragma once
 
@@ -26,7 +26,7 @@ class RunProducts {
     // Without a folder there are no pictures.
     RunProducts(const RunOptions& options, RunFolder* folder) : options_(options), folder_(folder) {}
 
-    // Takes a finished frame. The truth and how it was simulated are null if the recording does not tell.
+    // Takes a finished frame. The truth and how it was simulated are null if the recording lacks them.
     void add(std::size_t number, const ResultFrame& frame, const simulation::Truth* truth,
              const recording::SimulationSettings* simulation);
 

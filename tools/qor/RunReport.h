@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What qor run tells at its end, as text and as JSON.
+// What qor run reports at its end, as text and as JSON.
 
 #pragma once
 
@@ -18,7 +18,7 @@
 namespace qor {
 
 struct RunOutcome {
-    std::optional<ExpectedOutput> expected;  // none if nobody knows the number of frames
+    std::optional<ExpectedOutput> expected;  // none if the number of frames is unknown
     ReplayCounts counts;
     double seconds = 0.0;
     std::string pluginName;
@@ -29,7 +29,7 @@ struct RunOutcome {
     std::vector<std::string> troubles;
 };
 
-// Before the first frame: how large the result is going to be.
+// Before the first frame: how large the result will be.
 void printExpectation(const RunOptions& options, const RunOutcome& outcome);
 
 void printRun(const RunOptions& options, const RunOutcome& outcome, const RunProducts& products);

@@ -11,13 +11,13 @@
 
 namespace qor {
 
-// More than so many sentences about packets help nobody.
+// More sentences about packets than this help nobody.
 inline constexpr std::size_t mostSentences = 20;
 
 // Says on standard error what is wrong.
 void complainOfRun(const std::string& sentence);
 
-// What is wrong is said, and makes the exit code that is returned.
+// Says what is wrong, and returns the exit code for it.
 int judgeRun(const RunOptions& options, const RunOutcome& outcome, const RunProducts& products);
 
 }  // namespace qor

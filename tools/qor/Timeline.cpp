@@ -41,7 +41,7 @@ void Timeline::add(const recording::RecordedPacket& packet) {
         }
         frameStart_ = time;
     } catch (const recording::RecordError&) {
-        return;  // whoever reads the record tells what is wrong with it
+        return;  // the readers of the record report what is wrong with it
     }
 }
 

@@ -31,7 +31,7 @@ class Timeline {
     std::optional<double> framesPerSecond() const;
 
     // Jumps of the imager's counter, positions in the frame that are left out, and times from frame to frame
-    // of more than half as much again as is usual.
+    // that are more than half as long again as usual.
     std::vector<Gap> gaps() const;
 
  private:
