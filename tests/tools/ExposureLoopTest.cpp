@@ -93,8 +93,8 @@ TEST(ExposureLoop, WithOneExposureFollowsASceneFromBrightToDarkAndBack) {
     EXPECT_LT(settledAt(0), settledAt(1));
     EXPECT_EQ(settledAt(0), settledAt(2));
     // A scene that was too dark for the times is measured better with the proposed ones.
-    EXPECT_GT(frames[framesOfAStretch + framesToSettle].medianAmplitude,
-              2.0 * frames[framesOfAStretch].medianAmplitude);
+    EXPECT_GT(frames[framesOfAStretch + framesToSettle].medianAmplitude.value(),
+              2.0 * frames[framesOfAStretch].medianAmplitude.value());
     // Frames that are too bright for their times are recognised as such.
     EXPECT_GT(frames[2 * framesOfAStretch].saturatedPixels, static_cast<std::size_t>(saturatedAllowed));
 }

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <limits>
 #include <stdexcept>
 
 #include "qor/Quantile.h"
@@ -37,20 +36,17 @@ void Accuracy::add(const simulation::Truth& truth, std::span<const float> distan
     const simulation::FrequencyTruth& frequency = truth.frequencies.at(0);
     for (std::size_t i = 0; i < simulation::pixelCount; ++i) {
         pixelsBeyondUniqueRange_ += frequencies_.size() == 1 && frequency.wraps[i] > 0 ? 1 : 0;
-        if ((confidence[i] & invalidBit) != 0) {
+        if (!isUsable(confidence[i], distance[i])) {
             continue;
         }
-        ++validPixels_;
+        ++usablePixels_;
         const std::size_t exposure =
             (confidence[i] & lastExposureBit) != 0 ? frequency.exposures.size() - 1 : 0;
         const simulation::ExposureTruth& source = frequency.exposures[exposure];
         if (truth.badPixel[i] != 0 || source.rawAmplitude[i] < judgedAmplitude) {
             continue;
         }
-        auto error = static_cast<float>(errorOf(static_cast<double>(distance[i]), truth.distance[i]));
-        if (std::isnan(error)) {
-            error = std::numeric_limits<float>::infinity();  // a valid pixel without a number is all wrong
-        }
+        const auto error = static_cast<float>(errorOf(static_cast<double>(distance[i]), truth.distance[i]));
         absoluteErrors_.push_back(std::abs(error));
         if (truth.edge[i] == 0) {
             offEdges_.push_back({error, static_cast<float>(source.rawAmplitude[i]),
@@ -63,7 +59,7 @@ AccuracySummary Accuracy::summary() const {
     AccuracySummary summary;
     summary.frames = frames_;
     summary.pixels = pixels_;
-    summary.validPixels = validPixels_;
+    summary.usablePixels = usablePixels_;
     summary.judgedPixels = absoluteErrors_.size();
     summary.judgedPixelsOffEdges = offEdges_.size();
     summary.pixelsBeyondUniqueRange = pixelsBeyondUniqueRange_;
@@ -75,10 +71,12 @@ AccuracySummary Accuracy::summary() const {
         sum += static_cast<double>(pixel.error);
     }
     summary.percentile99Error = quantile(offEdges, 0.99);
-    summary.meanError = offEdges.empty() ? 0.0 : sum / static_cast<double>(offEdges.size());
+    if (!offEdges.empty()) {
+        summary.meanError = sum / static_cast<double>(offEdges.size());
+    }
 
     for (std::size_t k = 0; k + 1 < binEdges.size(); ++k) {
-        AmplitudeBin bin{binEdges[k], binEdges[k + 1], 0, 0.0, 0.0};
+        AmplitudeBin bin{binEdges[k], binEdges[k + 1], 0, 0.0, 0.0, 0.0};
         double errors = 0.0;
         double squares = 0.0;
         double variances = 0.0;
@@ -95,8 +93,8 @@ AccuracySummary Accuracy::summary() const {
         }
         if (bin.pixels > 0) {
             const auto count = static_cast<double>(bin.pixels);
-            const double mean = errors / count;
-            bin.measured = std::sqrt(std::max(0.0, squares / count - mean * mean));
+            bin.bias = errors / count;
+            bin.measured = std::sqrt(std::max(0.0, squares / count - bin.bias * bin.bias));
             bin.predicted = std::sqrt(variances / count);
             summary.bins.push_back(bin);
         }

@@ -3,7 +3,7 @@
 // How far measured distances lie from the truth, and how that compares with what the simulated sensor
 // predicts.
 //
-// A pixel is judged if it is valid, not known as defective, and its raw amplitude (the length of the phasor
+// A pixel is judged if it is usable, not known as defective, and its raw amplitude (the length of the phasor
 // in the exposure that the pixel was taken from) is at least 300 counts. One frequency measures distances
 // only modulo its unique range, so its error is taken modulo that range.
 
@@ -11,6 +11,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -25,26 +26,33 @@ struct AmplitudeBin {
     double from = 0.0;  // counts
     double to = 0.0;
     std::size_t pixels = 0;
-    double measured = 0.0;   // standard deviation of the error, metres
+    double bias = 0.0;       // mean error, metres
+    double measured = 0.0;   // standard deviation of the error about that mean, metres
     double predicted = 0.0;  // root of the mean predicted variance, metres
 
-    double ratio() const { return predicted > 0.0 ? measured / predicted : 0.0; }
+    // None where no noise is predicted.
+    std::optional<double> ratio() const {
+        return predicted > 0.0 ? std::optional(measured / predicted) : std::nullopt;
+    }
 };
 
 struct AccuracySummary {
     std::size_t frames = 0;
     std::size_t pixels = 0;  // of all frames
-    std::size_t validPixels = 0;
+    std::size_t usablePixels = 0;
     std::size_t judgedPixels = 0;
     std::size_t judgedPixelsOffEdges = 0;
     std::size_t pixelsBeyondUniqueRange = 0;
-    double medianError = 0.0;        // of the absolute error of the judged pixels, metres
-    double percentile99Error = 0.0;  // the same away from edges: 99 percent of them are no worse
-    double meanError = 0.0;          // signed, away from edges, metres
-    std::vector<AmplitudeBin> bins;  // those with pixels
+    // None where no pixel was judged.
+    std::optional<double> medianError;        // of the absolute error of the judged pixels, metres
+    std::optional<double> percentile99Error;  // the same away from edges: 99 percent of them are no worse
+    std::optional<double> meanError;          // signed, away from edges, metres
+    std::vector<AmplitudeBin> bins;           // those with pixels
 
-    double validShare() const {
-        return pixels == 0 ? 0.0 : static_cast<double>(validPixels) / static_cast<double>(pixels);
+    // Of no pixel there is none.
+    std::optional<double> usableShare() const {
+        return pixels == 0 ? std::nullopt
+                           : std::optional(static_cast<double>(usablePixels) / static_cast<double>(pixels));
     }
 };
 
@@ -73,7 +81,7 @@ class Accuracy {
     std::vector<double> frequencies_;
     std::size_t frames_ = 0;
     std::size_t pixels_ = 0;
-    std::size_t validPixels_ = 0;
+    std::size_t usablePixels_ = 0;
     std::size_t pixelsBeyondUniqueRange_ = 0;
     std::vector<float> absoluteErrors_;
     std::vector<Judged> offEdges_;

@@ -7,6 +7,7 @@
 #include <CLI/CLI.hpp>
 #include <array>
 #include <charconv>
+#include <cmath>
 #include <nlohmann/json.hpp>
 #include <system_error>
 
@@ -112,6 +113,14 @@ std::string exposureText(const std::vector<std::int32_t>& microseconds) {
         texts.push_back(fmt::format("{} us", exposure));
     }
     return joined(texts, " + ");
+}
+
+std::string numberText(const std::optional<double>& value, int decimals) {
+    return value ? fmt::format("{:.{}f}", *value, decimals) : "-";
+}
+
+nlohmann::ordered_json orNull(const std::optional<double>& value) {
+    return value && std::isfinite(*value) ? nlohmann::ordered_json(*value) : nlohmann::ordered_json(nullptr);
 }
 
 std::string counted(std::uint64_t count, const std::string& noun) {

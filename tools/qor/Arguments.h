@@ -44,6 +44,12 @@ std::string joined(const std::vector<std::string>& texts, std::string_view separ
 std::string frequencyText(const std::vector<double>& hertz);
 std::string exposureText(const std::vector<std::int32_t>& microseconds);
 
+// A measurement with so many decimals; "-" if there is none.
+std::string numberText(const std::optional<double>& value, int decimals);
+
+// The same in a document: null if there is none, or if it is no number.
+nlohmann::ordered_json orNull(const std::optional<double>& value);
+
 // "3 packets", "1 packet".
 std::string counted(std::uint64_t count, const std::string& noun);
 

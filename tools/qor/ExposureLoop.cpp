@@ -44,10 +44,11 @@ std::size_t saturatedPixels(const ResultFrame& frame) {
                                                   [](std::uint8_t c) { return (c & saturatedBit) != 0; }));
 }
 
-double medianAmplitude(const ResultFrame& frame, const std::vector<std::int32_t>& exposureTimes) {
+std::optional<double> medianAmplitude(const ResultFrame& frame,
+                                      const std::vector<std::int32_t>& exposureTimes) {
     std::vector<double> counts;
     for (std::size_t i = 0; i < frame.amplitude.size(); ++i) {
-        if ((frame.confidence[i] & invalidBit) == 0) {
+        if (isUsable(frame.confidence[i], frame.distance[i]) && std::isfinite(frame.amplitude[i])) {
             const bool last = (frame.confidence[i] & lastExposureBit) != 0;
             counts.push_back(static_cast<double>(frame.amplitude[i]) *
                              (last ? exposureTimes.back() : exposureTimes.front()));
@@ -89,11 +90,11 @@ void printExposure(const std::vector<ExposedFrame>& frames) {
     fmt::print("\n{:>5}  {:>10}  {:>19}  {:>10}  {:>10}  {:>19}\n", "Frame", "Brightness", "Exposure",
                "Saturated", "Amplitude", "Proposed");
     for (const ExposedFrame& frame : frames) {
-        fmt::print("{:>5}  {:>10.4g}  {:>19}  {:>10}  {:>10.0f}  {:>19}\n", frame.number, frame.brightness,
-                   exposureText(frame.exposureTimes), frame.saturatedPixels, frame.medianAmplitude,
-                   exposureText(frame.proposedTimes));
+        fmt::print("{:>5}  {:>10.4g}  {:>19}  {:>10}  {:>10}  {:>19}\n", frame.number, frame.brightness,
+                   exposureText(frame.exposureTimes), frame.saturatedPixels,
+                   numberText(frame.medianAmplitude, 0), exposureText(frame.proposedTimes));
     }
-    fmt::print("Saturated counts pixels, amplitude is the median of the valid ones in raw counts.\n");
+    fmt::print("Saturated counts pixels, amplitude is the median of the usable ones in raw counts.\n");
 }
 
 nlohmann::ordered_json exposureJson(const std::vector<ExposedFrame>& frames) {
@@ -103,7 +104,7 @@ nlohmann::ordered_json exposureJson(const std::vector<ExposedFrame>& frames) {
                         {"brightness", frame.brightness},
                         {"exposuresMicroseconds", frame.exposureTimes},
                         {"saturatedPixels", frame.saturatedPixels},
-                        {"medianAmplitude", frame.medianAmplitude},
+                        {"medianAmplitude", orNull(frame.medianAmplitude)},
                         {"proposedMicroseconds", frame.proposedTimes}});
     }
     return list;

@@ -20,7 +20,7 @@ struct ExposedFrame {
     double brightness = 1.0;                  // of the scene, as a share of its own
     std::vector<std::int32_t> exposureTimes;  // microseconds
     std::size_t saturatedPixels = 0;          // saturated in every exposure
-    double medianAmplitude = 0.0;             // raw counts, of the valid pixels
+    std::optional<double> medianAmplitude;    // raw counts, of the valid pixels
     std::vector<std::int32_t> proposedTimes;  // for the next frame
 };
 

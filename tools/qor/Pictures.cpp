@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+#include <optional>
 #include <utility>
 
 #include "imaging/Figure.h"
@@ -27,6 +28,7 @@ using simulation::pixelCount;
 enum State : std::uint8_t {
     LastExposure,
     FirstExposure,
+    NoDistance,
     Saturated,
     Asymmetric,
     LowAmplitude,
@@ -36,16 +38,23 @@ enum State : std::uint8_t {
 
 const std::vector<imaging::Category>& states() {
     static const std::vector<imaging::Category> categories{
-        {{46, 125, 170}, "valid"},        {{120, 190, 220}, "valid, first exposure"},
-        {{250, 200, 40}, "saturated"},    {{190, 60, 150}, "asymmetric"},
-        {{70, 74, 84}, "low amplitude"},  {{225, 90, 50}, "no assignment"},
+        {{46, 125, 170}, "valid"},
+        {{120, 190, 220}, "valid, first exposure"},
+        {{235, 235, 235}, "valid, no distance"},
+        {{250, 200, 40}, "saturated"},
+        {{190, 60, 150}, "asymmetric"},
+        {{70, 74, 84}, "low amplitude"},
+        {{225, 90, 50}, "no assignment"},
         {{0, 0, 0}, "invalid otherwise"},
     };
     return categories;
 }
 
-std::uint8_t stateOf(std::uint8_t confidence) {
+std::uint8_t stateOf(std::uint8_t confidence, std::uint8_t usable) {
     const auto has = [confidence](unsigned bit) { return (confidence & bit) != 0; };
+    if (!has(invalidBit) && usable == 0) {
+        return NoDistance;
+    }
     if (!has(invalidBit)) {
         return has(lastExposureBit) ? LastExposure : FirstExposure;
     }
@@ -61,9 +70,10 @@ std::uint8_t stateOf(std::uint8_t confidence) {
     return has(asymmetricBit) ? Asymmetric : OtherFault;
 }
 
-// The first of 1, 2, 5, 10, 20, 50 and so on that is not below the value.
+// The first of 1, 2, 5, 10, 20, 50 and so on that is not below the value, of a thousandth and up.
 double roundedUp(double value) {
-    for (double decade = 1.0;; decade *= 10.0) {
+    for (int exponent = -3;; ++exponent) {
+        const double decade = exponent < 0 ? 1.0 / std::pow(10.0, -exponent) : std::pow(10.0, exponent);
         for (const double step : {1.0, 2.0, 5.0}) {
             if (step * decade >= value) {
                 return step * decade;
@@ -80,14 +90,6 @@ std::vector<float> inMillimetres(std::span<const float> metres) {
     return result;
 }
 
-std::vector<std::uint8_t> validOf(const ResultFrame& frame) {
-    std::vector<std::uint8_t> valid(pixelCount);
-    for (std::size_t i = 0; i < pixelCount; ++i) {
-        valid[i] = (frame.confidence[i] & invalidBit) == 0 ? 1 : 0;
-    }
-    return valid;
-}
-
 }  // namespace
 
 std::filesystem::path filePath(const std::filesystem::path& folder, std::size_t frame,
@@ -97,9 +99,9 @@ std::filesystem::path filePath(const std::filesystem::path& folder, std::size_t 
 
 std::vector<std::filesystem::path> writePictures(const PictureSettings& settings, std::size_t frameNumber,
                                                  const ResultFrame& frame, std::span<const float> errors) {
-    const std::vector<std::uint8_t> valid = validOf(frame);
+    const std::vector<std::uint8_t> usable = usablePixels(frame);
     std::vector<std::uint8_t> state(pixelCount);
-    std::transform(frame.confidence.begin(), frame.confidence.end(), state.begin(), stateOf);
+    std::transform(frame.confidence.begin(), frame.confidence.end(), usable.begin(), state.begin(), stateOf);
     std::vector<std::filesystem::path> paths;
     const auto pathOf = [&](const char* name) {
         return paths.emplace_back(filePath(settings.folder, frameNumber, name));
@@ -111,9 +113,9 @@ std::vector<std::filesystem::path> writePictures(const PictureSettings& settings
                                               imageHeight, scale, settings.enlargement));
     };
     const auto draw = [&](const char* name, const char* title, std::span<const float> values,
-                          const imaging::Scale& scale) { drawWhere(valid, name, title, values, scale); };
+                          const imaging::Scale& scale) { drawWhere(usable, name, title, values, scale); };
 
-    imaging::writeDistancePng(pathOf("distance_mm.png"), frame.distance, valid, imageWidth, imageHeight);
+    imaging::writeDistancePng(pathOf("distance_mm.png"), frame.distance, usable, imageWidth, imageHeight);
     draw("distance.png", "Distance", frame.distance,
          {imaging::ColorMap::Turbo, settings.distance.minimum, settings.distance.maximum, "metres"});
     draw("amplitude.png", "Amplitude", frame.amplitude,
@@ -141,9 +143,9 @@ std::vector<std::filesystem::path> writePictures(const PictureSettings& settings
 std::filesystem::path writeCloud(const std::filesystem::path& folder, std::size_t frameNumber,
                                  const std::string& format, const ResultFrame& frame) {
     const Coordinates& coordinates = frame.coordinates.value();
-    const std::vector<std::uint8_t> valid = validOf(frame);
+    const std::vector<std::uint8_t> usable = usablePixels(frame);
     const imaging::PointImage points{coordinates.X, coordinates.Y, coordinates.Z, frame.amplitude,
-                                     valid,         imageWidth,    imageHeight};
+                                     usable,        imageWidth,    imageHeight};
     std::filesystem::path path = filePath(folder, frameNumber, "points." + format);
     if (format == "ply") {
         imaging::writePly(path, points);
@@ -156,26 +158,35 @@ std::filesystem::path writeCloud(const std::filesystem::path& folder, std::size_
 Range distanceRangeOf(const ResultFrame& frame) {
     std::vector<float> distances;
     for (std::size_t i = 0; i < frame.distance.size(); ++i) {
-        if ((frame.confidence[i] & invalidBit) == 0 && std::isfinite(frame.distance[i])) {
+        if (isUsable(frame.confidence[i], frame.distance[i])) {
             distances.push_back(frame.distance[i]);
         }
     }
-    if (distances.empty()) {
+    const std::optional<double> furthest = quantile(std::move(distances), 0.99);
+    if (!furthest) {
         return {};
     }
-    const double furthest = quantile(std::move(distances), 0.99);
     constexpr double step = 0.5;  // metres
-    return {0.0, std::clamp(std::ceil(furthest / step) * step, step, 1000.0)};
+    return {0.0, std::clamp(std::ceil(*furthest / step) * step, step, 1000.0)};
+}
+
+Range amplitudeRangeOf(const ResultFrame& frame) {
+    std::vector<float> amplitudes;
+    for (std::size_t i = 0; i < frame.amplitude.size(); ++i) {
+        if (isUsable(frame.confidence[i], frame.distance[i]) && std::isfinite(frame.amplitude[i])) {
+            amplitudes.push_back(frame.amplitude[i]);
+        }
+    }
+    const std::optional<double> strongest = quantile(std::move(amplitudes), 0.99);
+    return strongest ? Range{0.0, roundedUp(*strongest)} : PictureSettings{}.amplitude;
 }
 
 Range intensityRangeOf(const ResultFrame& frame) {
     std::vector<float> counts;
     std::copy_if(frame.intensity.begin(), frame.intensity.end(), std::back_inserter(counts),
                  [](float count) { return std::isfinite(count); });
-    if (counts.empty()) {
-        return PictureSettings{}.intensity;
-    }
-    return {0.0, roundedUp(quantile(std::move(counts), 0.99))};
+    const std::optional<double> brightest = quantile(std::move(counts), 0.99);
+    return brightest ? Range{0.0, std::max(roundedUp(*brightest), 1.0)} : PictureSettings{}.intensity;
 }
 
 }  // namespace qor

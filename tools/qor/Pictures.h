@@ -41,8 +41,11 @@ std::vector<std::filesystem::path> writePictures(const PictureSettings& settings
 std::filesystem::path writeCloud(const std::filesystem::path& folder, std::size_t frameNumber,
                                  const std::string& format, const ResultFrame& frame);
 
-// A scale from 0 to a round number that holds all but the farthest hundredth of the valid pixels.
+// A scale from 0 to a round number that holds all but the farthest hundredth of the usable pixels.
 Range distanceRangeOf(const ResultFrame& frame);
+
+// The same for the amplitude. For a frame without usable pixels, the usual one.
+Range amplitudeRangeOf(const ResultFrame& frame);
 
 // The same for the intensity, over all pixels. For a frame without intensity, the range of a sample.
 Range intensityRangeOf(const ResultFrame& frame);

@@ -5,16 +5,17 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <optional>
 #include <vector>
 
 namespace qor {
 
-// The smallest value that at least `share` of the values, 0 to 1, do not exceed; 0 of no values. None of them
-// may be NaN.
+// The smallest value that at least `share` of the values, 0 to 1, do not exceed; none of no values. None of
+// them may be NaN.
 template <typename T>
-double quantile(std::vector<T> values, double share) {
+std::optional<double> quantile(std::vector<T> values, double share) {
     if (values.empty()) {
-        return 0.0;
+        return std::nullopt;
     }
     const auto count = static_cast<double>(values.size());
     const auto rank = static_cast<std::ptrdiff_t>(std::max(std::ceil(share * count), 1.0)) - 1;

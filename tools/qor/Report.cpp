@@ -5,6 +5,8 @@
 #include <fmt/format.h>
 
 #include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "qor/Arguments.h"
@@ -13,12 +15,17 @@
 namespace qor {
 namespace {
 
+std::string millimetres(const std::optional<double>& metres) {
+    return numberText(metres ? std::optional(1000.0 * *metres) : std::nullopt, 3);
+}
+
 void printNoise(const std::vector<AmplitudeBin>& bins) {
-    fmt::print("\nStandard deviation of the distance error\n");
-    fmt::print("  raw amplitude      pixels    measured   predicted   ratio\n");
+    fmt::print("\nStandard deviation of the distance error about its mean, the bias\n");
+    fmt::print("  raw amplitude      pixels        bias    measured   predicted   ratio\n");
     for (const AmplitudeBin& bin : bins) {
-        fmt::print("  {:>4.0f} .. {:>4.0f}   {:>10}  {:>7.2f} mm  {:>7.2f} mm   {:.3f}\n", bin.from, bin.to,
-                   bin.pixels, 1000.0 * bin.measured, 1000.0 * bin.predicted, bin.ratio());
+        fmt::print("  {:>4.0f} .. {:>4.0f}   {:>10}  {:>7.2f} mm  {:>7.2f} mm  {:>7.2f} mm   {}\n", bin.from,
+                   bin.to, bin.pixels, 1000.0 * bin.bias, 1000.0 * bin.measured, 1000.0 * bin.predicted,
+                   numberText(bin.ratio(), 3));
     }
     const simulation::SensorProperties sensor;
     fmt::print(
@@ -46,13 +53,24 @@ std::string describe(const recording::SimulationSettings& simulation) {
     return text;
 }
 
+void printNoAccuracy() {
+    fmt::print("\nDistances against the truth: -   the recording tells none\n");
+}
+
+void addNoAccuracy(nlohmann::ordered_json& document) {
+    for (const char* figure : {"judgedPixels", "judgedPixelsOffEdges", "pixelsBeyondUniqueRange",
+                               "medianErrorMetres", "percentile99ErrorMetres", "meanErrorMetres", "noise"}) {
+        document[figure] = nullptr;
+    }
+}
+
 void printAccuracy(const AccuracySummary& a, const recording::SimulationSettings& simulation) {
     fmt::print("\nDistances against the truth: {}\n", describe(simulation));
-    fmt::print("  median absolute error  {:>9.3f} mm   {} valid pixels of at least {:g} counts\n",
-               1000.0 * a.medianError, a.judgedPixels, judgedAmplitude);
-    fmt::print("  99th percentile        {:>9.3f} mm   {} of them away from edges\n",
-               1000.0 * a.percentile99Error, a.judgedPixelsOffEdges);
-    fmt::print("  mean error             {:>9.3f} mm\n", 1000.0 * a.meanError);
+    fmt::print("  median absolute error  {:>9} mm   {} usable pixels of at least {:g} counts\n",
+               millimetres(a.medianError), a.judgedPixels, judgedAmplitude);
+    fmt::print("  99th percentile        {:>9} mm   {} of them away from edges\n",
+               millimetres(a.percentile99Error), a.judgedPixelsOffEdges);
+    fmt::print("  mean error             {:>9} mm\n", millimetres(a.meanError));
     if (a.pixelsBeyondUniqueRange > 0) {
         fmt::print("  beyond unique range    {:>9.2f} %    these are compared modulo {:.4f} m\n",
                    100.0 * static_cast<double>(a.pixelsBeyondUniqueRange) / static_cast<double>(a.pixels),
@@ -70,42 +88,42 @@ void addAccuracy(nlohmann::ordered_json& document, const AccuracySummary& a,
         noise.push_back({{"fromCounts", bin.from},
                          {"toCounts", bin.to},
                          {"pixels", bin.pixels},
+                         {"biasMetres", bin.bias},
                          {"measuredMetres", bin.measured},
                          {"predictedMetres", bin.predicted},
-                         {"ratio", bin.ratio()}});
+                         {"ratio", orNull(bin.ratio())}});
     }
     document["judgedPixels"] = a.judgedPixels;
     document["judgedPixelsOffEdges"] = a.judgedPixelsOffEdges;
     document["pixelsBeyondUniqueRange"] = a.pixelsBeyondUniqueRange;
-    document["medianErrorMetres"] = a.medianError;
-    document["percentile99ErrorMetres"] = a.percentile99Error;
-    document["meanErrorMetres"] = a.meanError;
+    document["medianErrorMetres"] = orNull(a.medianError);
+    document["percentile99ErrorMetres"] = orNull(a.percentile99Error);
+    document["meanErrorMetres"] = orNull(a.meanError);
     document["noise"] = noise;
 }
 
 void printTemporalNoise(const TemporalNoiseSummary& noise) {
-    if (noise.frames < 2) {
-        return;
-    }
-    fmt::print("\nNoise over {} frames, {} pixels valid in all of them\n", noise.frames, noise.pixels);
-    fmt::print("  measured               {:>9.3f} mm   median of the deviation from frame to frame\n",
-               1000.0 * noise.measured);
-    if (noise.medianRatio > 0.0) {
-        fmt::print("  noise image            {:>9.3f} mm   median of what the frames deliver\n",
-                   1000.0 * noise.delivered);
-        fmt::print("  ratio                  {:>9.3f}      median; {:.3f} to {:.3f} in nine of ten pixels\n",
-                   noise.medianRatio, noise.lowRatio, noise.highRatio);
+    fmt::print("\nNoise over {}, {} usable in all of them\n", counted(noise.frames, "frame"),
+               counted(noise.pixels, "pixel"));
+    fmt::print("  measured               {:>9} mm   median of the deviation from frame to frame\n",
+               millimetres(noise.measured));
+    if (noise.medianRatio) {
+        fmt::print("  noise image            {:>9} mm   median of what the frames deliver\n",
+                   millimetres(noise.delivered));
+        fmt::print("  ratio                  {:>9}      median; {} to {} in nine of ten pixels\n",
+                   numberText(noise.medianRatio, 3), numberText(noise.lowRatio, 3),
+                   numberText(noise.highRatio, 3));
     }
 }
 
 nlohmann::ordered_json temporalNoiseJson(const TemporalNoiseSummary& noise) {
     return {{"frames", noise.frames},
             {"pixels", noise.pixels},
-            {"medianMeasuredMetres", noise.measured},
-            {"medianDeliveredMetres", noise.delivered},
-            {"medianRatio", noise.medianRatio},
-            {"ratio5Percent", noise.lowRatio},
-            {"ratio95Percent", noise.highRatio}};
+            {"medianMeasuredMetres", orNull(noise.measured)},
+            {"medianDeliveredMetres", orNull(noise.delivered)},
+            {"medianRatio", orNull(noise.medianRatio)},
+            {"ratio5Percent", orNull(noise.lowRatio)},
+            {"ratio95Percent", orNull(noise.highRatio)}};
 }
 
 nlohmann::ordered_json simulationJson(const recording::SimulationSettings& simulation) {

@@ -15,6 +15,10 @@ namespace qor {
 // "scene room, 60 MHz, 1000 us, seed 1, photon noise"
 std::string describe(const recording::SimulationSettings& simulation);
 
+// Of a recording without a truth.
+void printNoAccuracy();
+void addNoAccuracy(nlohmann::ordered_json& document);
+
 void printAccuracy(const AccuracySummary& accuracy, const recording::SimulationSettings& simulation);
 
 // The noise stays empty where there is no prediction to compare it with: without photon
@@ -22,7 +26,6 @@ void printAccuracy(const AccuracySummary& accuracy, const recording::SimulationS
 void addAccuracy(nlohmann::ordered_json& document, const AccuracySummary& accuracy,
                  const recording::SimulationSettings& simulation);
 
-// Nothing, if there were fewer than two frames.
 void printTemporalNoise(const TemporalNoiseSummary& noise);
 
 nlohmann::ordered_json temporalNoiseJson(const TemporalNoiseSummary& noise);

@@ -37,6 +37,14 @@ std::string textOf(const zelta::ZeltaChunk& chunk, const std::string& expression
 
 }  // namespace
 
+std::vector<std::uint8_t> usablePixels(const ResultFrame& frame) {
+    std::vector<std::uint8_t> usable(frame.confidence.size());
+    for (std::size_t i = 0; i < usable.size(); ++i) {
+        usable[i] = isUsable(frame.confidence[i], frame.distance[i]) ? 1 : 0;
+    }
+    return usable;
+}
+
 zelta::Packet resultPacket(const std::vector<std::uint8_t>& bytes) {
     zelta::Packet packet;
     if (zelta::packet_parse(bytes.data(), static_cast<int>(bytes.size()), packet) != 0) {

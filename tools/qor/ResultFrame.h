@@ -4,6 +4,7 @@
 
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -39,6 +40,15 @@ struct ResultFrame {
     std::uint32_t timestamp = 0;             // microseconds
     std::optional<Coordinates> coordinates;  // if they are wanted and valid
 };
+
+// Whether a pixel has a distance to work with. A valid one may have none: a phase of exactly 0 gives the
+// distance 0, which is the camera's own place.
+inline bool isUsable(std::uint8_t confidence, float distance) {
+    return (confidence & invalidBit) == 0 && std::isfinite(distance) && distance > 0.0F;
+}
+
+// 1 for each usable pixel, 0 for the others.
+std::vector<std::uint8_t> usablePixels(const ResultFrame& frame);
 
 // What the plug-in left as its result, taken apart; it points into the bytes. Throws plugin::PluginError if
 // it is no packet.

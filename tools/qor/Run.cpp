@@ -2,6 +2,8 @@
 
 #include "qor/Run.h"
 
+#include <fmt/format.h>
+
 #include <filesystem>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -9,6 +11,7 @@
 #include <stdexcept>
 #include <string>
 #include <system_error>
+#include <vector>
 
 #include "files/StandardOutput.h"
 #include "files/UnfinishedFile.h"
@@ -101,12 +104,16 @@ int runChecked(const RunOptions& options, const ReplaySettings& settings,
     RunFolder* const place = folder ? &*folder : nullptr;
     RunProducts products(options, place);
     const RunOutcome outcome = process(options, settings, reader, place, products);
+    const std::vector<Finding> findings = findingsOf(options, outcome, products);
     if (options.json) {
-        printJson(runJson(options, outcome, products));
+        printJson(runJson(options, outcome, products, findings));
     } else if (!options.quiet) {
         printRun(options, outcome, products);
     }
-    return judgeRun(options, outcome, products);
+    if (outcome.troubles.size() > mostSentences) {
+        complainOfRun(fmt::format("{} more of this kind.", outcome.troubles.size() - mostSentences));
+    }
+    return conclude(findings, outcome.troubles.size());
 }
 
 int runOpened(const RunOptions& options, const ReplaySettings& settings) {

@@ -69,10 +69,10 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
         ->type_name("MIN:MAX");
     command
         .add_option("--amplitude-range", options.amplitudeRange,
-                    "Scale of the amplitude pictures in counts per microsecond")
+                    "Scale of the amplitude pictures in counts per microsecond; by default from 0 to what\n"
+                    "all but the strongest hundredth of the first picture have")
         ->check(checkRange)
-        ->type_name("MIN:MAX")
-        ->default_str("0:3");
+        ->type_name("MIN:MAX");
     command
         .add_option("--error-range", options.errorRange,
                     "Scale of the error pictures: plus and minus so much; by default 20, without noise 2")

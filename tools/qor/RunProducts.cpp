@@ -12,11 +12,8 @@ namespace qor {
 
 void RunProducts::add(std::size_t number, const ResultFrame& frame, const simulation::Truth* truth,
                       const recording::SimulationSettings* simulation) {
-    ++frames_;
+    counts_.add(frame);
     temporalNoise_.add(frame);
-    for (const std::uint8_t confidence : frame.confidence) {
-        validPixels_ += (confidence & invalidBit) == 0 ? 1 : 0;
-    }
     if (simulation != nullptr) {
         simulation_ = *simulation;
     }
@@ -26,15 +23,9 @@ void RunProducts::add(std::size_t number, const ResultFrame& frame, const simula
     if (truth != nullptr) {
         accuracy_->add(*truth, frame.distance, frame.confidence);
     }
-    if (folder_ != nullptr && (frames_ == 1 || !options_.frames.empty())) {
+    if (folder_ != nullptr && (counts_.frames == 1 || !options_.frames.empty())) {
         draw(number, frame, truth);
     }
-}
-
-double RunProducts::validShare() const {
-    return frames_ == 0
-               ? 0.0
-               : static_cast<double>(validPixels_) / static_cast<double>(frames_ * simulation::pixelCount);
 }
 
 std::optional<AccuracySummary> RunProducts::accuracy() const {
@@ -82,7 +73,7 @@ PictureSettings RunProducts::pictureSettings(const ResultFrame& frame) const {
     settings.distance = readRange(options_.distanceRange)
                             .value_or(simulation_ ? Range{simulation_->nearest, simulation_->furthest}
                                                   : distanceRangeOf(frame));
-    settings.amplitude = readRange(options_.amplitudeRange).value_or(settings.amplitude);
+    settings.amplitude = readRange(options_.amplitudeRange).value_or(amplitudeRangeOf(frame));
     settings.intensity = intensityRangeOf(frame);
     const double standardRange = simulation_ && !simulation_->photonNoise ? 2.0 : 20.0;
     settings.error = (options_.errorRange > 0.0 ? options_.errorRange : standardRange) / 1000.0;

@@ -12,6 +12,7 @@
 
 #include "qor/Accuracy.h"
 #include "qor/Pictures.h"
+#include "qor/PixelCounts.h"
 #include "qor/ResultFrame.h"
 #include "qor/RunFolder.h"
 #include "qor/RunOptions.h"
@@ -30,10 +31,11 @@ class RunProducts {
     void add(std::size_t number, const ResultFrame& frame, const simulation::Truth* truth,
              const recording::SimulationSettings* simulation);
 
-    std::size_t frames() const { return frames_; }
-    std::size_t validPixels() const { return validPixels_; }
-    double validShare() const;
+    std::size_t frames() const { return counts_.frames; }
+    const PixelCounts& counts() const { return counts_; }
     const std::optional<recording::SimulationSettings>& simulation() const { return simulation_; }
+    // The scales of the pictures; none where none was drawn.
+    const std::optional<PictureSettings>& pictures() const { return pictures_; }
     const std::vector<std::filesystem::path>& files() const { return files_; }
 
     // Sentences about what could not be written.
@@ -52,8 +54,7 @@ class RunProducts {
 
     const RunOptions& options_;
     RunFolder* folder_;
-    std::size_t frames_ = 0;
-    std::size_t validPixels_ = 0;
+    PixelCounts counts_;
     TemporalNoise temporalNoise_;
     std::optional<Accuracy> accuracy_;
     std::optional<recording::SimulationSettings> simulation_;

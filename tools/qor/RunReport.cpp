@@ -11,7 +11,6 @@
 #include "qor/Arguments.h"
 #include "qor/ChannelSelection.h"
 #include "qor/Report.h"
-#include "simulation/Image.h"
 
 namespace qor {
 namespace {
@@ -27,6 +26,53 @@ std::vector<std::filesystem::path> filesOf(const RunOutcome& outcome, const RunP
     paths.insert(paths.end(), products.files().begin(), products.files().end());
     paths.insert(paths.end(), outcome.notes.begin(), outcome.notes.end());
     return paths;
+}
+
+std::optional<double> framesPerSecond(const RunOutcome& outcome, const RunProducts& products) {
+    return products.frames() > 0 && outcome.seconds > 0.0
+               ? std::optional(static_cast<double>(products.frames()) / outcome.seconds)
+               : std::nullopt;
+}
+
+void printPixels(const PixelCounts& counts) {
+    const std::optional<double> share = counts.validShare();
+    fmt::print("  valid pixels           {:>9} %\n",
+               numberText(share ? std::optional(100.0 * *share) : std::nullopt, 2));
+    fmt::print("  valid, not usable      {:>9}      their distance is 0, infinite or NaN\n",
+               counts.frames == 0 ? "-" : std::to_string(counts.unusable()));
+    if (counts.notFinite() > 0) {
+        fmt::print("  infinite or NaN        {:>9}      distances, amplitudes and noises of valid pixels\n",
+                   counts.notFinite());
+    }
+}
+
+// One for all pictures, so that they can be compared.
+void printScales(const PictureSettings& scales) {
+    fmt::print("\nScales of the pictures\n");
+    fmt::print("  distance               {:g} to {:g} m\n", scales.distance.minimum, scales.distance.maximum);
+    fmt::print("  amplitude              {:g} to {:g} counts per microsecond\n", scales.amplitude.minimum,
+               scales.amplitude.maximum);
+}
+
+nlohmann::ordered_json rangeJson(const Range& range) {
+    return nlohmann::ordered_json::array({range.minimum, range.maximum});
+}
+
+nlohmann::ordered_json scalesJson(const std::optional<PictureSettings>& scales) {
+    if (!scales) {
+        return nullptr;
+    }
+    return {{"distanceMetres", rangeJson(scales->distance)},
+            {"amplitudeCountsPerMicrosecond", rangeJson(scales->amplitude)}};
+}
+
+std::vector<std::string> sentencesOf(const std::vector<Finding>& findings) {
+    std::vector<std::string> sentences;
+    sentences.reserve(findings.size());
+    for (const Finding& finding : findings) {
+        sentences.push_back(finding.sentence);
+    }
+    return sentences;
 }
 
 }  // namespace
@@ -58,13 +104,18 @@ void printRun(const RunOptions& options, const RunOutcome& outcome, const RunPro
         fmt::print("  images missing         {:>9}      between whole frames\n", counts.missingImages);
     }
     fmt::print("  packets written        {:>9}      {}\n", counts.written, byteText(counts.writtenBytes));
-    fmt::print("  finished frames        {:>9}      {:.1f} frames per second\n", products.frames(),
-               outcome.seconds > 0.0 ? static_cast<double>(products.frames()) / outcome.seconds : 0.0);
-    fmt::print("  valid pixels           {:>9.2f} %\n", 100.0 * products.validShare());
+    fmt::print("  finished frames        {:>9}      {} frames per second\n", products.frames(),
+               numberText(framesPerSecond(outcome, products), 1));
+    printPixels(products.counts());
     if (const auto accuracy = products.accuracy(); accuracy && products.simulation()) {
         printAccuracy(*accuracy, *products.simulation());
+    } else {
+        printNoAccuracy();
     }
     printTemporalNoise(products.temporalNoise());
+    if (products.pictures()) {
+        printScales(*products.pictures());
+    }
     fmt::print("\nWritten\n");
     for (const std::filesystem::path& path : filesOf(outcome, products)) {
         fmt::print("  {}\n", files::nameOf(path));
@@ -72,7 +123,7 @@ void printRun(const RunOptions& options, const RunOutcome& outcome, const RunPro
 }
 
 nlohmann::ordered_json runJson(const RunOptions& options, const RunOutcome& outcome,
-                               const RunProducts& products) {
+                               const RunProducts& products, const std::vector<Finding>& findings) {
     const ReplayCounts& counts = outcome.counts;
     nlohmann::ordered_json written = nlohmann::ordered_json::array();
     for (const std::filesystem::path& path : filesOf(outcome, products)) {
@@ -99,19 +150,29 @@ nlohmann::ordered_json runJson(const RunOptions& options, const RunOutcome& outc
         {"interrupted", counts.interrupted},
         {"damage",
          counts.damage.empty() ? nlohmann::ordered_json(nullptr) : nlohmann::ordered_json(counts.damage)},
-        {"troubles", outcome.troubles},
         {"seconds", outcome.seconds},
         {"finishedFrames", products.frames()},
-        {"pixels", products.frames() * simulation::pixelCount},
-        {"validShare", products.validShare()}};
+        {"pixels", products.counts().pixels},
+        {"validPixels", products.counts().valid},
+        {"usablePixels", products.counts().usable},
+        {"validUnusablePixels", products.counts().unusable()},
+        {"validShare", orNull(products.counts().validShare())},
+        {"notFinite",
+         {{"distances", products.counts().distancesNotFinite},
+          {"amplitudes", products.counts().amplitudesNotFinite},
+          {"noises", products.counts().noisesNotFinite}}}};
     if (products.simulation()) {
         document["simulation"] = simulationJson(*products.simulation());
     }
     if (const auto accuracy = products.accuracy(); accuracy && products.simulation()) {
         addAccuracy(document, *accuracy, *products.simulation());
+    } else {
+        addNoAccuracy(document);
     }
     document["temporalNoise"] = temporalNoiseJson(products.temporalNoise());
+    document["scales"] = scalesJson(products.pictures());
     document["files"] = written;
+    document["findings"] = sentencesOf(findings);
     return document;
 }
 

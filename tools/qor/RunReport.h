@@ -29,12 +29,18 @@ struct RunOutcome {
     std::vector<std::string> troubles;
 };
 
+// Something that should not be, and the exit code that it makes.
+struct Finding {
+    int exitCode;
+    std::string sentence;
+};
+
 // Before the first frame: how large the result will be.
 void printExpectation(const RunOptions& options, const RunOutcome& outcome);
 
 void printRun(const RunOptions& options, const RunOutcome& outcome, const RunProducts& products);
 
 nlohmann::ordered_json runJson(const RunOptions& options, const RunOutcome& outcome,
-                               const RunProducts& products);
+                               const RunProducts& products, const std::vector<Finding>& findings);
 
 }  // namespace qor

@@ -27,18 +27,15 @@ bool selectsNone(const RunOptions& options, const ReplayCounts& counts) {
 
 }  // namespace
 
-int judgeRun(const RunOptions& options, const RunOutcome& outcome, const RunProducts& products) {
+std::vector<Finding> findingsOf(const RunOptions& options, const RunOutcome& outcome,
+                                const RunProducts& products) {
     const ReplayCounts& counts = outcome.counts;
-    int exitCode = ExitCode::Good;
-    const auto find = [&exitCode](int code, const std::string& sentence) {
-        complainOfRun(sentence);
-        exitCode = std::max(exitCode, code);
+    std::vector<Finding> findings;
+    const auto find = [&findings](int code, const std::string& sentence) {
+        findings.push_back({code, sentence});
     };
-    if (outcome.troubles.size() > mostSentences) {
-        complainOfRun(fmt::format("{} more of this kind.", outcome.troubles.size() - mostSentences));
-    }
-    if (!outcome.troubles.empty()) {
-        exitCode = ExitCode::Findings;
+    for (const std::string& sentence : outcome.troubles) {
+        find(ExitCode::Findings, sentence);
     }
     for (const std::string& sentence : products.missing()) {
         find(ExitCode::Findings, sentence + ".");
@@ -69,8 +66,24 @@ int judgeRun(const RunOptions& options, const RunOutcome& outcome, const RunProd
         find(ExitCode::Findings, "the plug-in gave no result; nothing was written.");
     } else if (products.frames() == 0) {
         find(ExitCode::Findings, "no frame was finished; there are no pictures.");
-    } else if (products.validPixels() == 0) {
+    } else if (products.counts().valid == 0) {
         find(ExitCode::Findings, "no pixel of the finished frames is valid.");
+    } else if (products.counts().usable == 0) {
+        find(ExitCode::Findings, "no valid pixel of the finished frames has a distance above 0.");
+    }
+    if (products.counts().notFinite() > 0) {
+        find(ExitCode::Findings, notFiniteText(products.counts()) + ".");
+    }
+    return findings;
+}
+
+int conclude(const std::vector<Finding>& findings, std::size_t told) {
+    int exitCode = ExitCode::Good;
+    for (const Finding& finding : findings) {
+        exitCode = std::max(exitCode, finding.exitCode);
+    }
+    for (std::size_t k = told; k < findings.size(); ++k) {
+        complainOfRun(findings[k].sentence);
     }
     return exitCode;
 }

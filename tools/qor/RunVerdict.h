@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <string>
+#include <vector>
 
 #include "qor/RunReport.h"
 
@@ -17,7 +18,11 @@ inline constexpr std::size_t mostSentences = 20;
 // Says on standard error what is wrong.
 void complainOfRun(const std::string& sentence);
 
-// Says what is wrong, and returns the exit code for it.
-int judgeRun(const RunOptions& options, const RunOutcome& outcome, const RunProducts& products);
+// What is wrong with a run, in the order in which it is told: first what its packets met.
+std::vector<Finding> findingsOf(const RunOptions& options, const RunOutcome& outcome,
+                                const RunProducts& products);
+
+// Says the findings from number `told` on, and gives the exit code of all.
+int conclude(const std::vector<Finding>& findings, std::size_t told);
 
 }  // namespace qor

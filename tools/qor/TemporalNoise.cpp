@@ -15,13 +15,13 @@ void TemporalNoise::add(const ResultFrame& frame) {
     framesWithNoise_ += frame.noise.empty() ? 0 : 1;
     for (std::size_t i = 0; i < pixels_.size(); ++i) {
         const auto distance = static_cast<double>(frame.distance[i]);
-        if ((frame.confidence[i] & invalidBit) != 0 || !std::isfinite(distance)) {
+        if (!isUsable(frame.confidence[i], frame.distance[i])) {
             continue;
         }
         Pixel& pixel = pixels_[i];
-        ++pixel.valid;
+        ++pixel.usable;
         const double step = distance - pixel.mean;
-        pixel.mean += step / static_cast<double>(pixel.valid);
+        pixel.mean += step / static_cast<double>(pixel.usable);
         pixel.squares += step * (distance - pixel.mean);
         if (!frame.noise.empty()) {
             const auto noise = static_cast<double>(frame.noise[i]);
@@ -41,7 +41,7 @@ TemporalNoiseSummary TemporalNoise::summary() const {
     std::vector<double> noises;
     std::vector<double> ratios;
     for (const Pixel& pixel : pixels_) {
-        if (pixel.valid != frames_) {
+        if (pixel.usable != frames_) {
             continue;
         }
         const double deviation = std::sqrt(pixel.squares / static_cast<double>(frames_ - 1));

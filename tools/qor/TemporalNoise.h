@@ -6,36 +6,37 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <vector>
 
 #include "qor/ResultFrame.h"
 
 namespace qor {
 
-// Over the pixels that are valid in every frame.
+// Over the pixels that are usable in every frame.
 struct TemporalNoiseSummary {
     std::size_t frames = 0;
     std::size_t pixels = 0;
-    double measured = 0.0;  // median of the pixels' standard deviations, metres
-    // Of the pixels' measured deviation over the root of their mean delivered variance. 0 if no noise was
+    std::optional<double> measured;  // median of the pixels' standard deviations, metres
+    // Of the pixels' measured deviation over the root of their mean delivered variance. None if no noise was
     // delivered, or if the ratio is no number.
-    double medianRatio = 0.0;
-    double lowRatio = 0.0;   // 5 percent lie below
-    double highRatio = 0.0;  // 5 percent lie above
-    double delivered = 0.0;  // median of the pixels' delivered noise, metres
+    std::optional<double> medianRatio;
+    std::optional<double> lowRatio;   // 5 percent lie below
+    std::optional<double> highRatio;  // 5 percent lie above
+    std::optional<double> delivered;  // median of the pixels' delivered noise, metres
 };
 
 class TemporalNoise {
  public:
     void add(const ResultFrame& frame);
 
-    // Fewer than two frames say nothing: all values are zero except the number of frames.
+    // Fewer than two frames say nothing: there are no values except the number of frames.
     TemporalNoiseSummary summary() const;
 
  private:
     // Running mean and sum of squared deviations of a pixel, and the sum of its delivered variances.
     struct Pixel {
-        std::size_t valid = 0;
+        std::size_t usable = 0;
         double mean = 0.0;
         double squares = 0.0;
         double deliveredVariance = 0.0;

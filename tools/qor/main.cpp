@@ -5,12 +5,17 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <exception>
 #include <new>
+#include <string>
+#include <string_view>
+#include <vector>
 
+#include "qor/Arguments.h"
 #include "qor/Doctor.h"
 #include "qor/ExitCode.h"
 #include "qor/Extract.h"
@@ -22,6 +27,29 @@
 #include "qor/Tree.h"
 
 namespace {
+
+// Needs no memory to be written.
+constexpr const char* noMemoryDocument = "{\n  \"command\": \"qor\",\n  \"version\": \"" QOR_VERSION
+                                         "\",\n  \"error\": \"there is not enough memory.\"\n}\n";
+
+// Looked for among the words themselves, as a line with an error is not parsed to its end.
+bool wantsJson(int argc, char** argv) {
+    return std::any_of(argv, argv + argc,
+                       [](const char* word) { return std::string_view(word) == "--json"; });
+}
+
+// The subcommand that the line names first; "qor" if it names none.
+std::string commandName(const CLI::App& app, int argc, char** argv) {
+    const std::vector<const CLI::App*> commands = app.get_subcommands([](const CLI::App*) { return true; });
+    for (int k = 1; k < argc; ++k) {
+        for (const CLI::App* const command : commands) {
+            if (command->get_name() == argv[k]) {
+                return argv[k];
+            }
+        }
+    }
+    return "qor";
+}
 
 int runCommand(int argc, char** argv) {
     CLI::App app("Distance images of a time-of-flight camera: simulate, process, inspect");
@@ -41,7 +69,13 @@ int runCommand(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? qor::ExitCode::Good : qor::ExitCode::Usage;
+        if (app.exit(error) == 0) {
+            return qor::ExitCode::Good;
+        }
+        if (wantsJson(argc, argv)) {
+            qor::printJsonError(commandName(app, argc, argv), error.what());
+        }
+        return qor::ExitCode::Usage;
     }
     return exitCode;
 }
@@ -72,8 +106,14 @@ int main(int argc, char** argv) {
         exitCode = runCommand(argc, argv);
     } catch (const std::bad_alloc&) {
         std::fputs("qor: there is not enough memory.\n", stderr);
+        if (wantsJson(argc, argv)) {
+            std::fputs(noMemoryDocument, stdout);
+        }
     } catch (const std::exception& error) {
         qor::printError("qor: {}\n", error.what());
+        if (wantsJson(argc, argv)) {
+            qor::printJsonError("qor", error.what());
+        }
     }
     if (!isPrinted()) {
         qor::printError("qor: standard output cannot be written.\n");

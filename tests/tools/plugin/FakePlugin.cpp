@@ -7,6 +7,7 @@
 //     FAKE_PLUGIN_FAIL         numbers of packets that it refuses, as ",3,7,"
 //     FAKE_PLUGIN_BAD_RESULT   throws when it is asked for a result
 //     FAKE_PLUGIN_SILENT       never has a result
+//     FAKE_PLUGIN_DISTANCE     the distance of the first pixel, as strtof reads it
 //     FAKE_PLUGIN_COORDINATES  coordinates are valid: X = column, Y = row, Z = distance
 
 #include <cstdint>
@@ -104,6 +105,9 @@ class Algorithm {
         frame_->set<unsigned int>(root + "frameCounter",
                                   static_cast<unsigned int>(value("phaseInfo.frameCounter")));
         frame_->set<float>(root + "distance", std::vector<float>(pixels, distance));
+        if (const char* first = std::getenv("FAKE_PLUGIN_DISTANCE")) {
+            frame_->set<float>(root + "distance[0]", std::strtof(first, nullptr));
+        }
         frame_->set<float>(root + "normalizedAmplitude", std::vector<float>(pixels, 1.0F));
         frame_->set<unsigned char>(root + "confidence", std::vector<unsigned char>(pixels, 0x10));
         const bool noise = std::getenv("FAKE_PLUGIN_NOISE") != nullptr;

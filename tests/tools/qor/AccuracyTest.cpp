@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 #include <stdexcept>
 
 #include "simulation/Image.h"
@@ -45,10 +46,10 @@ TEST(Accuracy, MedianAndPercentileAreThoseOfTheAbsoluteError) {
     Accuracy accuracy({60.0e6});
     accuracy.add(evenTruth(), distance, confidence(0x10));
     const AccuracySummary summary = accuracy.summary();
-    EXPECT_EQ(summary.validShare(), 1.0);
+    EXPECT_EQ(summary.usableShare(), 1.0);
     EXPECT_EQ(summary.judgedPixels, pixelCount);
-    EXPECT_NEAR(summary.medianError, 0.001, 1e-6);
-    EXPECT_NEAR(summary.percentile99Error, 0.1, 1e-6);
+    EXPECT_NEAR(summary.medianError.value(), 0.001, 1e-6);
+    EXPECT_NEAR(summary.percentile99Error.value(), 0.1, 1e-6);
 }
 
 TEST(Accuracy, EdgesCountInTheMedianButNotInThePercentile) {
@@ -62,7 +63,7 @@ TEST(Accuracy, EdgesCountInTheMedianButNotInThePercentile) {
     accuracy.add(truth, distance, confidence(0x10));
     EXPECT_EQ(accuracy.summary().judgedPixels, pixelCount);
     EXPECT_EQ(accuracy.summary().judgedPixelsOffEdges, pixelCount - 1000);
-    EXPECT_NEAR(accuracy.summary().percentile99Error, 0.001, 1e-6);
+    EXPECT_NEAR(accuracy.summary().percentile99Error.value(), 0.001, 1e-6);
 }
 
 TEST(Accuracy, InvalidDefectiveAndWeakPixelsAreNotJudged) {
@@ -74,7 +75,7 @@ TEST(Accuracy, InvalidDefectiveAndWeakPixelsAreNotJudged) {
     truth.frequencies[0].exposures[0].rawAmplitude[3] = 300.0;
     Accuracy accuracy({60.0e6});
     accuracy.add(truth, measured(1.0F), bits);
-    EXPECT_EQ(accuracy.summary().validPixels, pixelCount - 1);
+    EXPECT_EQ(accuracy.summary().usablePixels, pixelCount - 1);
     EXPECT_EQ(accuracy.summary().judgedPixels, pixelCount - 3);
 }
 
@@ -120,8 +121,22 @@ TEST(Accuracy, BinsCompareTheDeviationAroundTheMeanWithThePrediction) {
     EXPECT_EQ(summary.bins[0].pixels, pixelCount);
     EXPECT_NEAR(summary.bins[0].measured, 0.004, 1e-6);
     EXPECT_NEAR(summary.bins[0].predicted, 0.002, 1e-9);
-    EXPECT_NEAR(summary.bins[0].ratio(), 2.0, 1e-3);
-    EXPECT_NEAR(summary.meanError, 0.001, 1e-6);
+    EXPECT_NEAR(summary.bins[0].bias, 0.001, 1e-6);
+    EXPECT_NEAR(summary.bins[0].ratio().value(), 2.0, 1e-3);
+    EXPECT_NEAR(summary.meanError.value(), 0.001, 1e-6);
+}
+
+TEST(Accuracy, AValidPixelWithoutADistanceIsNotJudged) {
+    std::vector<float> distance = measured(1.0F);
+    distance[0] = 0.0F;
+    distance[1] = std::numeric_limits<float>::infinity();
+    distance[2] = std::numeric_limits<float>::quiet_NaN();
+    distance[3] = -0.5F;
+    Accuracy accuracy({60.0e6});
+    accuracy.add(evenTruth(), distance, confidence(0x10));
+    EXPECT_EQ(accuracy.summary().usablePixels, pixelCount - 4);
+    EXPECT_EQ(accuracy.summary().judgedPixels, pixelCount - 4);
+    EXPECT_EQ(accuracy.summary().meanError, 0.0);
 }
 
 TEST(Accuracy, FramesAddUp) {
@@ -129,14 +144,15 @@ TEST(Accuracy, FramesAddUp) {
     accuracy.add(evenTruth(), measured(1.0F), confidence(0x10));
     accuracy.add(evenTruth(), measured(1.0F), confidence(0x11));
     EXPECT_EQ(accuracy.summary().frames, 2U);
-    EXPECT_EQ(accuracy.summary().validShare(), 0.5);
+    EXPECT_EQ(accuracy.summary().usableShare(), 0.5);
 }
 
-TEST(Accuracy, OfNothingIsZero) {
+TEST(Accuracy, OfNothingThereIsNone) {
     const AccuracySummary summary = Accuracy({60.0e6}).summary();
-    EXPECT_EQ(summary.validShare(), 0.0);
-    EXPECT_EQ(summary.medianError, 0.0);
-    EXPECT_EQ(summary.percentile99Error, 0.0);
+    EXPECT_EQ(summary.usableShare(), std::nullopt);
+    EXPECT_EQ(summary.medianError, std::nullopt);
+    EXPECT_EQ(summary.percentile99Error, std::nullopt);
+    EXPECT_EQ(summary.meanError, std::nullopt);
     EXPECT_TRUE(summary.bins.empty());
 }
 

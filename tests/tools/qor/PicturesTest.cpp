@@ -39,6 +39,35 @@ TEST(DistanceRange, LooksAtFiniteDistancesOfValidPixelsAlone) {
     EXPECT_EQ(distanceRangeOf(frame).maximum, 1.0);
 }
 
+// Amplitudes of usable pixels, counts per microsecond.
+ResultFrame frameOfAmplitudes(std::vector<float> amplitudes) {
+    ResultFrame frame = frameOf(std::vector<float>(amplitudes.size(), 1.0F));
+    frame.amplitude = std::move(amplitudes);
+    return frame;
+}
+
+TEST(AmplitudeRange, FollowsTheDataAndNotTheStrongestHundredth) {
+    std::vector<float> amplitudes(200, 0.03F);
+    amplitudes[7] = 900.0F;
+    amplitudes[8] = 900.0F;
+    EXPECT_EQ(amplitudeRangeOf(frameOfAmplitudes(amplitudes)).maximum, 0.05);
+    EXPECT_EQ(amplitudeRangeOf(frameOfAmplitudes(std::vector<float>(200, 41.0F))).maximum, 50.0);
+}
+
+TEST(AmplitudeRange, LooksAtFiniteAmplitudesOfUsablePixelsAlone) {
+    ResultFrame frame = frameOfAmplitudes({0.9F, 7.0F, 70.0F, std::numeric_limits<float>::infinity()});
+    frame.confidence[1] |= invalidBit;
+    frame.distance[2] = 0.0F;
+    EXPECT_EQ(amplitudeRangeOf(frame).maximum, 1.0);
+    EXPECT_EQ(amplitudeRangeOf(frameOfAmplitudes({})).maximum, PictureSettings{}.amplitude.maximum);
+}
+
+TEST(DistanceRange, LeavesOutPixelsAtTheCamera) {
+    std::vector<float> distances(300, 0.0F);
+    distances[0] = 4.2F;
+    EXPECT_EQ(distanceRangeOf(frameOf(distances)).maximum, 4.5);
+}
+
 // In daylight a wall may give 40 counts, and a lamp in the picture the full range.
 TEST(IntensityRange, IsTheRoundedRangeOfAllButTheBrightestHundredth) {
     ResultFrame frame;

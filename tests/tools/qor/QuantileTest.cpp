@@ -21,8 +21,8 @@ TEST(Quantile, OfNothingAndOfAllAreTheEnds) {
     EXPECT_EQ(quantile(values, 1.0), 50.0);
 }
 
-TEST(Quantile, OfNoValuesIsZero) {
-    EXPECT_EQ(quantile(std::vector<float>{}, 0.5), 0.0);
+TEST(Quantile, OfNoValuesThereIsNone) {
+    EXPECT_EQ(quantile(std::vector<float>{}, 0.5), std::nullopt);
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <array>
 #include <cmath>
 
+#include "recording/Record.h"
 #include "recording/RecordingReader.h"
 #include "recording/RecordingWriter.h"
 #include "tools/imaging/ReadPng.h"
@@ -281,6 +282,70 @@ TEST_F(RunCommand, SelectedFramesAreDrawnUnderTheirNumber) {
     EXPECT_EQ(none.errors, "qor run: --frames 9 selects none of the 4 frames.\n");
     EXPECT_EQ(run("run r.zelta --out other --frames 4:").errors,
               "qor run: --frames 4: selects none of the 4 frames.\n");
+}
+
+TEST_F(RunCommand, ValidPixelsWithoutADistanceAreCountedAndInNoCloud) {
+    simulate();
+    const std::string arguments = "run r.zelta --out p --cloud ply" + fake;
+    const nlohmann::json figures = jsonOf(arguments, "FAKE_PLUGIN_COORDINATES=1 FAKE_PLUGIN_DISTANCE=0");
+    EXPECT_EQ(figures.at("validPixels"), 38528);
+    EXPECT_EQ(figures.at("usablePixels"), 38527);
+    EXPECT_EQ(figures.at("validUnusablePixels"), 1);
+    const std::string ply = contentOf(path("p/00000_points.ply"));
+    EXPECT_NE(ply.find("element vertex 38527\n"), std::string::npos);
+    EXPECT_NE(run("run r.zelta --force --out p" + fake, "FAKE_PLUGIN_DISTANCE=0")
+                  .output.find("valid, not usable              1 "),
+              std::string::npos);
+}
+
+TEST_F(RunCommand, ResultsThatAreNoNumbersAreAFinding) {
+    simulate();
+    for (const char* value : {"inf", "nan"}) {
+        const Outcome outcome =
+            run("run r.zelta --json --force --out p" + fake, std::string("FAKE_PLUGIN_DISTANCE=") + value);
+        EXPECT_EQ(outcome.exitCode, 1);
+        const std::string sentence = "of the valid pixels 1 distance is infinite or NaN.";
+        EXPECT_EQ(outcome.errors, "qor run: " + sentence + "\n");
+        const nlohmann::json document = nlohmann::json::parse(outcome.output);
+        EXPECT_EQ(document.at("findings"), nlohmann::json({sentence}));
+        EXPECT_EQ(document.at("notFinite").at("distances"), 1);
+    }
+}
+
+TEST_F(RunCommand, AMeasurementThatIsMissingIsNullAndADash) {
+    simulate();
+    const nlohmann::json one = jsonOf("run r.zelta --out p");
+    EXPECT_EQ(one.at("temporalNoise").at("medianMeasuredMetres"), nullptr);
+    EXPECT_EQ(one.at("temporalNoise").at("medianRatio"), nullptr);
+    const recording::Record unlike(recording::structure("None", {recording::uint8("none")}));
+    writePackets("none.zelta", {recording::packetOf({unlike.chunk(1)})});
+    const Outcome none = run("run none.zelta --json --out q" + fake);
+    EXPECT_EQ(none.exitCode, 1);
+    const nlohmann::json document = nlohmann::json::parse(none.output);
+    for (const char* figure : {"validShare", "medianErrorMetres", "meanErrorMetres", "noise", "scales"}) {
+        EXPECT_EQ(document.at(figure), nullptr) << figure;
+    }
+    EXPECT_EQ(document.at("findings").size(), 1U);
+    const std::string text = run("run none.zelta --force --out q" + fake).output;
+    EXPECT_NE(text.find("valid pixels                   - %\n"), std::string::npos) << text;
+    EXPECT_NE(text.find("Distances against the truth: -"), std::string::npos) << text;
+    EXPECT_EQ(text.find("0.000 mm"), std::string::npos) << text;
+}
+
+TEST_F(RunCommand, ErrorsOfTheCommandLineAreADocumentToo) {
+    for (const auto& [arguments, command] :
+         std::vector<std::pair<const char*, const char*>>{{"run --json", "run"},
+                                                          {"run r.zelta --json --frames x", "run"},
+                                                          {"simulate --scene moon --json", "simulate"},
+                                                          {"info --json", "info"},
+                                                          {"nonsense --json", "qor"}}) {
+        const Outcome outcome = run(arguments);
+        EXPECT_EQ(outcome.exitCode, 2) << arguments;
+        const nlohmann::json document = nlohmann::json::parse(outcome.output);
+        EXPECT_EQ(document.at("command"), command);
+        EXPECT_FALSE(document.at("error").get<std::string>().empty());
+    }
+    EXPECT_EQ(run("run").output, "");
 }
 
 TEST_F(RunCommand, UsageErrorsExitWithTwoAndWriteNothing) {

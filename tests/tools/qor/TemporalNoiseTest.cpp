@@ -36,9 +36,9 @@ TEST(TemporalNoise, IsTheDeviationFromFrameToFrame) {
     const TemporalNoiseSummary summary = noise.summary();
     EXPECT_EQ(summary.frames, 3U);
     EXPECT_EQ(summary.pixels, pixelCount);
-    EXPECT_NEAR(summary.measured, 1.0, 1e-12);
-    EXPECT_EQ(summary.medianRatio, 0.0);
-    EXPECT_EQ(summary.delivered, 0.0);
+    EXPECT_NEAR(summary.measured.value(), 1.0, 1e-12);
+    EXPECT_EQ(summary.medianRatio, std::nullopt);
+    EXPECT_EQ(summary.delivered, std::nullopt);
 }
 
 // Delivered: 1 m and sqrt(7) m, mean variance 4 m^2. Measured: 1 and 3 m, variance 2 m^2.
@@ -47,27 +47,28 @@ TEST(TemporalNoise, ComparesWithTheRootOfTheMeanDeliveredVariance) {
     noise.add(frameAt(1.0F, 1.0F));
     noise.add(frameAt(3.0F, std::sqrt(7.0F)));
     const TemporalNoiseSummary summary = noise.summary();
-    EXPECT_NEAR(summary.delivered, 2.0, 1e-6);
-    EXPECT_NEAR(summary.medianRatio, std::sqrt(2.0) / 2.0, 1e-6);
+    EXPECT_NEAR(summary.delivered.value(), 2.0, 1e-6);
+    EXPECT_NEAR(summary.medianRatio.value(), std::sqrt(2.0) / 2.0, 1e-6);
     EXPECT_EQ(summary.lowRatio, summary.medianRatio);
     EXPECT_EQ(summary.highRatio, summary.medianRatio);
 }
 
-TEST(TemporalNoise, JudgesOnlyPixelsThatAreValidInEveryFrame) {
+TEST(TemporalNoise, JudgesOnlyPixelsThatAreUsableInEveryFrame) {
     TemporalNoise noise;
     ResultFrame first = frameAt(1.0F);
     first.confidence[3] = invalidBit;
     first.distance[4] = std::numeric_limits<float>::quiet_NaN();
+    first.distance[5] = 0.0F;
     noise.add(first);
     noise.add(frameAt(1.0F));
-    EXPECT_EQ(noise.summary().pixels, pixelCount - 2);
+    EXPECT_EQ(noise.summary().pixels, pixelCount - 3);
 }
 
 TEST(TemporalNoise, WithoutANoiseImageInEveryFrameThereIsNoRatio) {
     TemporalNoise noise;
     noise.add(frameAt(1.0F, 0.5F));
     noise.add(frameAt(2.0F));
-    EXPECT_EQ(noise.summary().medianRatio, 0.0);
+    EXPECT_EQ(noise.summary().medianRatio, std::nullopt);
     EXPECT_GT(noise.summary().measured, 0.0);
 }
 
@@ -79,7 +80,7 @@ TEST(TemporalNoise, APixelWhoseNoiseIsNoNumberHasNoRatio) {
     noise.add(frame);
     frame.distance[0] = 2.0F;
     noise.add(frame);
-    EXPECT_NEAR(noise.summary().medianRatio, std::sqrt(0.5), 1e-6);
+    EXPECT_NEAR(noise.summary().medianRatio.value(), std::sqrt(0.5), 1e-6);
 }
 
 TEST(TemporalNoise, NothingIsSaidOfOneFrame) {
@@ -88,7 +89,7 @@ TEST(TemporalNoise, NothingIsSaidOfOneFrame) {
     noise.add(frameAt(1.0F, 1.0F));
     EXPECT_EQ(noise.summary().frames, 1U);
     EXPECT_EQ(noise.summary().pixels, 0U);
-    EXPECT_EQ(noise.summary().measured, 0.0);
+    EXPECT_EQ(noise.summary().measured, std::nullopt);
 }
 
 }  // namespace
