@@ -197,7 +197,7 @@ inline constexpr Row kQorDistanceImageIFCalib[] = {
     {1, "unitVectors", {115584}, F, 4, 848120},
 };
 
-// Of the records below, the members of the first level.
+// Of the records below, the members of the first level, which `--members` prints.
 
 inline constexpr Row kQorDistanceImageProfiling[] = {
     {0, "QorDistanceImageProfiling", {}, R, 312, 0},

@@ -89,9 +89,9 @@ void writeDescriptor(std::ostream& out) {
         << name << ";\n    *bufferSize = g_size_" << name << ";\n}\n";
 }
 
-/** The rows of a record's table. */
+/** The rows of a record's table, down to level `depth`. */
 template <class Record>
-void printRows() {
+void printRows(unsigned int depth) {
     std::cout << "\ninline constexpr Row k" << describe::kName<Record> << "[] = {\n";
     const auto print = [](const layout::Row& row) {
         std::cout << "    {" << row.level << ", \"" << row.name << "\", {";
@@ -104,7 +104,7 @@ void printRows() {
         std::cout << "}, "
                   << "SUFR"[static_cast<int>(row.kind)] << ", " << row.size << ", " << row.offset << "},\n";
     };
-    layout::visitRows<Record>(describe::kName<Record>, 0, layout::kAllLevels, 0, print);
+    layout::visitRows<Record>(describe::kName<Record>, 0, depth, 0, print);
     std::cout << "};\n";
 }
 
@@ -116,8 +116,8 @@ void writeDescriptors(std::ostream& out) {
 #undef QOR_WRITE
 }
 
-void printTables() {
-#define QOR_PRINT(record) printRows<record>();
+void printTables(unsigned int depth) {
+#define QOR_PRINT(record) printRows<record>(depth);
     QOR_RECORDS_ON_THE_WIRE(QOR_PRINT)
 #undef QOR_PRINT
 }
@@ -125,13 +125,20 @@ void printTables() {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 2) {
-        std::cerr << "usage: generate_descriptors FILE | --rows\n";
-        return 2;
-    }
-    if (std::string(argv[1]) == "--rows") {
-        printTables();
+    const std::vector<std::string> arguments(argv + 1, argv + argc);
+    if (arguments == std::vector<std::string>{"--rows"}) {
+        printTables(layout::kAllLevels);
         return 0;
+    }
+    if (arguments == std::vector<std::string>{"--members"}) {
+        printTables(1);
+        return 0;
+    }
+    if (arguments.size() != 1) {
+        std::cerr
+            << "usage: generate_descriptors FILE | --rows | --members\n"
+               "  --rows     prints the tables of the layouts, --members those with the first level alone\n";
+        return 2;
     }
     std::ofstream out(argv[1]);
     writeDescriptors(out);

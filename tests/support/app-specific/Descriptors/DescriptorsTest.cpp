@@ -212,21 +212,25 @@ TEST(Layout, OfTheCalibration) {
 }
 
 /** The customization is a member of the input: the same rows, one level up and from its own start. */
-TEST(Layout, OfTheCustomizationAlone) {
-    std::vector<Row> expected;
+std::vector<Row> rowsOfTheCustomization() {
+    std::vector<Row> rows;
     unsigned int start = 0;
     for (const Row& row : layout_tables::kQorDistanceImageIFInput) {
         if (row.level == 1) {
             start = row.name == "customization" ? row.offset : 0;
         }
         if (start != 0) {
-            expected.push_back(row);
-            --expected.back().level;
-            expected.back().offset -= start;
+            rows.push_back(row);
+            --rows.back().level;
+            rows.back().offset -= start;
         }
     }
-    expected.at(0).name = "QorDistanceImageCustomization";
-    expectTable(zeltaGet_QorDistanceImageCustomization, expected);
+    rows.at(0).name = "QorDistanceImageCustomization";
+    return rows;
+}
+
+TEST(Layout, OfTheCustomizationAlone) {
+    expectTable(zeltaGet_QorDistanceImageCustomization, rowsOfTheCustomization());
 }
 
 #define EXPECT_MEMBERS(record) expectTable(zeltaGet_##record, layout_tables::k##record, 1)
@@ -261,6 +265,19 @@ TEST(Layout, OfTheStagesInOutsMembers) {
 
 TEST(Layout, OfTheDebugRecordsMembers) {
     EXPECT_MEMBERS(QorDistanceImageDebug);
+}
+
+/** As deep as its table is. A record on the wire without a table does not compile here. */
+TEST(Layout, OfEveryRecordOnTheWire) {
+    using namespace layout_tables;
+    const std::vector<Row> kQorDistanceImageCustomization = rowsOfTheCustomization();
+    const auto depthOf = [](const auto& table) {
+        const auto isHigher = [](const Row& a, const Row& b) { return a.level < b.level; };
+        return std::max_element(std::begin(table), std::end(table), isHigher)->level;
+    };
+#define EXPECT_TABLE(record) expectTable(zeltaGet_##record, k##record, depthOf(k##record));
+    QOR_RECORDS_ON_THE_WIRE(EXPECT_TABLE)
+#undef EXPECT_TABLE
 }
 
 /** The payload is 88 bytes: the root with its name, no dimensions, offset 0, 0xE310 bytes, little-endian,
