@@ -240,7 +240,7 @@ void addExtract(CLI::App& app, int& exitCode) {
     command
         ->add_option(
             "--frames", options->frames,
-            "These frames, numbered from 0, and what comes before the first frame; B is not among them")
+            "These frames, numbered from 0, and what comes before the first frame; B is not included")
         ->check(checkFrameSelection)
         ->type_name("A:B:STEP");
     command->add_option("--channels", options->channels, "Only the records on these channels")

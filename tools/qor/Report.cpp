@@ -30,7 +30,7 @@ void printNoise(const std::vector<AmplitudeBin>& bins) {
     const simulation::SensorProperties sensor;
     fmt::print(
         "  predicted = c / (4 pi f) * |d theta / d phi| / R * sqrt(V + 2 r^2 + 1/6)\n"
-        "  R raw amplitude; V = 2 g^2 N, what it is above {:.0f} counting twice; N electrons per sample;\n"
+        "  R raw amplitude; V = 2 g^2 N, the part above {:.0f} counted twice; N electrons per sample;\n"
         "  g = {:g} counts per electron; r = {:g} counts of read noise; 1/6 from the rounding to 12 bits\n",
         sensor.suppressionKnee, sensor.countsPerElectron, sensor.readNoise);
 }

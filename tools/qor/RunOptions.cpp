@@ -15,8 +15,7 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
                     "Recording: every packet of it is fed once, in order; - for standard input")
         ->required()
         ->type_name("");
-    command
-        .add_option("--plugin", options.plugin, "Plug-in; by default libqor.so that belongs to this command")
+    command.add_option("--plugin", options.plugin, "Plug-in; by default the libqor.so of this command")
         ->type_name("FILE");
     command
         .add_option(
@@ -54,7 +53,7 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
         ->type_name("FILE");
     command
         .add_option("--frames", options.frames,
-                    "Keep results and draw pictures of these frames, numbered from 0; B is not among them")
+                    "Keep results and draw pictures of these frames, numbered from 0; B is not included")
         ->check(checkFrameSelection)
         ->type_name("A:B:STEP");
     command.add_option("--cloud", options.clouds, "Also write point clouds: ply, pcd or ply,pcd")
@@ -75,7 +74,7 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
         ->type_name("MIN:MAX");
     command
         .add_option("--error-range", options.errorRange,
-                    "Scale of the error pictures: plus and minus so much; by default 20, without noise 2")
+                    "Scale of the error pictures, from minus to plus this; by default 20, without noise 2")
         ->check(numberFrom(0.001, 1.0e6))
         ->type_name("MM");
     command.add_option("--enlarge", options.enlargement, "Size of a pixel in the colour pictures, 1 to 32")

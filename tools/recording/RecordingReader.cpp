@@ -162,11 +162,11 @@ std::int32_t RecordingReader::readSize(std::uint32_t number, const char* what) {
     return size;
 }
 
-void RecordingReader::readMark(std::uint32_t expected, std::uint32_t number, const char* behind) {
+void RecordingReader::readMark(std::uint32_t expected, std::uint32_t number, const char* after) {
     const std::uint64_t at = offset();
-    const std::string place = std::string(behind) + " of chunk " + std::to_string(number);
-    if (readWord(("in the mark behind the " + place).c_str()) != expected) {
-        fail(at, "the mark behind the " + place + " is not there");
+    const std::string place = std::string(after) + " of chunk " + std::to_string(number);
+    if (readWord(("in the mark after the " + place).c_str()) != expected) {
+        fail(at, "the mark after the " + place + " is not there");
     }
 }
 

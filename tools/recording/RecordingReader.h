@@ -67,7 +67,7 @@ class RecordingReader {
     void readChunk(std::uint32_t number);
     std::uint32_t readWord(const char* what);
     std::int32_t readSize(std::uint32_t number, const char* what);
-    void readMark(std::uint32_t expected, std::uint32_t number, const char* behind);
+    void readMark(std::uint32_t expected, std::uint32_t number, const char* after);
     void readBytes(std::size_t count, const char* what);
     std::uint64_t offset() const { return end_ + buffer_.size(); }
     [[noreturn]] void fail(std::uint64_t at, const std::string& reason) const;

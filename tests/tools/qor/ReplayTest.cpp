@@ -197,7 +197,7 @@ TEST_F(ReplayOfFake, SelectedFramesAreKeptAndAllBeforeThemAreFed) {
     some.frames = readFrameSelection("1:4:2").value();
     const ReplayCounts counts = run(some);
     EXPECT_EQ(frames_, (std::vector<std::size_t>{1, 3}));
-    EXPECT_EQ(counts.read, 1U + 4U * 4U) << "nothing behind the last selected frame is needed";
+    EXPECT_EQ(counts.read, 1U + 4U * 4U) << "nothing after the last selected frame is needed";
     EXPECT_TRUE(counts.stopped);
     EXPECT_EQ(counts.written, 1U + 2U * 4U) << "the calibration's and those of two frames";
     EXPECT_EQ(packetsIn(some.results), counts.written);
@@ -337,7 +337,7 @@ TEST_F(ReplayOfFake, ARecordingThroughAPipeIsPlayedWhole) {
     EXPECT_EQ(lastShare_, -1.0);
 }
 
-// The last packet of the third and last frame is read when two of three are behind it.
+// The last packet of the third and last frame is read after two of the three.
 TEST_F(ReplayOfFake, TheEndOfASelectionMakesASharePossible) {
     ReplaySettings piped = settings();
     piped.frames = readFrameSelection("1:3").value();

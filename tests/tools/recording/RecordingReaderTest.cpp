@@ -190,11 +190,10 @@ TEST_F(Reader, EveryFaultOfTheStructureIsToldWithItsByte) {
           Fault{12, 0, "byte 12, in packet 0 (from byte 0): the size of the data of chunk 0 is 0"},
           Fault{12, 0x80000000, "the size of the data of chunk 0 is -2147483648"},
           Fault{16, 0,
-                "byte 16, in packet 0 (from byte 0): the mark behind the header of chunk 0 is not there"},
+                "byte 16, in packet 0 (from byte 0): the mark after the header of chunk 0 is not there"},
           Fault{28, 0,
-                "byte 28, in packet 0 (from byte 0): the mark behind the definition of chunk 0 is not there"},
-          Fault{37, 0,
-                "byte 37, in packet 0 (from byte 0): the mark behind the data of chunk 0 is not there"},
+                "byte 28, in packet 0 (from byte 0): the mark after the definition of chunk 0 is not there"},
+          Fault{37, 0, "byte 37, in packet 0 (from byte 0): the mark after the data of chunk 0 is not there"},
           Fault{8, 0x7FFFFFFF, "the packet is larger than 2147483647 bytes"},
           Fault{8, 0x7FFFFF00, "the file ends in the definition of chunk 0"},
           Fault{12, 0x70000000, "the file ends in the data of chunk 0"}}) {
@@ -212,7 +211,7 @@ TEST_F(Reader, AFaultInALaterPacketLeavesThoseBeforeIt) {
     const Read read = readBytes(bytes);
     EXPECT_EQ(read.packets.size(), 2U);
     EXPECT_NE(read.fault.find("in packet 2"), std::string::npos) << read.fault;
-    EXPECT_NE(read.fault.find("the mark behind the data of chunk 1 is not there"), std::string::npos);
+    EXPECT_NE(read.fault.find("the mark after the data of chunk 1 is not there"), std::string::npos);
 }
 
 // Random words, bytes and cuts at and around every field: no crash, no packet that was not there before the
