@@ -23,8 +23,8 @@ struct Answer {
 /** Both clocks of the plug-in start anew. */
 void restartClocks();
 
-/** One call, and the result in its long form if the call finished a frame or failed, else in its short one.
- */
+/** One call, and the result in its long form if the call finished a frame or
+ * failed, else in its short form. */
 Answer call(const Step& step);
 
 /** A whole session with a new algorithm. */

@@ -97,8 +97,8 @@ struct AutoExposureStage {
     std::vector<uint32_t> histograms;
 };
 
-/** Pixels whose brightness spreads evenly in octaves from `darkest` to `brightest`, levels per microsecond.
- */
+/** Pixels whose brightness spreads evenly in octaves from `darkest` to
+ * `brightest`, in levels per microsecond. */
 inline std::vector<double> sceneOf(double darkest, double brightest) {
     std::vector<double> rates(kPixelCount);
     for (size_t i = 0; i < rates.size(); ++i) {

@@ -838,8 +838,8 @@ TEST(AlPowf, OfZeroIsWhatItsLogarithmOfMinus127Gives) {
 
 // --- Every bit of many results ---
 
-/** Deterministic floats whose bits are spread evenly over lowBits..highBits, with random signs where asked.
- */
+/** Deterministic floats whose bits are spread evenly over lowBits..highBits,
+ * with random signs if asked for. */
 class SpreadFloats {
  public:
     SpreadFloats(std::uint32_t lowBits, std::uint32_t highBits, bool withSign)
