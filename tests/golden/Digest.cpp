@@ -19,19 +19,6 @@ std::string digits(std::uint64_t value, int count) {
     return text;
 }
 
-/** A report names a line of the source, which moves: every number becomes a mark. */
-std::string withoutNumbers(const char* text, std::size_t size) {
-    std::string rest;
-    for (std::size_t i = 0; i < size && text[i] != 0; ++i) {
-        if (std::isdigit(static_cast<unsigned char>(text[i])) == 0) {
-            rest += text[i];
-        } else if (rest.empty() || rest.back() != '#') {
-            rest += '#';
-        }
-    }
-    return rest;
-}
-
 void addText(Hash& hash, const std::string& text) {
     hash.addBytes(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
 }
@@ -46,7 +33,7 @@ void addRun(Hash& hash, const Run& run, const std::uint8_t* record) {
             hash.addBytes(bytes, run.count * run.size);
             break;
         case Kind::Text:
-            addText(hash, withoutNumbers(reinterpret_cast<const char*>(bytes), run.count));
+            addText(hash, withoutNumbers({reinterpret_cast<const char*>(bytes), run.count}));
             break;
         case Kind::Masked:
             break;
@@ -73,7 +60,7 @@ std::map<std::string, std::vector<std::string>> tableOf(const std::vector<std::s
         const std::size_t names = std::isdigit(static_cast<unsigned char>(words[0][0])) != 0 ? 2 : 1;
         std::string key = words[0];
         if (names == 2 && words.size() > 1) {
-            key += " " + words[1];
+            key += ' ' + words[1];
         }
         words.erase(words.begin(),
                     words.begin() + static_cast<std::ptrdiff_t>(std::min(names, words.size())));
@@ -84,11 +71,23 @@ std::map<std::string, std::vector<std::string>> tableOf(const std::vector<std::s
 
 }  // namespace
 
+std::string withoutNumbers(std::string_view text) {
+    std::string rest;
+    for (const char c : text.substr(0, text.find('\0'))) {
+        if (std::isdigit(static_cast<unsigned char>(c)) == 0) {
+            rest += c;
+        } else if (rest.empty() || rest.back() != '#') {
+            rest += '#';
+        }
+    }
+    return rest;
+}
+
 void Digest::add(const Answer& answer) {
     Hash& calls = m_current[{0, 0, "calls"}];
     calls.add(static_cast<std::uint32_t>(answer.result));
     calls.add(answer.exceptionOccured ? 1 : 0);
-    const std::string exception = withoutNumbers(answer.exception.data(), answer.exception.size());
+    const std::string exception = withoutNumbers(answer.exception);
     addText(calls, exception);
     if (answer.exceptionOccured) {
         m_refusals.insert(exception);
@@ -141,7 +140,8 @@ std::vector<std::string> Digest::lines() const {
         std::string line = key.channel == 0 ? key.name : std::to_string(key.channel) + " " + key.name;
         for (const Frame& frame : frames) {
             const auto found = frame.find(key);
-            line += " " + (found == frame.end() ? "-" : digits(found->second.value() >> 32U, 8));
+            line += ' ';
+            line += found == frame.end() ? "-" : digits(found->second.value() >> 32U, 8);
         }
         lines.push_back(line);
     }

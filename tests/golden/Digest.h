@@ -8,12 +8,16 @@
 #include <map>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "golden/Hash.h"
 #include "golden/PlainHost.h"
 
 namespace golden {
+
+/** A report names a line of the source, which moves: every number becomes a mark. */
+std::string withoutNumbers(std::string_view text);
 
 /**
  * Takes the answers of a session in their order. A frame's hashes cover all calls up to the one that finished

@@ -2,10 +2,9 @@
 //
 // A camera that runs for long: settings that change at random, packets that get lost or damaged, algorithms
 // that come and go. Now and then a recording is played to a new algorithm, and its results must be those of
-// an undisturbed process; memory and open files must stay what they were after the first thousand frames.
-#include <dirent.h>
+// an undisturbed process; memory and open files must stay what they were after the first thousand frames, or
+// after half of a shorter run.
 #include <fcntl.h>
-#include <malloc.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,13 +15,14 @@
 #include <memory>
 #include <random>
 #include <stdexcept>
-#include <tuple>
 #include <utility>
 
 #include "Camera.h"
 #include "Plugin.h"
 #include "QorPlugin.h"
 #include "golden/Digest.h"
+#include "golden/Footprint.h"
+#include "golden/KeptImages.h"
 #include "golden/RandomSettings.h"
 #include "golden/Scenes.h"
 
@@ -30,14 +30,17 @@ namespace {
 
 using golden::Answer;
 using golden::Bytes;
+using golden::Footprint;
+using golden::Form;
 using golden::Recording;
 using golden::Step;
 using golden::View;
 using host_testing::Camera;
 using testing_support::Random;
 
-constexpr std::uint64_t kWarmUp = 1000;         // frames until memory and files must have settled
+constexpr std::uint64_t kWarmUp = 1000;         // frames until memory and files must have settled, at most
 constexpr std::size_t kBytesToSpare = 4 << 20;  // of the resident memory: pages that the system still adds
+constexpr int kPatience = 3;                    // frames without a result until the host starts anew
 
 struct Orders {
     std::uint64_t frames = 1000;
@@ -50,65 +53,13 @@ struct Tally {
     std::uint64_t frames = 0;
     std::uint64_t packets = 0;
     std::uint64_t failures = 0;  ///< calls that the plug-in refused with an exception
-    std::uint64_t initialisations = 0;
+    std::uint64_t framesSent = 0;
     std::uint64_t algorithms = 0;
     std::uint64_t probes = 0;
     std::uint64_t probedFrames = 0;
     std::map<std::string, std::uint64_t> faults;
+    std::map<std::string, std::uint64_t> refusals;  ///< by their words
 };
-
-// Memory and files of the process.
-
-struct Footprint {
-    std::size_t resident = 0;  // bytes
-    std::size_t inUse = 0;     // bytes that the heap has given out
-    int files = 0;
-};
-
-std::size_t residentBytes() {
-    std::FILE* const file = std::fopen("/proc/self/statm", "r");
-    unsigned long total = 0;
-    unsigned long resident = 0;
-    const bool read = file != nullptr && std::fscanf(file, "%lu %lu", &total, &resident) == 2;
-    if (file != nullptr) {
-        std::fclose(file);
-    }
-    if (!read) {
-        throw std::runtime_error("cannot read /proc/self/statm");
-    }
-    return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-}
-
-int openFiles() {
-    DIR* const folder = opendir("/proc/self/fd");
-    int count = 0;
-    while (folder != nullptr && readdir(folder) != nullptr) {
-        ++count;
-    }
-    closedir(folder);
-    return count;
-}
-
-Footprint footprint() {
-    const struct mallinfo2 heap = mallinfo2();
-    return {residentBytes(), heap.uordblks + heap.hblkhd, openFiles()};
-}
-
-// Images, taken once: a simulated camera would cost more than the plug-in.
-
-host_testing::Scene keptScene(View view) {
-    using Key = std::tuple<View, int, int, int>;
-    static std::map<Key, std::unique_ptr<QorRawPhaseData>> kept;
-    return [view](const QorRawdataPhaseInfo& info, int phaseOfGroup, QorRawPhaseData& raw) {
-        std::unique_ptr<QorRawPhaseData>& image = kept[{
-            view, info.intensityMeasurement != 0 ? -1 : phaseOfGroup % 4, info.freqIdx, info.exposureTime}];
-        if (image == nullptr) {
-            image = std::make_unique<QorRawPhaseData>();
-            golden::sceneOf(view, 5)(info, phaseOfGroup, *image);
-        }
-        raw = *image;
-    };
-}
 
 /** Played to a new algorithm at any time, these give the same results. */
 struct Probe {
@@ -119,14 +70,15 @@ struct Probe {
 
 std::vector<std::string> resultsOf(const std::vector<Step>& steps, Tally* tally) {
     golden::Digest digest;
-    golden::play(steps, [&](const Answer& answer) {
+    const auto take = [&](const Answer& answer) {
         digest.add(answer);
         if (tally != nullptr) {
             ++tally->packets;
             tally->frames += answer.finishedFrame ? 1 : 0;
             tally->probedFrames += answer.finishedFrame ? 1 : 0;
         }
-    });
+    };
+    golden::play(steps, take, Form::Short);
     std::vector<std::string> lines = digest.lines();
     std::erase_if(lines, [](const std::string& line) { return !line.starts_with("3210 "); });
     return lines;
@@ -190,7 +142,7 @@ class Run {
         host_testing::LayoutChange bigEndian;
         bigEndian.bigEndian = true;
         for (const host_testing::LayoutChange& change : {host_testing::LayoutChange{}, moved, bigEndian}) {
-            m_cameras.push_back(std::make_unique<Camera>(change));
+            m_stands.push_back(std::make_unique<Stand>(change));
         }
     }
 
@@ -202,14 +154,18 @@ class Run {
             if (happens(60)) {
                 probe();
                 restart();
+            } else if (m_withoutResult >= kPatience) {
+                restart();
             }
             watchFootprint();
         }
         probe();
+        watchFootprint();
     }
 
     const Tally& tally() const { return m_tally; }
     const Footprint& settled() const { return m_settled; }
+    std::uint64_t settledAt() const { return m_settledAt; }  ///< frames; 0: not yet
     double elapsed() const {
         return std::chrono::duration<double>(std::chrono::steady_clock::now() - m_start).count();
     }
@@ -224,51 +180,60 @@ class Run {
     void restart() {
         createAlgo();
         ++m_tally.algorithms;
-        m_camera = m_cameras[m_random.bits() % m_cameras.size()].get();
-        m_camera->calib = golden::fullCalibration(m_random.bits() % 16U);
+        m_withoutResult = 0;
+        m_stand = m_stands[m_random.bits() % m_stands.size()].get();
+        Camera& camera = m_stand->camera;
+        camera.calib = golden::fullCalibration(m_random.bits() % 16U);
         if (happens(2)) {
-            golden::useDriftFrequencies(*m_camera->calib);
+            golden::useDriftFrequencies(*camera.calib);
         }
-        if (happens(8)) {
-            golden::spoilCalibration(*m_camera->calib, m_random);
+        if (happens(12)) {
+            golden::spoilCalibration(*camera.calib, m_random);
             fault("calibrations with wrong values");
         }
-        golden::changeParameters(*m_camera, m_random);
-        golden::changeCustomization(*m_camera, m_random);
+        golden::changeParameters(camera, m_random);
+        golden::changeCustomization(camera, m_random);
         if (happens(4)) {
-            send({m_camera->customizationPacket(), true});
+            send({camera.customizationPacket(), true});
         }
-        send({m_camera->calibrationPacket()});
+        send({camera.calibrationPacket()});
     }
 
+    /** After a refusal the host asks for something else. */
     void changeSettings() {
         constexpr View kViews[] = {View::Room,  View::Room,      View::Holes, View::Dark,
                                    View::Zeros, View::Saturated, View::Full,  View::AnyBytes};
-        const bool startsAnew = happens(8);
+        const bool startsAnew = m_withoutResult > 0 || happens(8);
         if (startsAnew) {
-            golden::changeParameters(*m_camera, m_random);
+            golden::changeParameters(m_stand->camera, m_random);
         }
         if (startsAnew || happens(2)) {
-            golden::changeCustomization(*m_camera, m_random);
-            m_camera->scene = keptScene(kViews[m_random.bits() % std::size(kViews)]);
+            golden::changeCustomization(m_stand->camera, m_random);
+            m_view = kViews[m_random.bits() % std::size(kViews)];
         }
     }
 
     void oneFrame() {
         changeSettings();
-        const int images = m_camera->imagesPerFrame();
+        const std::uint64_t before = m_tally.frames;
+        const int images = m_stand->camera.imagesPerFrame();
         for (int image = 0; image < images; ++image) {
-            m_camera->nextImage();
+            m_stand->camera.nextImage();
             deliver();
         }
         if (m_held) {  // nothing comes after it
             send(*std::exchange(m_held, nullptr));
         }
+        ++m_tally.framesSent;
+        m_withoutResult = m_tally.frames == before ? m_withoutResult + 1 : 0;
     }
+
+    const host_testing::OwnedChunk& image() const { return m_stand->images.of(m_view, m_stand->camera); }
 
     /** The packet of the camera's present image, if all goes well. */
     void deliver() {
-        Step step = {host_testing::packetOf({m_camera->inputChunk(), m_camera->rawChunk()})};
+        Camera& camera = m_stand->camera;
+        Step step = {host_testing::packetOf({camera.inputChunk(), image()})};
         if (!happens(60)) {
             pass(std::move(step));
             return;
@@ -302,19 +267,20 @@ class Run {
                 break;
             case 6: {
                 fault("input records with wrong values");
-                const QorDistanceImageIFInput good = m_camera->input;
-                golden::spoilInput(m_camera->input, m_random);
-                step.packet = host_testing::packetOf({m_camera->inputChunk(), m_camera->rawChunk()});
-                m_camera->input = good;
+                const QorDistanceImageIFInput good = camera.input;
+                golden::spoilInput(camera.input, m_random);
+                const host_testing::OwnedChunk spoiled = camera.inputChunk();
+                camera.input = good;
+                step.packet = host_testing::packetOf({spoiled, image()});
                 break;
             }
             case 7:
                 fault("images without input records");
-                step.packet = m_camera->rawPacket();
+                step.packet = host_testing::packetOf({image()});
                 break;
             default:
                 fault("input records without images");
-                step.packet = m_camera->inputPacket();
+                step.packet = camera.inputPacket();
                 break;
         }
         pass(std::move(step));
@@ -328,14 +294,15 @@ class Run {
         }
     }
 
+    /** Debug records come with few packets, as they cost more than all else. */
     void send(const Step& step) {
-        const Answer answer = golden::call(step);
+        const Answer answer = golden::call(step, happens(200) ? Form::Full : Form::Short);
         ++m_tally.packets;
         m_tally.frames += answer.finishedFrame ? 1 : 0;
-        m_tally.failures += answer.exceptionOccured ? 1 : 0;
-        if (answer.exceptionOccured)
-            ++m_tally.faults["X " + answer.exception];
-        m_tally.initialisations += answer.result != 0 ? 1 : 0;
+        if (answer.exceptionOccured) {
+            ++m_tally.failures;
+            ++m_tally.refusals[golden::withoutNumbers(answer.exception)];
+        }
         if (!answer.packet.empty() && host_testing::parsed(answer.packet).empty()) {
             throw std::runtime_error("a result without chunks");
         }
@@ -355,12 +322,15 @@ class Run {
     }
 
     void watchFootprint() {
-        if (m_tally.frames < kWarmUp) {
+        const bool hasSettled =
+            m_tally.frames >= std::min(kWarmUp, m_orders.frames / 2) || elapsed() >= m_orders.seconds / 2.0;
+        if (!hasSettled) {
             return;
         }
-        const Footprint now = footprint();
-        if (m_settled.resident == 0) {
+        const Footprint now = golden::footprint();
+        if (m_settledAt == 0) {
             m_settled = now;
+            m_settledAt = std::max<std::uint64_t>(m_tally.frames, 1);
         }
         if (now.resident > m_settled.resident + kBytesToSpare) {
             throw std::runtime_error("memory grew from " + std::to_string(m_settled.resident) + " to " +
@@ -372,14 +342,24 @@ class Run {
         }
     }
 
+    /** A camera, and all that it can see. */
+    struct Stand {
+        explicit Stand(const host_testing::LayoutChange& change) : camera(change), images(camera) {}
+        Camera camera;
+        golden::KeptImages images;
+    };
+
     Orders m_orders;
     Random m_random;
     std::vector<Probe> m_probes;
-    std::vector<std::unique_ptr<Camera>> m_cameras;
-    Camera* m_camera = nullptr;
+    std::vector<std::unique_ptr<Stand>> m_stands;
+    Stand* m_stand = nullptr;
+    View m_view = View::Room;
     std::unique_ptr<Step> m_held;
+    int m_withoutResult = 0;  // frames in a row
     Tally m_tally;
     Footprint m_settled;
+    std::uint64_t m_settledAt = 0;
     std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
 };
 
@@ -404,29 +384,41 @@ Orders ordersOf(const std::vector<std::string>& words) {
     return orders;
 }
 
+double megabytes(std::size_t bytes) {
+    return static_cast<double>(bytes) / 1e6;
+}
+
 void print(std::FILE* out, const Run& run) {
     const Tally& tally = run.tally();
     const auto line = [out](const char* name, std::uint64_t count) {
         std::fprintf(out, "%12llu %s\n", static_cast<unsigned long long>(count), name);
     };
-    line("frames", tally.frames);
+    line("frames with a result", tally.frames);
+    line("frames of the probes among them", tally.probedFrames);
+    line("frames sent beside the probes", tally.framesSent);
     line("packets", tally.packets);
     line("algorithms", tally.algorithms);
-    line("initialisations", tally.initialisations);
+    std::uint64_t faults = 0;
     for (const auto& [name, count] : tally.faults) {
-        line(name.c_str(), count);
+        faults += count;
+    }
+    line("faults", faults);
+    for (const auto& [name, count] : tally.faults) {
+        line(("    " + name).c_str(), count);
     }
     line("packets refused with an exception", tally.failures);
+    for (const auto& [words, count] : tally.refusals) {
+        line(("    " + words).c_str(), count);
+    }
     line("probes, all with the results of an undisturbed process", tally.probes);
-    line("frames of the probes", tally.probedFrames);
-    const Footprint now = footprint();
-    if (run.settled().resident != 0) {
+    const Footprint now = golden::footprint();
+    if (run.settledAt() != 0) {
+        const Footprint& settled = run.settled();
         std::fprintf(
             out, "memory after the first %llu frames %.1f MB, at the end %.1f MB (heap %.2f and %.2f MB)\n",
-            static_cast<unsigned long long>(kWarmUp), static_cast<double>(run.settled().resident) / 1e6,
-            static_cast<double>(now.resident) / 1e6, static_cast<double>(run.settled().inUse) / 1e6,
-            static_cast<double>(now.inUse) / 1e6);
-        std::fprintf(out, "open files %d and %d\n", run.settled().files, now.files);
+            static_cast<unsigned long long>(run.settledAt()), megabytes(settled.resident),
+            megabytes(now.resident), megabytes(settled.inUse), megabytes(now.inUse));
+        std::fprintf(out, "open files %d and %d\n", settled.files, now.files);
     }
     std::fprintf(out, "%.0f s\n", run.elapsed());
 }
@@ -441,6 +433,7 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "usage: long_run [--frames N] [--seconds N] [--seed N], not %s\n", error.what());
         return 2;
     }
+    golden::returnLargeBuffers();
     // The pipeline prints its reports on standard output; they go nowhere.
     std::FILE* const out = fdopen(dup(STDOUT_FILENO), "w");
     const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);

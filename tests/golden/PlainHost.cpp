@@ -59,7 +59,7 @@ void restartClocks() {
     g_ticks = 0xFFFFFF00U;  // the clock of 32 bits wraps in the first frame
 }
 
-Answer call(const Step& step) {
+Answer call(const Step& step, Form form) {
     Answer answer;
     if (step.packet.empty()) {
         createAlgo();
@@ -77,17 +77,17 @@ Answer call(const Step& step) {
     }
     answer.packet = fetch(true);
     answer.finishedFrame = holdsResult(answer.packet);
-    if (answer.finishedFrame || answer.exceptionOccured) {
+    if (form == Form::Full && (answer.finishedFrame || answer.exceptionOccured)) {
         answer.packet = fetch(false);
     }
     return answer;
 }
 
-void play(const std::vector<Step>& steps, const std::function<void(const Answer& answer)>& take) {
+void play(const std::vector<Step>& steps, const std::function<void(const Answer& answer)>& take, Form form) {
     restartClocks();
     createAlgo();
     for (const Step& step : steps) {
-        take(call(step));
+        take(call(step, form));
     }
     clearAlgo();
 }

@@ -23,11 +23,16 @@ struct Answer {
 /** Both clocks of the plug-in start anew. */
 void restartClocks();
 
-/** One call, and the result in its long form if the call finished a frame or
- * failed, else in its short form. */
-Answer call(const Step& step);
+/** What is fetched. */
+enum class Form {
+    Short,  ///< the result of each call
+    Full    ///< debug records too, of calls that finished a frame or failed
+};
+
+Answer call(const Step& step, Form form = Form::Full);
 
 /** A whole session with a new algorithm. */
-void play(const std::vector<Step>& steps, const std::function<void(const Answer& answer)>& take);
+void play(const std::vector<Step>& steps, const std::function<void(const Answer& answer)>& take,
+          Form form = Form::Full);
 
 }  // namespace golden

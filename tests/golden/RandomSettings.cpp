@@ -20,6 +20,10 @@ AlgoPoint2D anyPoint(Random& random) {
     return {random.real(-20.0F, 244.0F), random.real(-20.0F, 192.0F)};
 }
 
+AlgoPoint2D pointNearCentre(Random& random) {
+    return {random.real(60.0F, 164.0F), random.real(50.0F, 122.0F)};
+}
+
 void changeFilters(ImageFilterSettings& filters, Random& random) {
     filters.temporalFilter = static_cast<TemporalFilter>(random.integer(0, TempFilter_MAX - 1));
     filters.tempMeanSettings.numberOfFrames = static_cast<alif_uint32_t>(random.integer(1, 25));
@@ -34,13 +38,17 @@ void changeFilters(ImageFilterSettings& filters, Random& random) {
     filters.applyAmplitudeFilter = random.integer(0, 1);
 }
 
+/** One that holds enough pixels, or now and then any, which may be refused. */
 void changeRegion(ROIItem& region, Random& random) {
+    const bool any = oneIn(random, 40);
+    const float least = any ? 1.0F : 40.0F;
+    const auto centre = [&] { return any ? anyPoint(random) : pointNearCentre(random); };
     region.type = static_cast<ROIType>(random.integer(ROITypeEllipse, ROITypePolygon));
-    region.ellipse = {anyPoint(random), random.real(1.0F, 250.0F), random.real(1.0F, 200.0F),
+    region.ellipse = {centre(), random.real(least, 250.0F), random.real(least, 200.0F),
                       random.real(-4.0F, 4.0F)};
-    region.rectangle = {anyPoint(random), random.real(1.0F, 250.0F), random.real(1.0F, 200.0F),
+    region.rectangle = {centre(), random.real(least, 250.0F), random.real(least, 200.0F),
                         random.real(-4.0F, 4.0F)};
-    region.polygon.noPoints = static_cast<alif_uint32_t>(random.integer(3, 32));
+    region.polygon.noPoints = static_cast<alif_uint32_t>(random.integer(any ? 3 : 8, 32));
     for (AlgoPoint2D& point : region.polygon.points2D) {
         point = anyPoint(random);
     }
@@ -58,7 +66,7 @@ void changeExposureControl(AutoExpSettings& control, Random& random) {
         oneIn(random, 50) ? AutoExposureROIType_ReferencePoint : AutoExposureROIType_ROIs;
     control.roiSettings.referencePoint = anyPoint(random);
     RegionsOfInterest& regions = control.roiSettings.rois;
-    regions.noROIs = static_cast<alif_uint32_t>(random.integer(0, 3));
+    regions.noROIs = static_cast<alif_uint32_t>(oneIn(random, 100) ? 0 : random.integer(1, 3));
     for (alif_uint32_t i = 0; i < regions.noROIs; ++i) {
         changeRegion(regions.ROIs[i], random);
         regions.ROIs[i].ID = static_cast<alif_int32_t>(i);  // equal ones are refused
@@ -115,8 +123,10 @@ void changeParameters(Camera& camera, Random& random) {
     param.numFrequencies = random.integer(1, 2);
     param.maxUniqueRange = oneIn(random, 3) ? random.real(1.0F, 7.0F) : -1.0F;
     param.verticalAssignment = random.integer(0, 1);
-    param.maxExposureTime = random.integer(0, 3000);
-    param.maxSumExposureTime = random.integer(0, 6000);
+    // Times below those of the camera leave nothing to propose, which is refused.
+    const int32_t least = oneIn(random, 60) ? 0 : 2000;
+    param.maxExposureTime = random.integer(least, 3000);
+    param.maxSumExposureTime = random.integer(2 * least, 6000);
     RuvoFrequencyHoppingTable& hopping = camera.input.freqHoppingTable;
     hopping.frequencyHoppingTable[0] = {0, static_cast<alif_uint16_t>(param.numFrequencies - 1), 1};
     hopping.frequencyHoppingTable[1] = {1, 0, 1};
