@@ -24,11 +24,15 @@ struct Finding {
     bool isDamage = false;             // of bytes, not of what they mean
 };
 
-// In the order of the file. `stretches` are those of the bytes.
-std::vector<Finding> diagnose(std::span<const std::uint8_t> bytes,
-                              const std::vector<recording::Stretch>& stretches);
+struct Diagnosis {
+    std::vector<Finding> findings;  // in the order of the file
+    std::size_t packets = 0;
+};
 
-// What is wrong with the definitions of one packet.
+// Throws recording::RecordingError if the bytes cannot be read.
+Diagnosis diagnose(recording::FileBytes& bytes);
+
+// What is wrong with the definitions of one packet, whose bytes these are.
 std::vector<Finding> faultsOfDefinitions(std::span<const std::uint8_t> bytes,
                                          const recording::Stretch& stretch, std::size_t packet);
 

@@ -16,6 +16,7 @@
 #include "qor/Arguments.h"
 #include "qor/Diagnosis.h"
 #include "qor/ExitCode.h"
+#include "qor/Recovery.h"
 #include "qor/StandardError.h"
 #include "recording/RecordingReader.h"
 #include "recording/RecordingWriter.h"
@@ -68,21 +69,17 @@ int giveUp(const Options& options, int exitCode, const std::string& sentence) {
 }
 
 int diagnoseFile(const Options& options) {
-    const recording::FileBytes file(options.recording);
-    if (file.bytes().empty()) {
+    recording::FileBytes file(options.recording);
+    if (!file.reach(1)) {
         return giveUp(options, ExitCode::BadData,
                       recording::nameOf(options.recording) + " holds no packets.");
     }
-    const auto stretches = recording::salvage(file.bytes());
-    const std::vector<Finding> findings = diagnose(file.bytes(), stretches);
-    const auto packets =
-        std::count_if(stretches.begin(), stretches.end(),
-                      [](const recording::Stretch& stretch) { return stretch.fault.empty(); });
+    const auto [findings, packets] = diagnose(file);
     if (options.json) {
         printJson({{"command", options.command},
                    {"version", QOR_VERSION},
                    {"file", options.recording.string()},
-                   {"bytes", file.bytes().size()},
+                   {"bytes", file.size()},
                    {"packets", packets},
                    {"findings", toJson(findings)}});
     } else {
@@ -90,56 +87,19 @@ int diagnoseFile(const Options& options) {
             printFinding(findings[k]);
         }
         fmt::print("{}{}: {}, {}\n", findings.size() > mostSentences ? "... --json lists all findings\n" : "",
-                   printable(recording::nameOf(options.recording)),
-                   counted(static_cast<std::uint64_t>(packets), "packet"),
+                   printable(recording::nameOf(options.recording)), counted(packets, "packet"),
                    counted(findings.size(), "finding"));
     }
     return findings.empty() ? ExitCode::Good : ExitCode::Findings;
 }
 
-struct Recovered {
-    std::size_t packets = 0;
-    std::uint64_t bytes = 0;
-    std::vector<Finding> lost;
-    std::uint64_t lostBytes = 0;
-    std::size_t emptyPackets = 0;
-};
-
-Recovered recoverFile(const Options& options, const recording::FileBytes& file) {
-    constexpr std::size_t sizeOfEmptyPacket = 4;
-    Recovered recovered;
-    recording::RecordingWriter writer(options.file);
-    for (const recording::Stretch& stretch : recording::salvage(file.bytes())) {
-        const std::size_t packet = recovered.packets + recovered.emptyPackets;
-        std::vector<Finding> faults;
-        if (stretch.fault.empty()) {
-            faults = faultsOfDefinitions(file.bytes(), stretch, packet);
-        } else {
-            faults.push_back({stretch.faultAt, packet, std::nullopt, stretch.fault + ".", "", true});
-        }
-        if (!faults.empty()) {
-            faults[0].rule +=
-                fmt::format(" Lost: {} from byte {} on.", counted(stretch.size, "byte"), stretch.offset);
-            recovered.lost.push_back(faults[0]);
-            recovered.lostBytes += stretch.size;
-        } else if (stretch.size <= sizeOfEmptyPacket) {
-            ++recovered.emptyPackets;
-        } else {
-            writer.write(file.bytes().subspan(stretch.offset, stretch.size));
-            ++recovered.packets;
-        }
-    }
-    recovered.bytes = writer.bytes();
-    writer.finish();
-    return recovered;
-}
-
-int recover(const Options& options) {
+int recoverFile(const Options& options) {
     if (files::isStandardOutput(options.file)) {
         files::standardOutputForData();
     }
-    const recording::FileBytes file(options.recording);
-    const Recovered recovered = recoverFile(options, file);
+    recording::FileBytes file(options.recording);
+    recording::RecordingWriter writer(options.file);
+    const Recovered recovered = recover(file, writer);
     if (options.json) {
         printJson({{"command", options.command},
                    {"version", QOR_VERSION},
@@ -172,8 +132,7 @@ int recover(const Options& options) {
     return recovered.lost.empty() && recovered.emptyPackets == 0
                ? ExitCode::Good
                : complain(options, ExitCode::Findings,
-                          fmt::format("lost {} of {}.", counted(recovered.lostBytes, "byte"),
-                                      file.bytes().size()));
+                          fmt::format("lost {} of {}.", counted(recovered.lostBytes, "byte"), file.size()));
 }
 
 template <typename Work>
@@ -225,7 +184,7 @@ void addRecover(CLI::App& app, int& exitCode) {
     command->footer(
         "Exit codes: 0 nothing is lost; 1 something is lost; 2 usage;\n"
         "            3 the recording cannot be read, holds no good packet, or the file cannot be written\n");
-    command->callback([options, &exitCode] { exitCode = attempt(*options, recover); });
+    command->callback([options, &exitCode] { exitCode = attempt(*options, recoverFile); });
 }
 
 }  // namespace qor

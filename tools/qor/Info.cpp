@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "PacketZelta.h"
+#include "plugin/ImageInfo.h"
 #include "qor/Arguments.h"
 #include "qor/Checksum.h"
 #include "qor/ExitCode.h"
@@ -85,10 +86,13 @@ void addDefinition(ChannelSummary& channel, const zelta::ZeltaChunk& chunk) {
 Summary summarise(recording::RecordingReader& reader) {
     Summary summary;
     try {
+        plugin::ImageInfoReader imageInfo;
         while (const recording::RecordedPacket* packet = reader.next()) {
             ++summary.packets;
             summary.checksum.add(packet->bytes.data(), packet->bytes.size());
-            summary.timeline.add(*packet);
+            if (const auto image = imageInfo.read(packet->chunks)) {
+                summary.timeline.add(*image, packet->index);
+            }
             summary.settings.add(*packet);
             summary.emptyPackets += packet->chunks.empty() ? 1 : 0;
             summary.frames += recording::beginsFrame(packet->chunks) ? 1 : 0;
@@ -129,7 +133,7 @@ void printList(const char* title, const char* none, const std::vector<std::strin
 std::vector<std::string> gapSentences(const Summary& summary) {
     std::vector<std::string> sentences;
     for (const Gap& gap : summary.timeline.gaps()) {
-        sentences.push_back(gap.sentence);
+        sentences.push_back(fmt::format("packet {}: {}", gap.packet, gap.sentence));
     }
     return sentences;
 }

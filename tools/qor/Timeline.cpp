@@ -7,70 +7,50 @@
 #include <algorithm>
 
 #include "qor/Arguments.h"
-#include "recording/Channels.h"
-#include "recording/Record.h"
 
 namespace qor {
 namespace {
 
-constexpr std::int64_t counterValues = 4096;  // the imager counts in 12 bits
-constexpr double strikinglyLong = 1.5;        // of the usual time
+constexpr double strikinglyLong = 1.5;  // of the usual time
 
 }  // namespace
 
-void Timeline::add(const recording::RecordedPacket& packet) {
-    const zelta::ZeltaChunk* const chunk = recording::findChunk(packet.chunks, recording::channel::input);
-    if (chunk == nullptr) {
-        return;
+void Timeline::add(const plugin::ImageInfo& image, std::size_t packet) {
+    ++images_;
+    lastPacket_ = packet;
+    const std::size_t missingBefore = sequence_.missingBetweenFrames();
+    const plugin::FrameSequence::Verdict verdict = sequence_.next(image);
+    if (!verdict.loss.empty()) {
+        gaps_.push_back({packet, verdict.loss});
     }
-    const std::string info = "QorDistanceImageIFInput.phaseInfo.";
-    try {
-        const Image image{static_cast<std::int64_t>(recording::numberOf(*chunk, info + "frameCounter")),
-                          static_cast<std::int64_t>(recording::numberOf(*chunk, info + "sequenceCounter"))};
-        const auto time = static_cast<std::uint32_t>(recording::numberOf(*chunk, info + "timestamp"));
-        ++images_;
-        if (latest_) {
-            compare(*latest_, image, packet.index);
-        }
-        latest_ = image;
-        if (image.position != 0) {
-            return;
-        }
-        if (frameStart_) {
-            periods_.push_back({packet.index, time - *frameStart_});  // the clock wraps, and so does this
-        }
-        frameStart_ = time;
-    } catch (const recording::RecordError&) {
-        return;  // the readers of the record report what is wrong with it
+    if (const std::size_t missing = sequence_.missingBetweenFrames() - missingBefore; missing > 0) {
+        gaps_.push_back({packet, "Missing between two frames: " + counted(missing, "image") + "."});
+    }
+    if (image.sequence == 0) {
+        addStart(image, packet);
     }
 }
 
-void Timeline::compare(const Image& before, const Image& now, std::size_t packet) {
-    const std::int64_t steps =
-        ((now.counter - before.counter) % counterValues + counterValues) % counterValues;
-    if (steps != 1) {
-        gaps_.push_back(
-            {packet, fmt::format("packet {}: the imager's counter goes from {} to {}{}.", packet,
-                                 before.counter, now.counter,
-                                 steps > 1 && steps < counterValues / 2
-                                     ? "; missing: " + counted(static_cast<std::uint64_t>(steps - 1), "image")
-                                     : "")});
+// The clock wraps, and so does the difference.
+void Timeline::addStart(const plugin::ImageInfo& image, std::size_t packet) {
+    if (frameStart_) {
+        periods_.push_back({packet, static_cast<std::int32_t>(image.clock - *frameStart_)});
     }
-    if (now.position != 0 && now.position != before.position + 1) {
-        gaps_.push_back({packet, fmt::format("packet {}: image {} of the frame follows image {}.", packet,
-                                             now.position, before.position)});
-    }
+    frameStart_ = image.clock;
 }
 
-std::optional<std::uint32_t> Timeline::usualPeriod() const {
-    if (periods_.empty()) {
+std::optional<std::int32_t> Timeline::usualPeriod() const {
+    std::vector<std::int32_t> times;
+    for (const Period& period : periods_) {
+        if (period.microseconds >= 0) {
+            times.push_back(period.microseconds);
+        }
+    }
+    if (times.empty()) {
         return std::nullopt;
     }
-    std::vector<std::uint32_t> times;
-    for (const Period& period : periods_) {
-        times.push_back(period.microseconds);
-    }
-    const auto middle = times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2);
+    // Of an even number the lower one: frames that are lost make periods longer, nothing makes them shorter.
+    const auto middle = times.begin() + static_cast<std::ptrdiff_t>((times.size() - 1) / 2);
     std::nth_element(times.begin(), middle, times.end());
     return *middle == 0 ? std::nullopt : std::optional(*middle);
 }
@@ -84,12 +64,18 @@ std::vector<Gap> Timeline::gaps() const {
     std::vector<Gap> all = gaps_;
     const auto usual = usualPeriod();
     for (const Period& period : periods_) {
-        if (usual && period.microseconds > strikinglyLong * *usual) {
+        const double seconds = period.microseconds / 1.0e6;
+        if (period.microseconds < 0) {
+            all.push_back({period.packet, fmt::format("The clock goes back by {:.6f} s.", -seconds)});
+        } else if (usual && period.microseconds > strikinglyLong * *usual) {
             all.push_back(
-                {period.packet,
-                 fmt::format("packet {}: {:.3f} s after the frame before, where {:.3f} s are usual.",
-                             period.packet, period.microseconds / 1.0e6, *usual / 1.0e6)});
+                {period.packet, fmt::format("The frame begins {:.3f} s after the one before, where {:.3f} s "
+                                            "are usual.",
+                                            seconds, *usual / 1.0e6)});
         }
+    }
+    if (const std::string end = sequence_.atEnd(); !end.empty()) {
+        all.push_back({lastPacket_, end});
     }
     std::stable_sort(all.begin(), all.end(),
                      [](const Gap& left, const Gap& right) { return left.packet < right.packet; });

@@ -10,11 +10,12 @@
 #include <string>
 #include <vector>
 
-#include "recording/RecordingReader.h"
+#include "plugin/FrameSequence.h"
+#include "plugin/ImageInfo.h"
 
 namespace qor {
 
-// A place where images are missing or time stands out.
+// A place where images are missing or out of order, or time stands out.
 struct Gap {
     std::size_t packet = 0;  // the first after it
     std::string sentence;
@@ -22,35 +23,31 @@ struct Gap {
 
 class Timeline {
  public:
-    // The packets of a recording in their order. Those without a readable input record do not count.
-    void add(const recording::RecordedPacket& packet);
+    // The images of a recording in their order; `packet` is where one stands.
+    void add(const plugin::ImageInfo& image, std::size_t packet);
 
     std::size_t images() const { return images_; }
 
     // By the median time from frame to frame; none for fewer than two frames or a clock that stands still.
     std::optional<double> framesPerSecond() const;
 
-    // Jumps of the imager's counter, positions in the frame that are left out, and times from frame to frame
-    // that are more than half as long again as usual.
+    // What keeps frames from being whole, images that are missing between frames, a clock that goes back, and
+    // times from frame to frame that are more than half as long again as usual. Ask after the last image.
     std::vector<Gap> gaps() const;
 
  private:
-    struct Image {
-        std::int64_t counter = 0;   // of the imager, 12 bits
-        std::int64_t position = 0;  // in the frame, from 0
-    };
-
     // From the start of one frame to that of the next.
     struct Period {
         std::size_t packet = 0;
-        std::uint32_t microseconds = 0;
+        std::int32_t microseconds = 0;  // below 0 if the clock goes back
     };
 
-    void compare(const Image& before, const Image& now, std::size_t packet);
-    std::optional<std::uint32_t> usualPeriod() const;
+    void addStart(const plugin::ImageInfo& image, std::size_t packet);
+    std::optional<std::int32_t> usualPeriod() const;
 
     std::size_t images_ = 0;
-    std::optional<Image> latest_;
+    std::size_t lastPacket_ = 0;
+    plugin::FrameSequence sequence_;
     std::optional<std::uint32_t> frameStart_;
     std::vector<Period> periods_;
     std::vector<Gap> gaps_;

@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <cstring>
 #include <functional>
+#include <utility>
 
 #include "recording/RecordingError.h"
 #include "recording/RecordingReader.h"
@@ -30,8 +31,7 @@ constexpr std::size_t markInPacket =
 
 class Walk {
  public:
-    Walk(std::span<const std::uint8_t> bytes, std::size_t offset)
-        : bytes_(bytes), start_(offset), at_(offset) {}
+    Walk(FileBytes& bytes, std::size_t offset) : bytes_(bytes), start_(offset), at_(offset) {}
 
     Stretch packet() {
         std::uint32_t count = 0;
@@ -64,11 +64,11 @@ class Walk {
     std::string ofChunk() const { return " of chunk " + std::to_string(number_); }
 
     bool take(std::uint32_t& word, const std::string& what) {
-        if (bytes_.size() - at_ < wordSize) {
+        if (!bytes_.reach(at_ + wordSize)) {
             fail(bytes_.size(), "the file ends " + what);
             return false;
         }
-        std::memcpy(&word, bytes_.data() + at_, wordSize);
+        std::memcpy(&word, bytes_.part(at_, wordSize).data(), wordSize);
         at_ += wordSize;
         return true;
     }
@@ -99,7 +99,7 @@ class Walk {
     }
 
     bool skip(std::size_t count, const std::string& what) {
-        if (bytes_.size() - at_ < count) {
+        if (!bytes_.reach(at_ + count)) {
             fail(bytes_.size(), "the file ends in the " + what + ofChunk());
             return false;
         }
@@ -114,7 +114,7 @@ class Walk {
 
     Stretch broken() const { return broken_; }
 
-    std::span<const std::uint8_t> bytes_;
+    FileBytes& bytes_;
     std::size_t start_;
     std::size_t at_;
     std::uint32_t number_ = 0;
@@ -122,31 +122,42 @@ class Walk {
 };
 
 // The offset of the next packet with chunks that reaches past a place, or the end of the file.
-std::size_t nextPacket(std::span<const std::uint8_t> bytes, std::size_t after, std::size_t past) {
+std::size_t nextPacket(FileBytes& bytes, std::size_t after, std::size_t past) {
+    constexpr std::size_t step = std::size_t{1} << 20U;  // is looked through at a time
     std::array<std::uint8_t, wordSize> mark{};
     std::memcpy(mark.data(), &startMark, wordSize);
     const std::boyer_moore_horspool_searcher searcher(mark.begin(), mark.end());
-    auto from = bytes.begin() + static_cast<std::ptrdiff_t>(std::min(after + markInPacket, bytes.size()));
+    std::size_t from = after + markInPacket;
     while (true) {
-        from = std::search(from, bytes.end(), searcher);
-        if (from == bytes.end()) {
+        const bool goesOn = bytes.reach(from + step);
+        const std::size_t end = goesOn ? from + step : bytes.size();
+        if (end < from + wordSize) {
             return bytes.size();
         }
-        const auto offset = static_cast<std::size_t>(from - bytes.begin()) - markInPacket;
-        const Stretch found = packetAt(bytes, offset);
-        if (found.fault.empty() && offset + found.size > past) {
-            return offset;
+        const std::span<const std::uint8_t> window = bytes.part(from, end - from);
+        const auto found = std::search(window.begin(), window.end(), searcher);
+        if (found != window.end()) {
+            from += static_cast<std::size_t>(found - window.begin());
+            const std::size_t offset = from - markInPacket;
+            const Stretch packet = packetAt(bytes, offset);
+            if (packet.fault.empty() && offset + packet.size > past) {
+                return offset;
+            }
+            ++from;
+        } else if (goesOn) {
+            from = end - (wordSize - 1);
+        } else {
+            return bytes.size();
         }
-        ++from;
     }
 }
 
 // The damaged bytes from a fault on. What it looked for may lie after the start of the next packet; such a
 // place would mislead.
-Stretch damageAt(std::span<const std::uint8_t> bytes, Stretch fault, std::size_t past) {
+Stretch damageAt(FileBytes& bytes, Stretch fault, std::size_t past) {
     const std::size_t next = nextPacket(bytes, fault.offset, past);
     fault.size = next - fault.offset;
-    if (fault.faultAt >= next && next < bytes.size()) {
+    if (fault.faultAt >= next && bytes.reach(next + 1)) {
         fault.faultAt = fault.offset;
     }
     return fault;
@@ -154,7 +165,7 @@ Stretch damageAt(std::span<const std::uint8_t> bytes, Stretch fault, std::size_t
 
 // A packet before a fault may only look whole: its number of chunks is too small, or it ends within the next
 // packet, at a mark that happens to stand where its own would. No fault if it is whole.
-Stretch faultBefore(std::span<const std::uint8_t> bytes, const Stretch& packet) {
+Stretch faultBefore(FileBytes& bytes, const Stretch& packet) {
     const std::size_t end = packet.offset + packet.size;
     if (nextPacket(bytes, packet.offset, end) < end) {
         return {packet.offset, 0, packet.offset, "the next packet begins before this one ends"};
@@ -167,70 +178,103 @@ Stretch faultBefore(std::span<const std::uint8_t> bytes, const Stretch& packet) 
 
 }  // namespace
 
-FileBytes::FileBytes(const std::filesystem::path& path) {
-    const auto refuse = [&path](const std::string& reason) {
-        throw RecordingError("Cannot read " + nameOf(path) + ": " + reason + ".");
-    };
-    const int file = isStandardInput(path) ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
-                                           : open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (file == -1) {
-        refuse(std::strerror(errno));
+FileBytes::FileBytes(const std::filesystem::path& path) : name_(nameOf(path)) {
+    file_ = isStandardInput(path) ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
+                                  : open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (file_ == -1) {
+        throw RecordingError("Cannot read " + name_ + ": " + std::strerror(errno) + ".");
     }
     struct stat status {};
-    if (fstat(file, &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0) {
-        const auto size = static_cast<std::size_t>(status.st_size);
-        void* const mapped = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file, 0);
-        if (mapped != MAP_FAILED) {
-            mapped_ = mapped;
-            bytes_ = {static_cast<const std::uint8_t*>(mapped), size};
-            close(file);
-            return;
-        }
+    // Of standard input, something else may have read a part.
+    if (isStandardInput(path) || fstat(file_, &status) != 0 || !S_ISREG(status.st_mode) ||
+        status.st_size == 0) {
+        return;
     }
-    constexpr std::size_t step = std::size_t{1} << 20U;
-    ssize_t got = 1;
-    while (got > 0) {
-        const std::size_t before = read_.size();
-        read_.resize(before + step);
-        got = read(file, read_.data() + before, step);
-        read_.resize(before + static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+    const auto size = static_cast<std::size_t>(status.st_size);
+    void* const mapped = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file_, 0);
+    if (mapped != MAP_FAILED) {
+        mapped_ = mapped;
+        bytes_ = {static_cast<const std::uint8_t*>(mapped), size};
+        close(file_);
+        file_ = -1;
     }
-    const int reason = errno;
-    close(file);
-    if (got < 0) {
-        refuse(std::strerror(reason));
-    }
-    bytes_ = read_;
 }
 
 FileBytes::~FileBytes() {
     if (mapped_ != nullptr) {
         munmap(mapped_, bytes_.size());
     }
+    if (file_ != -1) {
+        close(file_);
+    }
 }
 
-Stretch packetAt(std::span<const std::uint8_t> bytes, std::size_t offset) {
+bool FileBytes::reach(std::size_t end) {
+    while (size() < end && file_ != -1) {
+        readOn();
+    }
+    return size() >= end;
+}
+
+void FileBytes::readOn() {
+    constexpr std::size_t step = std::size_t{1} << 18U;
+    const std::size_t before = read_.size();
+    read_.resize(before + step);
+    const ssize_t got = read(file_, read_.data() + before, step);
+    const int reason = errno;
+    read_.resize(before + static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+    bytes_ = read_;
+    if (got < 0 && reason != EINTR) {
+        throw RecordingError("Cannot read " + name_ + ": " + std::strerror(reason) + ".");
+    }
+    if (got == 0) {
+        close(file_);
+        file_ = -1;
+    }
+}
+
+// The rest is moved only when that pays.
+void FileBytes::forget(std::size_t offset) {
+    const std::size_t count = offset - forgotten_;
+    if (read_.empty() || count < read_.size() / 2) {
+        return;
+    }
+    read_.erase(read_.begin(), read_.begin() + static_cast<std::ptrdiff_t>(count));
+    bytes_ = read_;
+    forgotten_ += count;
+}
+
+Stretch packetAt(FileBytes& bytes, std::size_t offset) {
     return Walk(bytes, offset).packet();
 }
 
-std::vector<Stretch> salvage(std::span<const std::uint8_t> bytes) {
-    std::vector<Stretch> stretches;
-    std::size_t offset = 0;
-    while (offset < bytes.size()) {
-        Stretch stretch = packetAt(bytes, offset);
+std::optional<Stretch> Salvage::next() {
+    bytes_.forget(given_);
+    Stretch stretch;
+    if (next_) {
+        stretch = *std::exchange(next_, std::nullopt);
+    } else if (bytes_.reach(given_ + 1)) {
+        stretch = packetAt(bytes_, given_);
         if (!stretch.fault.empty()) {
-            if (!stretches.empty() && stretches.back().fault.empty()) {
-                if (Stretch before = faultBefore(bytes, stretches.back()); !before.fault.empty()) {
-                    stretches.pop_back();
-                    stretch = std::move(before);
-                }
-            }
-            stretch = damageAt(bytes, std::move(stretch), offset);
+            stretch = damageAt(bytes_, stretch, given_);
         }
-        offset = stretch.offset + stretch.size;
-        stretches.push_back(std::move(stretch));
+    } else {
+        return std::nullopt;
     }
-    return stretches;
+    const std::size_t end = stretch.offset + stretch.size;
+    if (stretch.fault.empty() && bytes_.reach(end + 1)) {
+        next_ = packetAt(bytes_, end);
+        if (!next_->fault.empty()) {
+            if (const Stretch own = faultBefore(bytes_, stretch); !own.fault.empty()) {
+                stretch = damageAt(bytes_, own, end);
+                next_.reset();
+            } else {
+                next_ = damageAt(bytes_, *next_, end);
+            }
+        }
+    }
+    given_ = stretch.offset + stretch.size;
+    return stretch;
 }
 
 }  // namespace recording

@@ -7,27 +7,52 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
 namespace recording {
 
-// The bytes of a file, or of standard input for "-".
+// The bytes of a recording, by their offset. Of what cannot be mapped, such as a pipe, those are in memory
+// that were reached and not forgotten.
 class FileBytes {
  public:
-    // Throws RecordingError if they cannot be read.
+    // "-" is standard input. Throws RecordingError if it cannot be opened.
     explicit FileBytes(const std::filesystem::path& path);
+
+    // Of memory that outlives it.
+    explicit FileBytes(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
+
     ~FileBytes();
     FileBytes(const FileBytes&) = delete;
     FileBytes& operator=(const FileBytes&) = delete;
 
-    std::span<const std::uint8_t> bytes() const { return bytes_; }
+    // Whether there are bytes up to an end. Reads on if need be; throws RecordingError if that fails.
+    bool reach(std::size_t end);
+
+    // Of the whole, once reach() found an end; until then, of what was reached.
+    std::size_t size() const { return forgotten_ + bytes_.size(); }
+
+    // Valid until the next call of reach() or forget(); all of it must be reached, nothing forgotten.
+    std::span<const std::uint8_t> part(std::size_t offset, std::size_t size) const {
+        return bytes_.subspan(offset - forgotten_, size);
+    }
+
+    // What comes before an offset is no longer wanted.
+    void forget(std::size_t offset);
+
+    std::size_t bytesInMemory() const { return read_.size(); }
 
  private:
+    void readOn();
+
+    std::string name_;
+    int file_ = -1;  // while there may be more to read
     std::span<const std::uint8_t> bytes_;
     void* mapped_ = nullptr;
     std::vector<std::uint8_t> read_;  // what cannot be mapped
+    std::size_t forgotten_ = 0;
 };
 
 // A stretch of the file: a packet, or bytes that are none.
@@ -39,10 +64,21 @@ struct Stretch {
 };
 
 // What stands at an offset: a packet and its size, or the rule that it breaks and where.
-Stretch packetAt(std::span<const std::uint8_t> bytes, std::size_t offset);
+Stretch packetAt(FileBytes& bytes, std::size_t offset);
 
-// All stretches in order, without gaps. After damage, the next packet with chunks is searched; the bytes
-// before it belong to the damage, and so do packets without chunks next to it.
-std::vector<Stretch> salvage(std::span<const std::uint8_t> bytes);
+// Goes through a recording, whatever is wrong with it. After damage, the next packet with chunks is
+// searched; all bytes before it belong to the damage.
+class Salvage {
+ public:
+    explicit Salvage(FileBytes& bytes) : bytes_(bytes) {}
+
+    // In order and without gaps; none at the end. The bytes of a stretch are there until the next call.
+    std::optional<Stretch> next();
+
+ private:
+    FileBytes& bytes_;
+    std::size_t given_ = 0;        // offset after the stretches given
+    std::optional<Stretch> next_;  // looked at already
+};
 
 }  // namespace recording

@@ -3,10 +3,15 @@
 #include "recording/Salvage.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
+#include <algorithm>
+#include <fstream>
 #include <random>
+#include <thread>
 
 #include "recording/Record.h"
+#include "recording/RecordingError.h"
 #include "tools/TestFolder.h"
 
 namespace recording {
@@ -29,6 +34,21 @@ Bytes joined(const std::vector<Bytes>& parts) {
         all.insert(all.end(), part.begin(), part.end());
     }
     return all;
+}
+
+std::vector<Stretch> salvage(const Bytes& bytes) {
+    FileBytes file{std::span<const std::uint8_t>(bytes)};
+    Salvage salvage(file);
+    std::vector<Stretch> stretches;
+    while (std::optional<Stretch> stretch = salvage.next()) {
+        stretches.push_back(*stretch);
+    }
+    return stretches;
+}
+
+Stretch firstPacket(const Bytes& bytes) {
+    FileBytes file{std::span<const std::uint8_t>(bytes)};
+    return packetAt(file, 0);
 }
 
 // Every byte belongs to one stretch.
@@ -56,20 +76,20 @@ TEST(Salvage, AGoodRecordingIsItsPackets) {
 TEST(Salvage, TheRuleThatIsBrokenIsToldWithItsByte) {
     Bytes bytes = packet(1, 5);
     bytes[16] ^= 1U;  // the mark before the first definition
-    const Stretch mark = packetAt(bytes, 0);
+    const Stretch mark = firstPacket(bytes);
     EXPECT_EQ(mark.faultAt, 16U);
     EXPECT_EQ(mark.fault, "the mark after the header of chunk 0 is not there");
     bytes = packet(1, 5);
     bytes[8] = 0;  // the size of the first definition
-    EXPECT_EQ(packetAt(bytes, 0).fault, "the size of the definition of chunk 0 is 0");
-    EXPECT_EQ(packetAt(bytes, 0).faultAt, 8U);
+    EXPECT_EQ(firstPacket(bytes).fault, "the size of the definition of chunk 0 is 0");
+    EXPECT_EQ(firstPacket(bytes).faultAt, 8U);
     bytes = packet(1, 5);
     bytes[1] = 5;
-    EXPECT_EQ(packetAt(bytes, 0).fault, "the number of chunks is 1282, where 1024 are possible");
+    EXPECT_EQ(firstPacket(bytes).fault, "the number of chunks is 1282, where 1024 are possible");
     bytes = packet(1, 5);
     bytes.pop_back();
-    EXPECT_EQ(packetAt(bytes, 0).fault, "the file ends in the mark after the data of chunk 1");
-    EXPECT_EQ(packetAt(bytes, 0).faultAt, bytes.size());
+    EXPECT_EQ(firstPacket(bytes).fault, "the file ends in the mark after the data of chunk 1");
+    EXPECT_EQ(firstPacket(bytes).faultAt, bytes.size());
 }
 
 TEST(Salvage, WhatComesAfterTheDamageIsFound) {
@@ -91,7 +111,7 @@ TEST(Salvage, APacketThatWasCutDoesNotSwallowTheNext) {
     // bytes.
     cut.resize(cut.size() - 4 - 37);
     const Bytes bytes = joined({cut, next, packet(5, 9)});
-    EXPECT_EQ(packetAt(bytes, 0).fault, "");
+    EXPECT_EQ(firstPacket(bytes).fault, "");
     const auto stretches = salvage(bytes);
     ASSERT_EQ(stretches.size(), 3U);
     expectWhole(stretches, bytes.size());
@@ -158,10 +178,44 @@ TEST(Salvage, EveryPacketThatIsNotDamagedIsFound) {
 TEST(FileBytes, AFileAndWhatIsNoneAreRead) {
     const TestFolder folder;
     writeBytes(folder.path() / "f", {1, 2, 3});
-    const FileBytes file(folder.path() / "f");
-    EXPECT_EQ(Bytes(file.bytes().begin(), file.bytes().end()), (Bytes{1, 2, 3}));
-    EXPECT_TRUE(FileBytes("/dev/null").bytes().empty());
-    EXPECT_THROW(FileBytes(folder.path() / "none"), std::runtime_error);
+    FileBytes file(folder.path() / "f");
+    EXPECT_TRUE(file.reach(3));
+    EXPECT_FALSE(file.reach(4));
+    EXPECT_EQ(file.size(), 3U);
+    EXPECT_EQ(file.part(1, 2)[1], 3);
+    EXPECT_FALSE(FileBytes("/dev/null").reach(1));
+    EXPECT_THROW(FileBytes(folder.path() / "none"), RecordingError);
+    EXPECT_THROW(FileBytes(folder.path()).reach(1), RecordingError);
+}
+
+// 40 megabytes come through a pipe of which some packets are damaged.
+TEST(FileBytes, OfAPipeOnlyWhatIsWantedIsInMemory) {
+    const TestFolder folder;
+    const std::filesystem::path pipe = folder.path() / "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    constexpr std::size_t count = 400;
+    const Bytes good = packet(1, 50000);
+    std::thread writer([&] {
+        std::ofstream stream(pipe, std::ios::binary);
+        for (std::size_t k = 0; k < count; ++k) {
+            Bytes bytes = good;
+            bytes[16] = static_cast<std::uint8_t>(bytes[16] ^ (k % 10 == 9 ? 1U : 0U));
+            stream.write(reinterpret_cast<const char*>(bytes.data()), static_cast<int>(bytes.size()));
+        }
+    });
+    FileBytes file(pipe);
+    Salvage salvage(file);
+    std::size_t most = 0;
+    std::size_t whole = 0;
+    while (const std::optional<Stretch> stretch = salvage.next()) {
+        most = std::max(most, file.bytesInMemory());
+        const auto bytes = file.part(stretch->offset, stretch->size);
+        whole += std::ranges::equal(bytes, good) ? 1 : 0;
+    }
+    writer.join();
+    EXPECT_EQ(whole, count / 10 * 9);
+    EXPECT_EQ(file.size(), count * good.size());
+    EXPECT_LT(most, 4'000'000U);
 }
 
 }  // namespace
