@@ -635,6 +635,11 @@ TEST(AlAtan2f, OfTheAxesIsExact) {
     EXPECT_EQ(al_atan2f(-1.0F, 0.0F), -1.5707964F);
 }
 
+TEST(AlAtan2f, OfThePositiveAxisIsPositiveZeroWhateverTheSignOfY) {
+    // Zeros compare equal, so neither of them is below zero and turns the sign of the angle.
+    expectGolden(al_atan2f, {{0.0F, 1.0F, 0x00000000U}, {-0.0F, 1.0F, 0x00000000U}});
+}
+
 TEST(AlAtan2f, HasTheGoldenBits) {
     expectGolden(al_atan2f, {{1.0F, 1.0F, 0x3F490FDAU},
                              {1.0F, 2.0F, 0x3EED6338U},

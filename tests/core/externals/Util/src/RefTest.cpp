@@ -5,6 +5,8 @@
 
 #include <array>
 #include <atomic>
+#include <bit>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <thread>
@@ -309,6 +311,34 @@ TEST(RefWindows, PinnedWindowsNeverGiveWay) {
     EXPECT_EQ(first.get(), begin);
     EXPECT_EQ(middle.get(), begin + kWindowSize);
     EXPECT_EQ(last.get(), begin + 2 * kWindowSize - 1);
+}
+
+// A process of its own begins with an empty table. It ends with 0 when the rule holds.
+
+/** 0 if every reference still gives its address when `windows` windows were assigned to; else 1. */
+int allStay(std::size_t windows) {
+    std::vector<Ref<const char>> refs;
+    for (std::size_t window = 0; window < windows; ++window) {
+        refs.emplace_back(addressInWindow(7, window, window));
+    }
+    for (std::size_t window = 0; window < windows; ++window) {
+        if (refs[window].get() != addressInWindow(7, window, window)) {
+            return 1;
+        }
+    }
+    return 0;
+}
+
+TEST(RefWindowsDeathTest, TheFirstWindowOfAProcessStaysWhenASecondComes) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(std::_Exit(allStay(2)), testing::ExitedWithCode(0), "");
+}
+
+TEST(RefWindowsDeathTest, AProcessHas255WindowsAtATime) {
+    // 256 numbers of 8 bits, less the one of null.
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(std::_Exit(allStay(255)), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(std::_Exit(allStay(256)), testing::ExitedWithCode(1), "");
 }
 
 // NOLINTEND(performance-no-int-to-ptr)

@@ -316,6 +316,20 @@ TEST(RotMatReverse, MovesTheTripleByPi) {
     EXPECT_NEAR(out.z, 0.25 - 3.14159265, 1e-5);
 }
 
+TEST(RotMatReverse, AHalfTurnAboutXIsThatOfPositiveHalfTurnsAboutYAndZ) {
+    // diag(1, -1, -1): the angle about x is pi, so that pi is taken from it and added to the zeros of the
+    // others. The limit itself lies within the range: pi stays pi and does not become -pi.
+    Matrix r;
+    std::fill_n(&r.m[0][0], 9, 0.0F);
+    r.m[0][0] = 1.0F;
+    r.m[1][1] = -1.0F;
+    r.m[2][2] = -1.0F;
+    const Angles out = reversed(r.m);
+    EXPECT_EQ(out.x, 0.0F);
+    EXPECT_EQ(out.y, 3.1415927F);
+    EXPECT_EQ(out.z, 3.1415927F);
+}
+
 TEST(RotMatReverse, NaNStaysNaN) {
     Matrix r;
     std::fill_n(&r.m[0][0], 9, kNaN);
