@@ -104,7 +104,11 @@ std::vector<std::filesystem::path> writePictures(const PictureSettings& settings
     std::transform(frame.confidence.begin(), frame.confidence.end(), usable.begin(), state.begin(), stateOf);
     std::vector<std::filesystem::path> paths;
     const auto pathOf = [&](const char* name) {
-        return paths.emplace_back(filePath(settings.folder, frameNumber, name));
+        paths.push_back(filePath(settings.folder, frameNumber, name));
+        if (settings.announce) {
+            settings.announce(paths.back().filename().string());
+        }
+        return paths.back();
     };
     const auto drawWhere = [&](std::span<const std::uint8_t> shown, const char* name, const char* title,
                                std::span<const float> values, const imaging::Scale& scale) {

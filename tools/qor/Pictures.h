@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <functional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -25,6 +26,7 @@ struct PictureSettings {
     double error = 0.002;          // metres; the scale of errors runs from minus to plus this
     double noise = 0.02;           // metres; the scale of the noise runs from 0 to this
     int enlargement = 4;
+    std::function<void(const std::string& name)> announce = {};  // told of each file before it is made
 };
 
 // FOLDER/00012_distance.png

@@ -33,7 +33,8 @@ class RunFolder {
     // Removes what the earlier run wrote and begins the list. Throws std::runtime_error.
     void begin();
 
-    // Adds the names of files that the run writes to the list.
+    // Adds names of files to the list, before the run writes them: however it ends, the next run with force
+    // finds them there.
     void add(const std::vector<std::string>& names);
 
     // Whether a run uses such a file name.

@@ -36,7 +36,6 @@ std::optional<AccuracySummary> RunProducts::accuracy() const {
 }
 
 void RunProducts::draw(std::size_t number, const ResultFrame& frame, const simulation::Truth* truth) {
-    const std::size_t before = files_.size();
     std::vector<float> errors;
     if (truth != nullptr) {
         errors.resize(simulation::pixelCount);
@@ -52,6 +51,7 @@ void RunProducts::draw(std::size_t number, const ResultFrame& frame, const simul
     files_.insert(files_.end(), paths.begin(), paths.end());
     for (const std::string& format : options_.clouds) {
         if (frame.coordinates) {
+            folder_->add({filePath(options_.folder, number, "points." + format).filename().string()});
             files_.push_back(writeCloud(options_.folder, number, format, frame));
         } else {
             missing_.push_back(fmt::format(
@@ -59,16 +59,12 @@ void RunProducts::draw(std::size_t number, const ResultFrame& frame, const simul
                 filePath(options_.folder, number, "points." + format).string()));
         }
     }
-    std::vector<std::string> names;
-    for (std::size_t k = before; k < files_.size(); ++k) {
-        names.push_back(files_[k].filename().string());
-    }
-    folder_->add(names);
 }
 
 PictureSettings RunProducts::pictureSettings(const ResultFrame& frame) const {
     PictureSettings settings;
     settings.folder = options_.folder;
+    settings.announce = [this](const std::string& name) { folder_->add({name}); };
     settings.subtitle = simulation_ ? describe(*simulation_) : options_.recording.filename().string();
     settings.distance = readRange(options_.distanceRange)
                             .value_or(simulation_ ? Range{simulation_->nearest, simulation_->furthest}

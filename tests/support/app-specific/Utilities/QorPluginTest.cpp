@@ -398,6 +398,28 @@ TEST_F(QorPluginResult, IsGoneWithAPacketThatSucceedsToo) {
     EXPECT_EQ(packFailure(size), "a result");
 }
 
+/** Memory runs out at each place of choosing and packing: asked again, the host gets the whole result. */
+TEST_F(QorPluginResult, IsWholeAfterMemoryRanOut) {
+    start();
+    Bytes packet(std::size_t{8} << 20U);
+    int size = 0;
+    std::size_t faults = 0;
+    for (bool ranOut = true; ranOut; faults += ranOut ? 1 : 0) {
+        host_testing::g_allocationsLeft = faults;
+        try {
+            size = plugin_.getRequiredOutputSize(1);
+            plugin_.packResult(packet.data(), size);
+            ranOut = false;
+        } catch (const std::bad_alloc&) {
+        }
+        host_testing::g_allocationsLeft = host_testing::kMemoryWithoutEnd;
+    }
+    EXPECT_GT(faults, 0U);
+    packet.resize(static_cast<std::size_t>(size));
+    EXPECT_EQ(packet, plugin_.result(true));
+    EXPECT_FALSE(packet.empty());
+}
+
 TEST_F(QorPluginResult, StaysWhenItWasFetchedWithAWrongSize) {
     start();
     const int size = plugin_.getRequiredOutputSize(0);
