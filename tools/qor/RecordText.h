@@ -20,6 +20,7 @@ class NoSuchExpression : public std::runtime_error {
 };
 
 // One number or array of numbers.
+// NOLINTNEXTLINE(bugprone-exception-escape): what moves and ends a JSON document throws nothing.
 struct ShownValue {
     std::string expression;
     std::vector<std::string> rows;  // of text, values separated by blanks; one but for more dimensions
