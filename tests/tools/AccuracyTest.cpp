@@ -190,8 +190,8 @@ TEST_P(PhotonNoise, DeviationOfTheErrorIsTheOnePredictedInEveryBinOfAmplitude) {
         }
         ++judgedBins;
         EXPECT_NEAR(bin.ratio().value(), 1.0, largestNoiseDisagreement)
-            << bin.from << " to " << bin.to << " counts: measured " << 1000.0 * bin.measured
-            << " mm, predicted " << 1000.0 * bin.predicted << " mm, " << bin.pixels << " pixels";
+            << bin.from << " to " << bin.to << " counts: measured " << 1000.0 * bin.measured.value()
+            << " mm, predicted " << 1000.0 * bin.predicted.value() << " mm, " << bin.pixels << " pixels";
     }
     EXPECT_GE(judgedBins, 5);
 }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <stdexcept>
 
 #include "qor/Quantile.h"
@@ -16,6 +17,61 @@ namespace qor {
 namespace {
 
 constexpr std::array<double, 8> binEdges{300.0, 450.0, 650.0, 900.0, 1300.0, 1900.0, 2700.0, 4100.0};
+
+// Of a second difference, in variances of one of its three values.
+constexpr double varianceOfDifference = 1.5;
+
+const std::vector<double> nothing;
+
+bool isMarked(const std::vector<std::uint8_t>& mask, std::size_t pixel) {
+    return !mask.empty() && mask[pixel] != 0;
+}
+
+double valueAt(const std::vector<double>& image, std::size_t pixel) {
+    return image.empty() ? std::numeric_limits<double>::quiet_NaN() : image[pixel];
+}
+
+double squareOf(float value) {
+    return static_cast<double>(value) * static_cast<double>(value);
+}
+
+// The exposure that a pixel was taken from; null if the truth tells of none.
+const simulation::ExposureTruth* exposureOf(const simulation::Truth& truth, std::uint8_t confidence) {
+    if (truth.frequencies.empty() || truth.frequencies[0].exposures.empty()) {
+        return nullptr;
+    }
+    const std::vector<simulation::ExposureTruth>& exposures = truth.frequencies[0].exposures;
+    return (confidence & lastExposureBit) != 0 ? &exposures.back() : &exposures.front();
+}
+
+bool tellsAmplitudes(const simulation::Truth& truth) {
+    const simulation::ExposureTruth* const source = exposureOf(truth, 0);
+    return source != nullptr && !source->rawAmplitude.empty();
+}
+
+// Of the pixels of a range of raw amplitudes.
+struct Sums {
+    std::size_t pixels = 0;
+    double errors = 0.0;
+    double squares = 0.0;
+    double variances = 0.0;  // predicted
+};
+
+// Pixels of unknown amplitude are in no range.
+template <typename Pixel>
+Sums sumsIn(const std::vector<Pixel>& pixels, double from, double to) {
+    Sums sums;
+    for (const Pixel& pixel : pixels) {
+        const auto amplitude = static_cast<double>(pixel.rawAmplitude);
+        if (amplitude >= from && amplitude < to) {
+            ++sums.pixels;
+            sums.errors += static_cast<double>(pixel.error);
+            sums.squares += squareOf(pixel.error);
+            sums.variances += squareOf(pixel.predicted);
+        }
+    }
+    return sums;
+}
 
 }  // namespace
 
@@ -33,24 +89,47 @@ void Accuracy::add(const simulation::Truth& truth, std::span<const float> distan
     }
     ++frames_;
     pixels_ += simulation::pixelCount;
-    const simulation::FrequencyTruth& frequency = truth.frequencies.at(0);
+    knowsAmplitudes_ = knowsAmplitudes_ && tellsAmplitudes(truth);
+    knowsEdges_ = knowsEdges_ && !truth.edge.empty();
+    std::vector<Judged> judged(simulation::pixelCount);
     for (std::size_t i = 0; i < simulation::pixelCount; ++i) {
-        pixelsBeyondUniqueRange_ += frequencies_.size() == 1 && frequency.wraps[i] > 0 ? 1 : 0;
+        pixelsBeyondUniqueRange_ +=
+            frequencies_.size() == 1 && truth.distance[i] >= simulation::uniqueRange(frequencies_[0]) ? 1 : 0;
         if (!isUsable(confidence[i], distance[i])) {
             continue;
         }
         ++usablePixels_;
-        const std::size_t exposure =
-            (confidence[i] & lastExposureBit) != 0 ? frequency.exposures.size() - 1 : 0;
-        const simulation::ExposureTruth& source = frequency.exposures[exposure];
-        if (truth.badPixel[i] != 0 || source.rawAmplitude[i] < judgedAmplitude) {
+        const simulation::ExposureTruth* const source = exposureOf(truth, confidence[i]);
+        const double amplitude = valueAt(source != nullptr ? source->rawAmplitude : nothing, i);
+        if (!(truth.distance[i] > 0.0) || isMarked(truth.badPixel, i) || amplitude < judgedAmplitude) {
             continue;
         }
         const auto error = static_cast<float>(errorOf(static_cast<double>(distance[i]), truth.distance[i]));
         absoluteErrors_.push_back(std::abs(error));
-        if (truth.edge[i] == 0) {
-            offEdges_.push_back({error, static_cast<float>(source.rawAmplitude[i]),
-                                 static_cast<float>(source.distanceDeviation[i])});
+        if (!isMarked(truth.edge, i)) {
+            const double predicted = valueAt(source != nullptr ? source->distanceDeviation : nothing, i);
+            judged[i] = {error, static_cast<float>(amplitude), static_cast<float>(predicted)};
+            offEdges_.push_back(judged[i]);
+        }
+    }
+    addDifferences(judged);
+}
+
+void Accuracy::addDifferences(const std::vector<Judged>& frame) {
+    constexpr auto width = static_cast<std::size_t>(simulation::imageWidth);
+    for (std::size_t i = 1; i + 1 < frame.size(); ++i) {
+        const std::size_t column = i % width;
+        if (column == 0 || column == width - 1) {
+            continue;
+        }
+        const double neighbours =
+            0.5 * (static_cast<double>(frame[i - 1].error) + static_cast<double>(frame[i + 1].error));
+        const double difference = static_cast<double>(frame[i].error) - neighbours;
+        const double variance = squareOf(frame[i].predicted) +
+                                0.25 * (squareOf(frame[i - 1].predicted) + squareOf(frame[i + 1].predicted));
+        if (!std::isnan(difference) && !std::isnan(variance)) {
+            differences_.push_back({static_cast<float>(difference), frame[i].rawAmplitude,
+                                    static_cast<float>(std::sqrt(variance))});
         }
     }
 }
@@ -75,29 +154,27 @@ AccuracySummary Accuracy::summary() const {
         summary.meanError = sum / static_cast<double>(offEdges.size());
     }
 
+    summary.knowsAmplitudes = knowsAmplitudes_;
+    summary.knowsEdges = knowsEdges_;
     for (std::size_t k = 0; k + 1 < binEdges.size(); ++k) {
-        AmplitudeBin bin{binEdges[k], binEdges[k + 1], 0, 0.0, 0.0, 0.0};
-        double errors = 0.0;
-        double squares = 0.0;
-        double variances = 0.0;
-        for (const Judged& pixel : offEdges_) {
-            const auto amplitude = static_cast<double>(pixel.rawAmplitude);
-            if (amplitude >= bin.from && amplitude < bin.to) {
-                const auto error = static_cast<double>(pixel.error);
-                const auto predicted = static_cast<double>(pixel.predicted);
-                ++bin.pixels;
-                errors += error;
-                squares += error * error;
-                variances += predicted * predicted;
-            }
+        const Sums errors = sumsIn(offEdges_, binEdges[k], binEdges[k + 1]);
+        if (errors.pixels == 0) {
+            continue;
         }
-        if (bin.pixels > 0) {
-            const auto count = static_cast<double>(bin.pixels);
-            bin.bias = errors / count;
-            bin.measured = std::sqrt(std::max(0.0, squares / count - bin.bias * bin.bias));
-            bin.predicted = std::sqrt(variances / count);
-            summary.bins.push_back(bin);
+        AmplitudeBin bin;
+        bin.from = binEdges[k];
+        bin.to = binEdges[k + 1];
+        bin.pixels = errors.pixels;
+        const auto count = static_cast<double>(errors.pixels);
+        bin.bias = errors.errors / count;
+        bin.deviation = std::sqrt(std::max(0.0, errors.squares / count - bin.bias * bin.bias));
+        const Sums noise = sumsIn(differences_, bin.from, bin.to);
+        if (noise.pixels > 0) {
+            const double scale = varianceOfDifference * static_cast<double>(noise.pixels);
+            bin.measured = std::sqrt(noise.squares / scale);
+            bin.predicted = std::sqrt(noise.variances / scale);
         }
+        summary.bins.push_back(bin);
     }
     return summary;
 }

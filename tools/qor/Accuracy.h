@@ -3,14 +3,24 @@
 // How far measured distances lie from the truth, and how that compares with what the simulated sensor
 // predicts.
 //
-// A pixel is judged if it is usable, not known as defective, and its raw amplitude (the length of the phasor
-// in the exposure that the pixel was taken from) is at least 300 counts. One frequency measures distances
-// only modulo its unique range, so its error is taken modulo that range.
+// A pixel is judged if it is usable, its truth is above 0, it is not known as defective, and its raw
+// amplitude (the length of the phasor in the exposure that the pixel was taken from) is at least 300 counts.
+// Where the truth tells no amplitudes, all usable pixels with a truth are judged; where it tells no edges,
+// none is one. One frequency measures distances only modulo its unique range, so its error is taken modulo
+// that range.
+//
+// Noise is what neighbours do not share. A bias that changes over the image, such as that of stray light,
+// must not count as noise, so noise is taken from the second difference of the errors e of three judged
+// pixels in a row, in which all that is linear over them cancels:
+//     s[i] = e[i] - (e[i - 1] + e[i + 1]) / 2,    noise = sqrt(mean(s^2) / 1.5)
+// as the variance of s is 1.5 times that of an error if the three have the same. The predicted deviations p
+// go through the same combination: the variance of s[i] is p[i]^2 + (p[i - 1]^2 + p[i + 1]^2) / 4.
 
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <span>
 #include <vector>
@@ -27,12 +37,14 @@ struct AmplitudeBin {
     double to = 0.0;
     std::size_t pixels = 0;
     double bias = 0.0;       // mean error, metres
-    double measured = 0.0;   // standard deviation of the error about that mean, metres
-    double predicted = 0.0;  // root of the mean predicted variance, metres
+    double deviation = 0.0;  // standard deviation of the error about that mean, metres
+    // Of the pixels whose neighbours left and right are judged, too; none if there are no such pixels.
+    std::optional<double> measured;   // noise, metres
+    std::optional<double> predicted;  // the same of what the sensor predicts for these pixels, metres
 
     // None where no noise is predicted.
     std::optional<double> ratio() const {
-        return predicted > 0.0 ? std::optional(measured / predicted) : std::nullopt;
+        return predicted.value_or(0.0) > 0.0 ? std::optional(*measured / *predicted) : std::nullopt;
     }
 };
 
@@ -43,6 +55,8 @@ struct AccuracySummary {
     std::size_t judgedPixels = 0;
     std::size_t judgedPixelsOffEdges = 0;
     std::size_t pixelsBeyondUniqueRange = 0;
+    bool knowsAmplitudes = true;  // of all frames
+    bool knowsEdges = true;
     // None where no pixel was judged.
     std::optional<double> medianError;        // of the absolute error of the judged pixels, metres
     std::optional<double> percentile99Error;  // the same away from edges: 99 percent of them are no worse
@@ -72,11 +86,15 @@ class Accuracy {
     double errorOf(double measured, double truth) const;
 
  private:
+    // What is unknown is NaN.
     struct Judged {
-        float error;
-        float rawAmplitude;
-        float predicted;
+        float error = std::numeric_limits<float>::quiet_NaN();
+        float rawAmplitude = std::numeric_limits<float>::quiet_NaN();
+        float predicted = std::numeric_limits<float>::quiet_NaN();
     };
+
+    // Takes the noise out of a frame's judged pixels.
+    void addDifferences(const std::vector<Judged>& frame);
 
     std::vector<double> frequencies_;
     std::size_t frames_ = 0;
@@ -85,6 +103,9 @@ class Accuracy {
     std::size_t pixelsBeyondUniqueRange_ = 0;
     std::vector<float> absoluteErrors_;
     std::vector<Judged> offEdges_;
+    std::vector<Judged> differences_;  // second differences in place of errors
+    bool knowsAmplitudes_ = true;
+    bool knowsEdges_ = true;
 };
 
 }  // namespace qor

@@ -15,18 +15,21 @@
 namespace qor {
 namespace {
 
-std::string millimetres(const std::optional<double>& metres) {
-    return numberText(metres ? std::optional(1000.0 * *metres) : std::nullopt, 3);
+std::string millimetres(const std::optional<double>& metres, int decimals = 3) {
+    return numberText(metres ? std::optional(1000.0 * *metres) : std::nullopt, decimals);
 }
 
 void printNoise(const std::vector<AmplitudeBin>& bins) {
-    fmt::print("\nStandard deviation of the distance error about its mean, the bias\n");
-    fmt::print("  raw amplitude      pixels        bias    measured   predicted   ratio\n");
+    fmt::print("\nError of the distance by raw amplitude, millimetres\n");
+    fmt::print("  raw amplitude      pixels      bias  deviation     noise  predicted   ratio\n");
     for (const AmplitudeBin& bin : bins) {
-        fmt::print("  {:>4.0f} .. {:>4.0f}   {:>10}  {:>7.2f} mm  {:>7.2f} mm  {:>7.2f} mm   {}\n", bin.from,
-                   bin.to, bin.pixels, 1000.0 * bin.bias, 1000.0 * bin.measured, 1000.0 * bin.predicted,
-                   numberText(bin.ratio(), 3));
+        fmt::print("  {:>4.0f} .. {:>4.0f}   {:>10}  {:>8.2f}   {:>8.2f}  {:>8}   {:>8}  {:>6}\n", bin.from,
+                   bin.to, bin.pixels, 1000.0 * bin.bias, 1000.0 * bin.deviation,
+                   millimetres(bin.measured, 2), millimetres(bin.predicted, 2), numberText(bin.ratio(), 3));
     }
+    fmt::print(
+        "  bias is the mean of the error e, deviation the standard deviation about it\n"
+        "  noise = sqrt(mean(s^2) / 1.5), s = e - (e left + e right) / 2: what neighbours do not share\n");
     const simulation::SensorProperties sensor;
     fmt::print(
         "  predicted = c / (4 pi f) * |d theta / d phi| / R * sqrt(V + 2 r^2 + 1/6)\n"
@@ -35,22 +38,36 @@ void printNoise(const std::vector<AmplitudeBin>& bins) {
         sensor.suppressionKnee, sensor.countsPerElectron, sensor.readNoise);
 }
 
+using Simulation = std::optional<recording::SimulationSettings>;
+
 // The prediction is for one frequency.
-bool predictsNoise(const recording::SimulationSettings& simulation) {
-    return simulation.photonNoise && simulation.frequencies.size() == 1;
+bool predictsNoise(const Simulation& simulation) {
+    return simulation && simulation->photonNoise.value_or(true) && simulation->frequencies.size() == 1;
 }
 
 }  // namespace
 
 std::string describe(const recording::SimulationSettings& simulation) {
-    std::string text =
-        fmt::format("scene {}, {}, {}, seed {}, {}", simulation.scene, frequencyText(simulation.frequencies),
-                    exposureText(simulation.exposureTimes), simulation.seed,
-                    simulation.photonNoise ? "photon noise" : "no photon noise");
-    if (simulation.ambient > 0.0) {
-        text += fmt::format(", {:g} klx", simulation.ambient);
+    std::vector<std::string> parts;
+    if (!simulation.scene.empty()) {
+        parts.push_back("scene " + simulation.scene);
     }
-    return text;
+    if (!simulation.frequencies.empty()) {
+        parts.push_back(frequencyText(simulation.frequencies));
+    }
+    if (!simulation.exposureTimes.empty()) {
+        parts.push_back(exposureText(simulation.exposureTimes));
+    }
+    if (simulation.seed) {
+        parts.push_back(fmt::format("seed {}", *simulation.seed));
+    }
+    if (simulation.photonNoise) {
+        parts.emplace_back(*simulation.photonNoise ? "photon noise" : "no photon noise");
+    }
+    if (simulation.ambient.value_or(0.0) > 0.0) {
+        parts.push_back(fmt::format("{:g} klx", *simulation.ambient));
+    }
+    return joined(parts, ", ");
 }
 
 void printNoAccuracy() {
@@ -64,33 +81,36 @@ void addNoAccuracy(nlohmann::ordered_json& document) {
     }
 }
 
-void printAccuracy(const AccuracySummary& a, const recording::SimulationSettings& simulation) {
-    fmt::print("\nDistances against the truth: {}\n", describe(simulation));
-    fmt::print("  median absolute error  {:>9} mm   {} usable pixels of at least {:g} counts\n",
-               millimetres(a.medianError), a.judgedPixels, judgedAmplitude);
-    fmt::print("  99th percentile        {:>9} mm   {} of them away from edges\n",
-               millimetres(a.percentile99Error), a.judgedPixelsOffEdges);
+void printAccuracy(const AccuracySummary& a, const std::optional<recording::SimulationSettings>& simulation) {
+    fmt::print("\nDistances against the truth{}\n", simulation ? ": " + describe(*simulation) : "");
+    fmt::print("  median absolute error  {:>9} mm   {} usable pixels {}\n", millimetres(a.medianError),
+               a.judgedPixels,
+               a.knowsAmplitudes ? fmt::format("of at least {:g} counts", judgedAmplitude)
+                                 : std::string("with a truth"));
+    fmt::print("  99th percentile        {:>9} mm   {} of them{}\n", millimetres(a.percentile99Error),
+               a.judgedPixelsOffEdges, a.knowsEdges ? " away from edges" : "");
     fmt::print("  mean error             {:>9} mm\n", millimetres(a.meanError));
     if (a.pixelsBeyondUniqueRange > 0) {
         fmt::print("  beyond unique range    {:>9.2f} %    these are compared modulo {:.4f} m\n",
                    100.0 * static_cast<double>(a.pixelsBeyondUniqueRange) / static_cast<double>(a.pixels),
-                   simulation::uniqueRange(simulation.frequencies[0]));
+                   simulation::uniqueRange(simulation.value().frequencies.at(0)));
     }
-    if (predictsNoise(simulation)) {
+    if (predictsNoise(simulation) && !a.bins.empty()) {
         printNoise(a.bins);
     }
 }
 
 void addAccuracy(nlohmann::ordered_json& document, const AccuracySummary& a,
-                 const recording::SimulationSettings& simulation) {
+                 const std::optional<recording::SimulationSettings>& simulation) {
     nlohmann::ordered_json noise = nlohmann::ordered_json::array();
     for (const AmplitudeBin& bin : predictsNoise(simulation) ? a.bins : std::vector<AmplitudeBin>{}) {
         noise.push_back({{"fromCounts", bin.from},
                          {"toCounts", bin.to},
                          {"pixels", bin.pixels},
                          {"biasMetres", bin.bias},
-                         {"measuredMetres", bin.measured},
-                         {"predictedMetres", bin.predicted},
+                         {"deviationMetres", bin.deviation},
+                         {"measuredMetres", orNull(bin.measured)},
+                         {"predictedMetres", orNull(bin.predicted)},
                          {"ratio", orNull(bin.ratio())}});
     }
     document["judgedPixels"] = a.judgedPixels;
@@ -127,13 +147,26 @@ nlohmann::ordered_json temporalNoiseJson(const TemporalNoiseSummary& noise) {
 }
 
 nlohmann::ordered_json simulationJson(const recording::SimulationSettings& simulation) {
-    return {{"scene", simulation.scene},
-            {"seed", simulation.seed},
-            {"frequenciesHertz", simulation.frequencies},
-            {"exposuresMicroseconds", simulation.exposureTimes},
-            {"photonNoise", simulation.photonNoise},
-            {"ambientKilolux", simulation.ambient},
-            {"temperatureCelsius", simulation.temperature}};
+    nlohmann::ordered_json document = nlohmann::ordered_json::object();
+    const auto add = [&document](const char* name, const auto& value) {
+        if (value) {
+            document[name] = *value;
+        }
+    };
+    if (!simulation.scene.empty()) {
+        document["scene"] = simulation.scene;
+    }
+    add("seed", simulation.seed);
+    if (!simulation.frequencies.empty()) {
+        document["frequenciesHertz"] = simulation.frequencies;
+    }
+    if (!simulation.exposureTimes.empty()) {
+        document["exposuresMicroseconds"] = simulation.exposureTimes;
+    }
+    add("photonNoise", simulation.photonNoise);
+    add("ambientKilolux", simulation.ambient);
+    add("temperatureCelsius", simulation.temperature);
+    return document;
 }
 
 }  // namespace qor

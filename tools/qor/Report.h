@@ -5,6 +5,8 @@
 #pragma once
 
 #include <nlohmann/json_fwd.hpp>
+#include <optional>
+#include <string>
 
 #include "qor/Accuracy.h"
 #include "qor/TemporalNoise.h"
@@ -12,19 +14,20 @@
 
 namespace qor {
 
-// "scene room, 60 MHz, 1000 us, seed 1, photon noise"
+// What the recording tells of it: "scene room, 60 MHz, 1000 us, seed 1, photon noise"
 std::string describe(const recording::SimulationSettings& simulation);
 
 // Of a recording without a truth.
 void printNoAccuracy();
 void addNoAccuracy(nlohmann::ordered_json& document);
 
-void printAccuracy(const AccuracySummary& accuracy, const recording::SimulationSettings& simulation);
+void printAccuracy(const AccuracySummary& accuracy,
+                   const std::optional<recording::SimulationSettings>& simulation);
 
 // The noise stays empty where there is no prediction to compare it with: without photon
 // noise, and with two frequencies.
 void addAccuracy(nlohmann::ordered_json& document, const AccuracySummary& accuracy,
-                 const recording::SimulationSettings& simulation);
+                 const std::optional<recording::SimulationSettings>& simulation);
 
 void printTemporalNoise(const TemporalNoiseSummary& noise);
 

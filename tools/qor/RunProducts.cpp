@@ -9,6 +9,16 @@
 #include "simulation/Image.h"
 
 namespace qor {
+namespace {
+
+// The distances between which a simulated scene lies.
+std::optional<Range> spanOf(const std::optional<recording::SimulationSettings>& simulation) {
+    return simulation && simulation->nearest && simulation->furthest
+               ? std::optional(Range{*simulation->nearest, *simulation->furthest})
+               : std::nullopt;
+}
+
+}  // namespace
 
 void RunProducts::add(std::size_t number, const ResultFrame& frame, const simulation::Truth* truth,
                       const recording::SimulationSettings* simulation) {
@@ -66,12 +76,11 @@ PictureSettings RunProducts::pictureSettings(const ResultFrame& frame) const {
     settings.folder = options_.folder;
     settings.announce = [this](const std::string& name) { folder_->add({name}); };
     settings.subtitle = simulation_ ? describe(*simulation_) : options_.recording.filename().string();
-    settings.distance = readRange(options_.distanceRange)
-                            .value_or(simulation_ ? Range{simulation_->nearest, simulation_->furthest}
-                                                  : distanceRangeOf(frame));
+    settings.distance =
+        readRange(options_.distanceRange).value_or(spanOf(simulation_).value_or(distanceRangeOf(frame)));
     settings.amplitude = readRange(options_.amplitudeRange).value_or(amplitudeRangeOf(frame));
     settings.intensity = intensityRangeOf(frame);
-    const double standardRange = simulation_ && !simulation_->photonNoise ? 2.0 : 20.0;
+    const double standardRange = simulation_ && !simulation_->photonNoise.value_or(true) ? 2.0 : 20.0;
     settings.error = (options_.errorRange > 0.0 ? options_.errorRange : standardRange) / 1000.0;
     settings.enlargement = options_.enlargement;
     return settings;

@@ -107,8 +107,8 @@ void printRun(const RunOptions& options, const RunOutcome& outcome, const RunPro
     fmt::print("  finished frames        {:>9}      {} frames per second\n", products.frames(),
                numberText(framesPerSecond(outcome, products), 1));
     printPixels(products.counts());
-    if (const auto accuracy = products.accuracy(); accuracy && products.simulation()) {
-        printAccuracy(*accuracy, *products.simulation());
+    if (const auto accuracy = products.accuracy(); accuracy) {
+        printAccuracy(*accuracy, products.simulation());
     } else {
         printNoAccuracy();
     }
@@ -164,8 +164,8 @@ nlohmann::ordered_json runJson(const RunOptions& options, const RunOutcome& outc
     if (products.simulation()) {
         document["simulation"] = simulationJson(*products.simulation());
     }
-    if (const auto accuracy = products.accuracy(); accuracy && products.simulation()) {
-        addAccuracy(document, *accuracy, *products.simulation());
+    if (const auto accuracy = products.accuracy(); accuracy) {
+        addAccuracy(document, *accuracy, products.simulation());
     } else {
         addNoAccuracy(document);
     }

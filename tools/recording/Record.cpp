@@ -206,6 +206,16 @@ std::string element(const std::string& array, std::size_t index) {
     return array + "[" + std::to_string(index) + "]";
 }
 
+bool hasMember(const ZeltaChunk& chunk, const std::string& expression) {
+    const TypeRef type = typeOf(chunk);  // damage is not absence
+    try {
+        countOf(type, expression);
+        return true;
+    } catch (const RecordError&) {
+        return false;
+    }
+}
+
 unsigned int countOf(const TypeRef& type, const std::string& expression) {
     return placeOf(type, expression).count;
 }

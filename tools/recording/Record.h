@@ -69,6 +69,9 @@ zelta::TypeRef typeOf(const zelta::ZeltaChunk& chunk);
 // "array[3]", the expression of one element.
 std::string element(const std::string& array, std::size_t index);
 
+// Whether an expression addresses something in a chunk. Throws RecordError as typeOf.
+bool hasMember(const zelta::ZeltaChunk& chunk, const std::string& expression);
+
 // The number of elements that an expression addresses. Throws RecordError if it addresses nothing.
 unsigned int countOf(const zelta::TypeRef& type, const std::string& expression);
 

@@ -58,16 +58,78 @@ std::size_t smallCount(const ZeltaChunk& chunk, const std::string& expression, u
     return count;
 }
 
+// Empty if the record has no such member.
+std::vector<double> imageIfThere(const ZeltaChunk& chunk, const std::string& expression) {
+    return hasMember(chunk, expression) ? image(chunk, expression) : std::vector<double>{};
+}
+
+std::vector<std::uint8_t> maskIfThere(const ZeltaChunk& chunk, const std::string& expression) {
+    return hasMember(chunk, expression) ? wholeNumbers<std::uint8_t>(chunk, expression, 0.0, 1.0)
+                                        : std::vector<std::uint8_t>{};
+}
+
+std::optional<double> numberIfThere(const ZeltaChunk& chunk, const std::string& expression) {
+    return hasMember(chunk, expression) ? std::optional(numberOf(chunk, expression)) : std::nullopt;
+}
+
+// The first chunk on a channel, or null. Throws RecordError if it is another record than the named one.
+const ZeltaChunk* findRecord(const zelta::Packet& packet, int channel, const char* name) {
+    const ZeltaChunk* const chunk = findChunk(packet, channel);
+    if (chunk != nullptr && typeOf(*chunk)->name != name) {
+        throw RecordError("The record on channel " + std::to_string(channel) + " is no \"" + name + "\".");
+    }
+    return chunk;
+}
+
 simulation::FrequencyTruth frequencyTruth(const ZeltaChunk& chunk, const std::string& slot) {
     simulation::FrequencyTruth frequency;
-    frequency.wraps = wholeNumbers<std::int32_t>(chunk, slot + ".wraps", -1.0e6, 1.0e6);
+    if (hasMember(chunk, slot + ".wraps")) {
+        frequency.wraps = wholeNumbers<std::int32_t>(chunk, slot + ".wraps", -1.0e6, 1.0e6);
+    }
+    if (!hasMember(chunk, slot + ".exposures")) {
+        return frequency;
+    }
     const std::size_t exposures = smallCount(chunk, slot + ".exposures", mostExposures);
     for (std::size_t k = 0; k < exposures; ++k) {
         const std::string exposure = element(slot + ".exposures", k);
-        frequency.exposures.push_back(
-            {image(chunk, exposure + ".rawAmplitude"), image(chunk, exposure + ".distanceDeviation")});
+        frequency.exposures.push_back({imageIfThere(chunk, exposure + ".rawAmplitude"),
+                                       imageIfThere(chunk, exposure + ".distanceDeviation")});
     }
     return frequency;
+}
+
+std::string sceneName(const ZeltaChunk& chunk) {
+    std::string name;
+    for (const double letter : numbersOf(chunk, "Simulation.scene", longestSceneName)) {
+        if (!(letter >= 32.0 && letter < 127.0)) {
+            break;
+        }
+        name.push_back(static_cast<char>(letter));
+    }
+    return name;
+}
+
+std::vector<double> frequenciesIn(const ZeltaChunk& chunk) {
+    const std::size_t count = smallCount(chunk, "Simulation.frequencies", mostFrequencies);
+    std::vector<double> frequencies = numbersOf(chunk, "Simulation.frequencies", count);
+    for (const double frequency : frequencies) {
+        if (const std::string fault = simulation::frequencyFault(frequency); !fault.empty()) {
+            throw RecordError("\"Simulation.frequencies\" is wrong. " + fault);
+        }
+    }
+    return frequencies;
+}
+
+std::vector<std::int32_t> exposureTimesIn(const ZeltaChunk& chunk) {
+    std::vector<std::int32_t> times;
+    const std::size_t count = smallCount(chunk, "Simulation.exposureTimes", mostExposures);
+    for (const double time : numbersOf(chunk, "Simulation.exposureTimes", count)) {
+        if (!(time >= 0.0 && time <= 1.0e9)) {
+            throw RecordError("\"Simulation.exposureTimes\" holds a value that is no exposure time.");
+        }
+        times.push_back(static_cast<std::int32_t>(time));
+    }
+    return times;
 }
 
 }  // namespace
@@ -82,12 +144,12 @@ Record recordOf(const SimulationSettings& settings) {
     std::vector<signed char> name(longestSceneName, 0);
     std::copy_n(settings.scene.begin(), std::min(settings.scene.size(), longestSceneName - 1), name.begin());
     record.set<signed char>("Simulation.scene", name);
-    record.set<double>("Simulation.nearest", settings.nearest);
-    record.set<double>("Simulation.furthest", settings.furthest);
-    record.set<unsigned long long>("Simulation.seed", settings.seed);
-    record.set<unsigned char>("Simulation.photonNoise", settings.photonNoise ? 1 : 0);
-    record.set<double>("Simulation.ambient", settings.ambient);
-    record.set<double>("Simulation.temperature", settings.temperature);
+    record.set<double>("Simulation.nearest", settings.nearest.value());
+    record.set<double>("Simulation.furthest", settings.furthest.value());
+    record.set<unsigned long long>("Simulation.seed", settings.seed.value());
+    record.set<unsigned char>("Simulation.photonNoise", settings.photonNoise.value() ? 1 : 0);
+    record.set<double>("Simulation.ambient", settings.ambient.value());
+    record.set<double>("Simulation.temperature", settings.temperature.value());
     record.set<double>("Simulation.frequencies", settings.frequencies);
     record.set<int>("Simulation.exposureTimes", settings.exposureTimes);
     return record;
@@ -135,57 +197,53 @@ Record frequencyRecord(const simulation::Truth& truth) {
 }
 
 std::optional<SimulationSettings> simulationSettingsIn(const zelta::Packet& packet) {
-    const ZeltaChunk* const chunk = findChunk(packet, channel::simulation);
+    const ZeltaChunk* const chunk = findRecord(packet, channel::simulation, "Simulation");
     if (chunk == nullptr) {
         return std::nullopt;
     }
     SimulationSettings settings;
-    for (const double letter : numbersOf(*chunk, "Simulation.scene", longestSceneName)) {
-        if (!(letter >= 32.0 && letter < 127.0)) {
-            break;
-        }
-        settings.scene.push_back(static_cast<char>(letter));
+    if (hasMember(*chunk, "Simulation.scene")) {
+        settings.scene = sceneName(*chunk);
     }
-    settings.nearest = numberOf(*chunk, "Simulation.nearest");
-    settings.furthest = numberOf(*chunk, "Simulation.furthest");
-    if (!(settings.furthest > settings.nearest) || !(settings.furthest - settings.nearest < 1.0e6)) {
+    settings.nearest = numberIfThere(*chunk, "Simulation.nearest");
+    settings.furthest = numberIfThere(*chunk, "Simulation.furthest");
+    if (settings.nearest && settings.furthest &&
+        (!(*settings.furthest > *settings.nearest) || !(*settings.furthest - *settings.nearest < 1.0e6))) {
         throw RecordError("\"Simulation.nearest\" and \"Simulation.furthest\" are no range of distances.");
     }
-    settings.photonNoise = numberOf(*chunk, "Simulation.photonNoise") != 0.0;
-    settings.ambient = numberOf(*chunk, "Simulation.ambient");
-    settings.temperature = numberOf(*chunk, "Simulation.temperature");
-    settings.seed = wholeNumberOf(*chunk, "Simulation.seed");
-    const std::size_t frequencies = smallCount(*chunk, "Simulation.frequencies", mostFrequencies);
-    settings.frequencies = numbersOf(*chunk, "Simulation.frequencies", frequencies);
-    for (const double frequency : settings.frequencies) {
-        if (!(frequency >= 1.0e3 && frequency <= 1.0e12)) {
-            throw RecordError("\"Simulation.frequencies\" holds a value that is no modulation frequency.");
-        }
+    const std::optional<double> photonNoise = numberIfThere(*chunk, "Simulation.photonNoise");
+    settings.photonNoise = photonNoise ? std::optional(*photonNoise != 0.0) : std::nullopt;
+    settings.ambient = numberIfThere(*chunk, "Simulation.ambient");
+    settings.temperature = numberIfThere(*chunk, "Simulation.temperature");
+    settings.seed = hasMember(*chunk, "Simulation.seed")
+                        ? std::optional(wholeNumberOf(*chunk, "Simulation.seed"))
+                        : std::nullopt;
+    if (hasMember(*chunk, "Simulation.frequencies")) {
+        settings.frequencies = frequenciesIn(*chunk);
     }
-    const std::size_t exposures = smallCount(*chunk, "Simulation.exposureTimes", mostExposures);
-    for (const double time : numbersOf(*chunk, "Simulation.exposureTimes", exposures)) {
-        if (!(time >= 0.0 && time <= 1.0e9)) {
-            throw RecordError("\"Simulation.exposureTimes\" holds a value that is no exposure time.");
-        }
-        settings.exposureTimes.push_back(static_cast<std::int32_t>(time));
+    if (hasMember(*chunk, "Simulation.exposureTimes")) {
+        settings.exposureTimes = exposureTimesIn(*chunk);
     }
     return settings;
 }
 
 std::optional<simulation::Truth> truthIn(const zelta::Packet& packet) {
-    const ZeltaChunk* const scene = findChunk(packet, channel::sceneTruth);
-    const ZeltaChunk* const seen = findChunk(packet, channel::frequencyTruth);
-    if (scene == nullptr || seen == nullptr) {
+    const ZeltaChunk* const scene = findRecord(packet, channel::sceneTruth, "SceneTruth");
+    if (scene == nullptr) {
         return std::nullopt;
     }
     simulation::Truth truth;
     truth.distance = image(*scene, "SceneTruth.distance");
-    truth.X = image(*scene, "SceneTruth.X");
-    truth.Y = image(*scene, "SceneTruth.Y");
-    truth.Z = image(*scene, "SceneTruth.Z");
-    truth.amplitude = image(*scene, "SceneTruth.amplitude");
-    truth.edge = wholeNumbers<std::uint8_t>(*scene, "SceneTruth.edge", 0.0, 1.0);
-    truth.badPixel = wholeNumbers<std::uint8_t>(*scene, "SceneTruth.badPixel", 0.0, 1.0);
+    truth.X = imageIfThere(*scene, "SceneTruth.X");
+    truth.Y = imageIfThere(*scene, "SceneTruth.Y");
+    truth.Z = imageIfThere(*scene, "SceneTruth.Z");
+    truth.amplitude = imageIfThere(*scene, "SceneTruth.amplitude");
+    truth.edge = maskIfThere(*scene, "SceneTruth.edge");
+    truth.badPixel = maskIfThere(*scene, "SceneTruth.badPixel");
+    const ZeltaChunk* const seen = findRecord(packet, channel::frequencyTruth, "FrequencyTruth");
+    if (seen == nullptr || !hasMember(*seen, "FrequencyTruth.frequencies")) {
+        return truth;
+    }
     const std::size_t frequencies = smallCount(*seen, "FrequencyTruth.frequencies", mostFrequencies);
     for (std::size_t k = 0; k < frequencies; ++k) {
         truth.frequencies.push_back(frequencyTruth(*seen, element("FrequencyTruth.frequencies", k)));

@@ -14,19 +14,20 @@
 
 namespace recording {
 
-// How a recording was simulated.
+// How a recording was simulated. What a recording does not tell is empty.
 struct SimulationSettings {
     std::string scene;
-    double nearest = 0.0;  // distances, metres, between which the scene lies
-    double furthest = 1.0;
-    std::uint64_t seed = 1;
-    bool photonNoise = true;
-    double ambient = 0.0;                     // kilolux
-    double temperature = 0.0;                 // degrees Celsius
+    std::optional<double> nearest = 0.0;  // distances, metres, between which the scene lies
+    std::optional<double> furthest = 1.0;
+    std::optional<std::uint64_t> seed = 1;
+    std::optional<bool> photonNoise = true;
+    std::optional<double> ambient = 0.0;      // kilolux
+    std::optional<double> temperature = 0.0;  // degrees Celsius
     std::vector<double> frequencies;          // Hz
     std::vector<std::int32_t> exposureTimes;  // microseconds
 };
 
+// Of settings that are complete.
 Record recordOf(const SimulationSettings& settings);
 
 // The records of a truth, one for the scene and one for what its frequencies and exposures see. All
@@ -34,8 +35,8 @@ Record recordOf(const SimulationSettings& settings);
 Record sceneRecord(const simulation::Truth& truth);
 Record frequencyRecord(const simulation::Truth& truth);
 
-// What a packet says about the simulation; none if it says nothing. Throw
-// RecordError for malformed records.
+// What a packet says about the simulation; none if it says nothing. Of a truth the distances are needed;
+// images that the recording does not hold are empty. Throw RecordError for malformed records.
 std::optional<SimulationSettings> simulationSettingsIn(const zelta::Packet& packet);
 std::optional<simulation::Truth> truthIn(const zelta::Packet& packet);
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <sstream>
 #include <stdexcept>
 
 #include "simulation/Image.h"
@@ -173,8 +174,8 @@ void check(const std::vector<double>& frequencies) {
         throw std::invalid_argument("A calibration holds one to four modulation frequencies.");
     }
     for (std::size_t k = 0; k < frequencies.size(); ++k) {
-        if (!(frequencies[k] > 0.0) || !(frequencies[k] < 1.0e12)) {
-            throw std::invalid_argument("A modulation frequency must be a positive number of hertz.");
+        if (const std::string fault = frequencyFault(frequencies[k]); !fault.empty()) {
+            throw std::invalid_argument(fault);
         }
         if (std::count(frequencies.begin(), frequencies.end(), frequencies[k]) != 1) {
             throw std::invalid_argument("The modulation frequencies must differ.");
@@ -183,6 +184,19 @@ void check(const std::vector<double>& frequencies) {
 }
 
 }  // namespace
+
+std::string frequencyFault(double hertz) {
+    if (hertz >= leastFrequency && hertz <= largestFrequency) {
+        return "";
+    }
+    std::ostringstream text;
+    text << "A modulation frequency is from 1 MHz to 1 GHz, not " << hertz << " Hz";
+    if (hertz > 0.0 && hertz < leastFrequency) {
+        text << "; a unit may be missing, as in 60MHz";
+    }
+    text << ".";
+    return text.str();
+}
 
 Calibration makeCalibration(const CalibrationRequest& request) {
     check(request.frequencies);

@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "simulation/Lens.h"
@@ -16,6 +17,13 @@ namespace simulation {
 
 // Speed of light in air, metres per second.
 inline constexpr double speedOfLightInAir = 299792458.0 / 1.000293;
+
+// Modulation frequencies that there are, Hz. What lies below is a number that was meant in MHz.
+inline constexpr double leastFrequency = 1.0e6;
+inline constexpr double largestFrequency = 1.0e9;
+
+// What is wrong with a modulation frequency, as a sentence; empty if nothing is.
+std::string frequencyFault(double hertz);
 
 // The distance, in metres, after which the phase of one modulation frequency repeats.
 constexpr double uniqueRange(double frequency) {

@@ -99,15 +99,17 @@ TEST(Accuracy, OneFrequencyIsJudgedModuloItsUniqueRangeAndTwoAreNot) {
 
 TEST(Accuracy, PixelsBeyondTheUniqueRangeAreCounted) {
     simulation::Truth truth = evenTruth();
-    truth.frequencies[0].wraps[4] = 1;
-    truth.frequencies[0].wraps[5] = 2;
+    truth.distance[4] = simulation::uniqueRange(60.0e6);
+    truth.distance[5] = 5.5;
+    truth.distance[6] = simulation::uniqueRange(60.0e6) - 0.001;
     Accuracy accuracy({60.0e6});
     accuracy.add(truth, measured(1.0F), confidence(0x10));
     EXPECT_EQ(accuracy.summary().pixelsBeyondUniqueRange, 2U);
 }
 
-// Errors of plus and minus 4 mm around 1 mm: deviation 4 mm against the predicted 2 mm.
-TEST(Accuracy, BinsCompareTheDeviationAroundTheMeanWithThePrediction) {
+// Errors of 5 mm and -3 mm in turn: 4 mm about a bias of 1 mm. Each second difference is 8 mm long, of
+// which 8 / sqrt(1.5) is the share of one pixel; 2 mm are predicted.
+TEST(Accuracy, BinsHoldTheBiasTheDeviationAboutItAndTheNoiseOfNeighbours) {
     std::vector<float> distance = measured(1.005F);
     for (std::size_t i = 0; i < pixelCount; i += 2) {
         distance[i] = 0.997F;
@@ -119,11 +121,86 @@ TEST(Accuracy, BinsCompareTheDeviationAroundTheMeanWithThePrediction) {
     EXPECT_LE(summary.bins[0].from, 1000.0);
     EXPECT_GT(summary.bins[0].to, 1000.0);
     EXPECT_EQ(summary.bins[0].pixels, pixelCount);
-    EXPECT_NEAR(summary.bins[0].measured, 0.004, 1e-6);
-    EXPECT_NEAR(summary.bins[0].predicted, 0.002, 1e-9);
     EXPECT_NEAR(summary.bins[0].bias, 0.001, 1e-6);
-    EXPECT_NEAR(summary.bins[0].ratio().value(), 2.0, 1e-3);
+    EXPECT_NEAR(summary.bins[0].deviation, 0.004, 1e-6);
+    EXPECT_NEAR(summary.bins[0].measured.value(), 0.008 / std::sqrt(1.5), 1e-6);
+    EXPECT_NEAR(summary.bins[0].predicted.value(), 0.002, 1e-9);
+    EXPECT_NEAR(summary.bins[0].ratio().value(), 4.0 / std::sqrt(1.5), 1e-3);
     EXPECT_NEAR(summary.meanError.value(), 0.001, 1e-6);
+}
+
+// From -112 mm to 111 mm across the image, 1 mm a pixel: its deviation is sqrt((224^2 - 1) / 12) mm.
+TEST(Accuracy, ABiasThatChangesOverTheImageIsNoNoise) {
+    std::vector<float> distance(pixelCount);
+    for (std::size_t i = 0; i < pixelCount; ++i) {
+        distance[i] = 1.0F + 0.001F * (static_cast<float>(i % 224) - 112.0F);
+    }
+    Accuracy accuracy({60.0e6});
+    accuracy.add(evenTruth(), distance, confidence(0x10));
+    const AmplitudeBin bin = accuracy.summary().bins.at(0);
+    EXPECT_NEAR(bin.deviation, 0.001 * std::sqrt((224.0 * 224.0 - 1.0) / 12.0), 1e-5);
+    EXPECT_LT(bin.measured.value(), 1e-6);
+    EXPECT_LT(bin.ratio().value(), 0.001);
+}
+
+// Independent errors of plus and minus 2 mm by a fixed rule: both measures see the same.
+TEST(Accuracy, TheNoiseOfIndependentErrorsIsTheirDeviation) {
+    std::vector<float> distance(pixelCount);
+    std::uint32_t state = 1;
+    for (float& metres : distance) {
+        state = state * 1664525U + 1013904223U;
+        metres = 1.0F + ((state >> 31U) != 0 ? 0.002F : -0.002F);
+    }
+    Accuracy accuracy({60.0e6});
+    accuracy.add(evenTruth(), distance, confidence(0x10));
+    const AmplitudeBin bin = accuracy.summary().bins.at(0);
+    EXPECT_NEAR(bin.measured.value(), bin.deviation, 0.02 * bin.deviation);
+    EXPECT_NEAR(bin.ratio().value(), 1.0, 0.02);
+}
+
+// 1 mm, 3 mm and 5 mm are predicted in a row of the image, where a pixel alone has neighbours on both sides.
+TEST(Accuracy, ThePredictionGoesThroughTheSameDifference) {
+    simulation::Truth truth = evenTruth();
+    truth.edge.assign(pixelCount, 1);
+    for (std::size_t k = 0; k < 3; ++k) {
+        truth.edge[10 + k] = 0;
+        truth.frequencies[0].exposures[0].distanceDeviation[10 + k] = 0.001 + 0.002 * static_cast<double>(k);
+    }
+    Accuracy accuracy({60.0e6});
+    accuracy.add(truth, measured(1.0F), confidence(0x10));
+    const AmplitudeBin bin = accuracy.summary().bins.at(0);
+    EXPECT_EQ(bin.pixels, 3U);
+    EXPECT_NEAR(bin.predicted.value(), 0.001 * std::sqrt((9.0 + (1.0 + 25.0) / 4.0) / 1.5), 1e-9);
+}
+
+TEST(Accuracy, NoNoiseIsMeasuredAcrossTheEndOfARow) {
+    simulation::Truth truth = evenTruth();
+    truth.edge.assign(pixelCount, 1);
+    for (std::size_t i = 222; i < 226; ++i) {
+        truth.edge[i] = 0;
+    }
+    Accuracy accuracy({60.0e6});
+    accuracy.add(truth, measured(1.0F), confidence(0x10));
+    const AmplitudeBin bin = accuracy.summary().bins.at(0);
+    EXPECT_EQ(bin.pixels, 4U);
+    EXPECT_EQ(bin.measured, std::nullopt);
+    EXPECT_EQ(bin.ratio(), std::nullopt);
+}
+
+TEST(Accuracy, ATruthOfDistancesAloneJudgesAllUsablePixelsThatHaveOne) {
+    simulation::Truth truth;
+    truth.distance.assign(pixelCount, 1.0);
+    truth.distance[0] = 0.0;
+    Accuracy accuracy({});
+    accuracy.add(truth, measured(1.002F), confidence(0x10));
+    const AccuracySummary summary = accuracy.summary();
+    EXPECT_EQ(summary.judgedPixels, pixelCount - 1);
+    EXPECT_EQ(summary.judgedPixelsOffEdges, pixelCount - 1);
+    EXPECT_NEAR(summary.medianError.value(), 0.002, 1e-6);
+    EXPECT_NEAR(summary.meanError.value(), 0.002, 1e-6);
+    EXPECT_TRUE(summary.bins.empty());
+    EXPECT_FALSE(summary.knowsAmplitudes);
+    EXPECT_FALSE(summary.knowsEdges);
 }
 
 TEST(Accuracy, AValidPixelWithoutADistanceIsNotJudged) {

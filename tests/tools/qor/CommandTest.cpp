@@ -45,6 +45,8 @@ TEST_F(Command, UsageErrorsExitWithTwoAndWriteNothing) {
                                   "simulate --frequencies -60MHz",
                                   "simulate --frequencies 60MHz,60MHz",
                                   "simulate --frequencies nan",
+                                  "simulate --frequencies 60",
+                                  "simulate --frequencies 2000MHz",
                                   "simulate --ambient -1",
                                   "simulate --ambient nan",
                                   "simulate --min-amplitude nan",
@@ -193,6 +195,10 @@ TEST_F(Command, FrequenciesTakeUnits) {
     EXPECT_EQ(hertz("60MHz"), 60.0e6);
     EXPECT_EQ(hertz("60000kHz"), 60.0e6);
     EXPECT_EQ(hertz("60e6"), 60.0e6);
+    EXPECT_EQ(
+        run("simulate --scene wall --out r.zelta --frequencies 60").errors,
+        "qor simulate: A modulation frequency is from 1 MHz to 1 GHz, not 60 Hz; a unit may be missing, "
+        "as in 60MHz.\n");
 }
 
 TEST_F(Command, APlaceThatCannotBeWrittenExitsWithThreeAndIsNamed) {

@@ -8,6 +8,7 @@
 #include <array>
 #include <cmath>
 
+#include "recording/Channels.h"
 #include "recording/Record.h"
 #include "recording/RecordingReader.h"
 #include "recording/RecordingWriter.h"
@@ -330,6 +331,38 @@ TEST_F(RunCommand, AMeasurementThatIsMissingIsNullAndADash) {
     EXPECT_NE(text.find("valid pixels                   - %\n"), std::string::npos) << text;
     EXPECT_NE(text.find("Distances against the truth: -"), std::string::npos) << text;
     EXPECT_EQ(text.find("0.000 mm"), std::string::npos) << text;
+}
+
+// As of a camera whose scene was measured by other means: distances, and nothing about how they came about.
+TEST_F(RunCommand, ATruthOfDistancesAloneGivesFigures) {
+    simulate("--no-noise");
+    recording::Record truth(recording::structure("SceneTruth", {recording::float32("distance", {172, 224})}));
+    recording::RecordingReader reader(path("r.zelta"));
+    recording::RecordingWriter writer(path("alone.zelta"));
+    while (const recording::RecordedPacket* packet = reader.next()) {
+        std::vector<zelta::ZeltaChunk> kept;
+        for (const zelta::ZeltaChunk& chunk : packet->chunks) {
+            if (chunk.channelID == recording::channel::sceneTruth) {
+                truth.set<float>("SceneTruth.distance",
+                                 recording::imageOf(chunk, "SceneTruth.distance", 38528));
+                kept.push_back(truth.chunk(recording::channel::sceneTruth));
+            } else if (chunk.channelID < recording::channel::sceneTruth) {
+                kept.push_back(chunk);
+            }
+        }
+        writer.write(recording::packetOf(kept));
+    }
+    writer.finish();
+    const nlohmann::json figures = jsonOf("run alone.zelta --enlarge 1 --out p");
+    EXPECT_FALSE(figures.contains("simulation"));
+    EXPECT_EQ(figures.at("judgedPixels"), figures.at("usablePixels"));
+    EXPECT_LT(figures.at("medianErrorMetres").get<double>(), 0.0006);
+    EXPECT_GT(figures.at("medianErrorMetres").get<double>(), 0.0);
+    EXPECT_EQ(figures.at("noise"), nlohmann::json::array());
+    EXPECT_TRUE(std::filesystem::exists(path("p/00000_error.png")));
+    const std::string text = run("run alone.zelta --enlarge 1 --force --out p").output;
+    EXPECT_NE(text.find("Distances against the truth\n"), std::string::npos) << text;
+    EXPECT_NE(text.find("usable pixels with a truth\n"), std::string::npos) << text;
 }
 
 TEST_F(RunCommand, ErrorsOfTheCommandLineAreADocumentToo) {

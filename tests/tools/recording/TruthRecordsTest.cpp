@@ -92,7 +92,7 @@ TEST(TruthRecords, TheSettingsComeBackAsTheyWere) {
     EXPECT_EQ(read->nearest, 0.25);
     EXPECT_EQ(read->furthest, 7.5);
     EXPECT_EQ(read->seed, 18446744073709551615ULL);
-    EXPECT_FALSE(read->photonNoise);
+    EXPECT_EQ(read->photonNoise, false);
     EXPECT_EQ(read->ambient, 12.5);
     EXPECT_EQ(read->temperature, -3.0);
     EXPECT_EQ(read->frequencies, (std::vector<double>{60.0e6, 80.0e6}));
@@ -109,8 +109,54 @@ TEST(TruthRecords, ASceneNameIsCutToItsPlace) {
 TEST(TruthRecords, APacketWithoutThemHasNone) {
     EXPECT_FALSE(truthIn({}));
     EXPECT_FALSE(simulationSettingsIn({}));
-    const Record scene = sceneRecord(sampleTruth());
-    EXPECT_FALSE(truthIn({scene.chunk(channel::sceneTruth)})) << "one half is no truth";
+    const Record frequencies = frequencyRecord(sampleTruth());
+    EXPECT_FALSE(truthIn({frequencies.chunk(channel::frequencyTruth)})) << "no distances are no truth";
+}
+
+TEST(TruthRecords, DistancesAloneAreATruth) {
+    Record scene(structure("SceneTruth", {float32("distance", {172, 224})}));
+    scene.set<float>("SceneTruth.distance[171][223]", 2.5F);
+    const auto truth = truthIn({scene.chunk(channel::sceneTruth)});
+    ASSERT_TRUE(truth);
+    EXPECT_EQ(truth->distance.size(), pixelCount);
+    EXPECT_EQ(truth->distance.back(), 2.5);
+    EXPECT_TRUE(truth->X.empty());
+    EXPECT_TRUE(truth->edge.empty());
+    EXPECT_TRUE(truth->badPixel.empty());
+    EXPECT_TRUE(truth->frequencies.empty());
+}
+
+TEST(TruthRecords, ATruthWithoutDistancesIsRefused) {
+    const Record scene(structure("SceneTruth", {uint8("edge", {172, 224})}));
+    EXPECT_THROW(truthIn({scene.chunk(channel::sceneTruth)}), RecordError);
+}
+
+TEST(TruthRecords, SettingsThatARecordingDoesNotTellAreEmpty) {
+    Record record(structure("Simulation", {float64("frequencies", {1})}));
+    record.set<double>("Simulation.frequencies[0]", 60.0e6);
+    const auto settings = simulationSettingsIn({record.chunk(channel::simulation)});
+    ASSERT_TRUE(settings);
+    EXPECT_EQ(settings->frequencies, std::vector<double>{60.0e6});
+    EXPECT_TRUE(settings->scene.empty());
+    EXPECT_EQ(settings->nearest, std::nullopt);
+    EXPECT_EQ(settings->seed, std::nullopt);
+    EXPECT_EQ(settings->photonNoise, std::nullopt);
+    EXPECT_EQ(settings->ambient, std::nullopt);
+    EXPECT_TRUE(settings->exposureTimes.empty());
+}
+
+TEST(TruthRecords, AFrequencyWithoutItsUnitIsToldAsSuch) {
+    Record record = recordOf(sampleSettings());
+    record.set<double>("Simulation.frequencies[1]", 60.0);
+    try {
+        simulationSettingsIn({record.chunk(channel::simulation)});
+        FAIL() << "no exception";
+    } catch (const RecordError& error) {
+        EXPECT_STREQ(
+            error.what(),
+            "\"Simulation.frequencies\" is wrong. A modulation frequency is from 1 MHz to 1 GHz, not "
+            "60 Hz; a unit may be missing, as in 60MHz.");
+    }
 }
 
 TEST(TruthRecords, ValuesThatCannotBeAreRefused) {
@@ -127,7 +173,7 @@ TEST(TruthRecords, ValuesThatCannotBeAreRefused) {
     scene.set<unsigned char>("SceneTruth.edge[0][0]", 2);
     EXPECT_THROW(truthIn({scene.chunk(channel::sceneTruth), frequencies.chunk(channel::frequencyTruth)}),
                  RecordError);
-    for (const double frequency : {0.0, -60.0e6, std::nan(""), 1.0e13}) {
+    for (const double frequency : {0.0, -60.0e6, std::nan(""), 999999.0, 1.0e9 + 1.0}) {
         Record record = recordOf(sampleSettings());
         record.set<double>("Simulation.frequencies[1]", frequency);
         EXPECT_THROW(simulationSettingsIn({record.chunk(channel::simulation)}), RecordError) << frequency;
