@@ -61,8 +61,10 @@ class Algorithm {
         frame_.reset();
         received_.clear();
         const char* const failing = std::getenv("FAKE_PLUGIN_FAIL");
-        if (failing != nullptr &&
-            std::string(failing).find("," + std::to_string(number) + ",") != std::string::npos) {
+        std::string listed = ",";
+        listed += std::to_string(number);
+        listed += ',';
+        if (failing != nullptr && std::string(failing).find(listed) != std::string::npos) {
             throw std::runtime_error("told to fail at packet " + std::to_string(number));
         }
         if (zelta::packet_parse(copy.data(), size, received_) != 0) {
