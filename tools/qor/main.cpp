@@ -19,6 +19,7 @@
 #include "qor/Doctor.h"
 #include "qor/ExitCode.h"
 #include "qor/Extract.h"
+#include "qor/Import.h"
 #include "qor/Info.h"
 #include "qor/Run.h"
 #include "qor/Show.h"
@@ -58,6 +59,7 @@ int runCommand(int argc, char** argv) {
     app.require_subcommand(1);
     int exitCode = qor::ExitCode::Good;
     qor::addSimulate(app, exitCode);
+    qor::addImport(app, exitCode);
     qor::addRun(app, exitCode);
     qor::addInfo(app, exitCode);
     qor::addTree(app, exitCode);

@@ -171,6 +171,12 @@ Record sceneRecord(const simulation::Truth& truth) {
     return record;
 }
 
+Record distanceRecord(const std::vector<float>& distance) {
+    Record record(structure("SceneTruth", {float32("distance", {rows, columns})}));
+    record.set<float>("SceneTruth.distance", distance);
+    return record;
+}
+
 Record frequencyRecord(const simulation::Truth& truth) {
     const Dimensions pixels{rows, columns};
     const auto frequencies = static_cast<unsigned int>(truth.frequencies.size());

@@ -33,6 +33,8 @@ Record recordOf(const SimulationSettings& settings);
 // The records of a truth, one for the scene and one for what its frequencies and exposures see. All
 // frequencies have the same number of exposures.
 Record sceneRecord(const simulation::Truth& truth);
+// A truth of which only the distances are known: metres, row by row, 0 where there is none.
+Record distanceRecord(const std::vector<float>& distance);
 Record frequencyRecord(const simulation::Truth& truth);
 
 // What a packet says about the simulation; none if it says nothing. Of a truth the distances are needed;
