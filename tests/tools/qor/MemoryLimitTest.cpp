@@ -33,7 +33,9 @@ TEST_F(MemoryLimit, IsToldInWordsWhereverItIsReached) {
         int mebibytes = least;
         Outcome outcome = runWith(mebibytes, arguments);
         for (; outcome.exitCode != 0 && mebibytes < kEnough; outcome = runWith(++mebibytes, arguments)) {
-            EXPECT_EQ(outcome.exitCode, 3) << arguments << " with " << mebibytes << " MiB";
+            // 1 where the plug-in dropped images for want of memory, so that no frame was finished.
+            EXPECT_TRUE(outcome.exitCode == 3 || outcome.exitCode == 1)
+                << outcome.exitCode << ": " << arguments << " with " << mebibytes << " MiB";
             EXPECT_EQ(outcome.errors.substr(0, 3), "qor") << arguments << " with " << mebibytes << " MiB";
         }
         EXPECT_LT(mebibytes, kEnough) << arguments << ": " << outcome.errors;
