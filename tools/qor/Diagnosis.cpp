@@ -230,9 +230,9 @@ class Examination {
     void lookAtRays(const std::vector<float>& rays) {
         std::size_t bad = 0;
         for (std::size_t k = 0; k + 2 < rays.size(); k += 3) {
-            const double x = rays[k];
-            const double y = rays[k + 1];
-            const double z = rays[k + 2];
+            const double x = static_cast<double>(rays[k]);
+            const double y = static_cast<double>(rays[k + 1]);
+            const double z = static_cast<double>(rays[k + 2]);
             bad += std::sqrt(x * x + y * y + z * z) > shortestRay ? 0U : 1U;  // also for NaN
         }
         if (bad > 0) {
