@@ -24,8 +24,6 @@ using testing_support::sameFloats;
 using testing_support::sameValues;
 using Lines = std::vector<int32_t>;
 
-constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
-
 class MultiFreqKernels : public testing_support::OnEveryTarget {
  protected:
     /** Both distances as measured of a rough scene with noise, gaps and stray values. */
