@@ -104,7 +104,7 @@ int runChecked(const RunOptions& options, const ReplaySettings& settings,
     RunFolder* const place = folder ? &*folder : nullptr;
     RunProducts products(options, place);
     const RunOutcome outcome = process(options, settings, reader, place, products);
-    const std::vector<Finding> findings = findingsOf(options, outcome, products);
+    const std::vector<RunFinding> findings = findingsOf(options, outcome, products);
     if (options.json) {
         printJson(runJson(options, outcome, products, findings));
     } else if (!options.quiet) {

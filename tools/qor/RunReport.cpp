@@ -66,10 +66,10 @@ nlohmann::ordered_json scalesJson(const std::optional<PictureSettings>& scales) 
             {"amplitudeCountsPerMicrosecond", rangeJson(scales->amplitude)}};
 }
 
-std::vector<std::string> sentencesOf(const std::vector<Finding>& findings) {
+std::vector<std::string> sentencesOf(const std::vector<RunFinding>& findings) {
     std::vector<std::string> sentences;
     sentences.reserve(findings.size());
-    for (const Finding& finding : findings) {
+    for (const RunFinding& finding : findings) {
         sentences.push_back(finding.sentence);
     }
     return sentences;
@@ -123,7 +123,7 @@ void printRun(const RunOptions& options, const RunOutcome& outcome, const RunPro
 }
 
 nlohmann::ordered_json runJson(const RunOptions& options, const RunOutcome& outcome,
-                               const RunProducts& products, const std::vector<Finding>& findings) {
+                               const RunProducts& products, const std::vector<RunFinding>& findings) {
     const ReplayCounts& counts = outcome.counts;
     nlohmann::ordered_json written = nlohmann::ordered_json::array();
     for (const std::filesystem::path& path : filesOf(outcome, products)) {

@@ -30,7 +30,7 @@ struct RunOutcome {
 };
 
 // Something that should not be, and the exit code that it makes.
-struct Finding {
+struct RunFinding {
     int exitCode;
     std::string sentence;
 };
@@ -41,6 +41,6 @@ void printExpectation(const RunOptions& options, const RunOutcome& outcome);
 void printRun(const RunOptions& options, const RunOutcome& outcome, const RunProducts& products);
 
 nlohmann::ordered_json runJson(const RunOptions& options, const RunOutcome& outcome,
-                               const RunProducts& products, const std::vector<Finding>& findings);
+                               const RunProducts& products, const std::vector<RunFinding>& findings);
 
 }  // namespace qor

@@ -27,10 +27,10 @@ bool selectsNone(const RunOptions& options, const ReplayCounts& counts) {
 
 }  // namespace
 
-std::vector<Finding> findingsOf(const RunOptions& options, const RunOutcome& outcome,
-                                const RunProducts& products) {
+std::vector<RunFinding> findingsOf(const RunOptions& options, const RunOutcome& outcome,
+                                   const RunProducts& products) {
     const ReplayCounts& counts = outcome.counts;
-    std::vector<Finding> findings;
+    std::vector<RunFinding> findings;
     const auto find = [&findings](int code, const std::string& sentence) {
         findings.push_back({code, sentence});
     };
@@ -77,9 +77,9 @@ std::vector<Finding> findingsOf(const RunOptions& options, const RunOutcome& out
     return findings;
 }
 
-int conclude(const std::vector<Finding>& findings, std::size_t told) {
+int conclude(const std::vector<RunFinding>& findings, std::size_t told) {
     int exitCode = ExitCode::Good;
-    for (const Finding& finding : findings) {
+    for (const RunFinding& finding : findings) {
         exitCode = std::max(exitCode, finding.exitCode);
     }
     for (std::size_t k = told; k < findings.size(); ++k) {

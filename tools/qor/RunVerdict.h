@@ -19,10 +19,10 @@ inline constexpr std::size_t mostSentences = 20;
 void complainOfRun(const std::string& sentence);
 
 // What is wrong with a run, in the order in which it is told: first what its packets met.
-std::vector<Finding> findingsOf(const RunOptions& options, const RunOutcome& outcome,
-                                const RunProducts& products);
+std::vector<RunFinding> findingsOf(const RunOptions& options, const RunOutcome& outcome,
+                                   const RunProducts& products);
 
 // Says the findings from number `told` on, and gives the exit code of all.
-int conclude(const std::vector<Finding>& findings, std::size_t told);
+int conclude(const std::vector<RunFinding>& findings, std::size_t told);
 
 }  // namespace qor
