@@ -2,68 +2,9 @@
 // What a host pays per packet once the definitions are known: no allocation at all.
 #include <gtest/gtest.h>
 
-#include <malloc.h>
-
-#include <cstdlib>
-#include <new>
-
+#include "TestMemory.h"
 #include "zelta.h"
 #include "zelta/TestTypes.h"
-
-namespace {
-std::size_t g_allocations = 0;
-std::size_t g_largest = 0;
-std::size_t g_releases = 0;
-std::size_t g_heldBytes = 0;  ///< allocated and not released
-std::size_t g_mostHeldBytes = 0;
-
-void* counted(void* memory) {
-    g_heldBytes += malloc_usable_size(memory);
-    g_mostHeldBytes = g_heldBytes > g_mostHeldBytes ? g_heldBytes : g_mostHeldBytes;
-    return memory;
-}
-
-void* allocate(std::size_t size) {
-    ++g_allocations;
-    g_largest = size > g_largest ? size : g_largest;
-    if (void* const memory = std::malloc(size == 0 ? 1 : size)) {
-        return counted(memory);
-    }
-    throw std::bad_alloc();
-}
-
-void release(void* memory) {
-    ++g_releases;
-    g_heldBytes -= malloc_usable_size(memory);
-    std::free(memory);
-}
-}  // namespace
-
-void* operator new(std::size_t size) {
-    return allocate(size);
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    ++g_allocations;
-    return counted(std::malloc(size == 0 ? 1 : size));
-}
-void* operator new[](std::size_t size) {
-    return allocate(size);
-}
-void operator delete(void* memory) noexcept {
-    release(memory);
-}
-void operator delete(void* memory, const std::nothrow_t&) noexcept {
-    release(memory);
-}
-void operator delete[](void* memory) noexcept {
-    release(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    release(memory);
-}
-void operator delete[](void* memory, std::size_t) noexcept {
-    release(memory);
-}
 
 namespace zelta {
 namespace {
@@ -101,9 +42,9 @@ std::vector<char> imagePacket() {
 
 template <typename Call>
 std::size_t allocationsOf(Call call) {
-    const std::size_t before = g_allocations;
+    const std::size_t before = test_memory::g_allocations;
     call();
-    return g_allocations - before;
+    return test_memory::g_allocations - before;
 }
 
 TEST(Allocations, CountingWorks) {
@@ -148,17 +89,17 @@ TEST(Allocations, OfADefinitionThatDeclaresFourGiBAreWhatItsStreamCanFill) {
     const unsigned char bytes[] = {0xDA, 0xDE, 3,    0, 1,    0,    0, 0, 0xFF,
                                    0xFF, 0xFF, 0xFF, 0, 0x78, 0xDA, 3, 0, 0};
     constexpr std::size_t kStreamBytes = 5;
-    g_largest = 0;
+    test_memory::g_largestAllocation = 0;
     EXPECT_THROW(parseDatadefinition(bytes, sizeof(bytes)), ParseError);
-    EXPECT_LE(g_largest, 1032 * kStreamBytes);
+    EXPECT_LE(test_memory::g_largestAllocation, 1032 * kStreamBytes);
 }
 
 TEST(Allocations, OfADefinitionThatClaimsManyDimensionsAreSmall) {
     const unsigned char bytes[] = {0xDA, 0xDE, 3,   0,    0,    0,    0,    0, 0, 0, 0,
                                    9,    0,    'e', 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 1};
-    g_largest = 0;
+    test_memory::g_largestAllocation = 0;
     EXPECT_THROW(parseDatadefinition(bytes, sizeof(bytes)), ParseError);
-    EXPECT_LT(g_largest, 4096U);
+    EXPECT_LT(test_memory::g_largestAllocation, 4096U);
 }
 
 TEST(Allocations, OfAPacketThatClaimsTooManyChunksAreNone) {
@@ -175,9 +116,9 @@ TEST(Allocations, OfAFileThatClaimsTwoGiBAreBoundedByWhatItHolds) {
     std::rewind(file);
     Packet packet;
     std::unique_ptr<char[]> storage;
-    g_largest = 0;
+    test_memory::g_largestAllocation = 0;
     EXPECT_THROW(packet_parse(file, packet, storage), ZltEOFException);
-    EXPECT_LT(g_largest, std::size_t{1} << 20U);
+    EXPECT_LT(test_memory::g_largestAllocation, std::size_t{1} << 20U);
     std::fclose(file);
 }
 
@@ -194,10 +135,10 @@ std::string wideDefinition(std::size_t members) {
 /// Bytes that `call` holds at most, beyond those before it.
 template <typename Call>
 std::size_t mostHeldBy(Call call) {
-    const std::size_t before = g_heldBytes;
-    g_mostHeldBytes = before;
+    const std::size_t before = test_memory::g_heldBytes;
+    test_memory::g_mostHeldBytes = before;
     call();
-    return g_mostHeldBytes - before;
+    return test_memory::g_mostHeldBytes - before;
 }
 
 TEST(Allocations, OfADefinitionThatGrowsToManyNodesAreBounded) {
@@ -242,11 +183,11 @@ TEST(Allocations, OfTheCachesStopAtTheirLimit) {
     for (const unsigned int members : {1U, 6U, 60U, 4000U}) {
         PacketCacheClear();
         StrangersPackets strangers(members);
-        const std::size_t before = g_heldBytes;
+        const std::size_t before = test_memory::g_heldBytes;
         std::size_t most = 0;
         for (unsigned int i = 0; i < 200 + 20'000 / members; ++i) {
             strangers.receive(i);
-            most = g_heldBytes - before > most ? g_heldBytes - before : most;
+            most = test_memory::g_heldBytes - before > most ? test_memory::g_heldBytes - before : most;
         }
         EXPECT_LE(most, kMaxCacheBytes) << members;
         EXPECT_GT(most, kMaxCacheBytes / 8) << "the caches keep next to nothing, members " << members;
@@ -259,13 +200,13 @@ TEST(Allocations, OfTheCachesGoBackWhenTheyAreCleared) {
     StrangersPackets strangers(60);
     strangers.receive(0);
     PacketCacheClear();
-    const std::size_t before = g_heldBytes;
+    const std::size_t before = test_memory::g_heldBytes;
     for (unsigned int i = 0; i < 100; ++i) {
         strangers.receive(i);
     }
-    EXPECT_GT(g_heldBytes, before);
+    EXPECT_GT(test_memory::g_heldBytes, before);
     PacketCacheClear();
-    EXPECT_EQ(g_heldBytes, before);
+    EXPECT_EQ(test_memory::g_heldBytes, before);
 }
 
 /// A double is the element of its own kind of interpreter, and so is each other T.
@@ -277,11 +218,11 @@ void expectInterpreterIsForgotten(TypeIdentifier identifier) {
     const Packet packet{{definitionOfT.data(), static_cast<int>(definitionOfT.size()), data.data(),
                          static_cast<int>(data.size()), 7}};
     PacketCacheClear();
-    const std::size_t before = g_heldBytes;
+    const std::size_t before = test_memory::g_heldBytes;
     PacketInterpreter<T>(packet, 7, "N.v");
-    EXPECT_GT(g_heldBytes, before);
+    EXPECT_GT(test_memory::g_heldBytes, before);
     PacketCacheClear();
-    EXPECT_EQ(g_heldBytes, before) << sizeof(T) << " bytes of kind " << identifier;
+    EXPECT_EQ(test_memory::g_heldBytes, before) << sizeof(T) << " bytes of kind " << identifier;
 }
 
 TEST(Allocations, OfInterpretersOfEveryKindGoBackWhenTheCachesAreCleared) {
@@ -302,16 +243,16 @@ struct Witness {
     explicit Witness(std::size_t& atEnd) : m_atEnd(atEnd) {}
     Witness(const Witness&) = delete;
     Witness& operator=(const Witness&) = delete;
-    ~Witness() { m_atEnd = g_releases; }
+    ~Witness() { m_atEnd = test_memory::g_releases; }
     std::size_t& m_atEnd;
 };
 
 TEST(Allocations, ThePointersCounterIsFreedBeforeTheObject) {
     std::size_t atEnd = 0;
-    const std::size_t before = g_releases;
+    const std::size_t before = test_memory::g_releases;
     { const shared_ptr<Witness> pointer(new Witness(atEnd)); }
     EXPECT_EQ(atEnd, before + 1) << "the counter";
-    EXPECT_EQ(g_releases, before + 2) << "the counter and the object";
+    EXPECT_EQ(test_memory::g_releases, before + 2) << "the counter and the object";
 }
 
 }  // namespace

@@ -4,54 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <cstdlib>
-#include <limits>
 #include <memory>
 #include <new>
 
+#include "TestMemory.h"
 #include "zelta.h"
 #include "zelta/TestTypes.h"
-
-namespace {
-constexpr std::size_t kWithoutEnd = std::numeric_limits<std::size_t>::max();
-std::size_t g_allocationsLeft = kWithoutEnd;
-std::size_t g_blocks = 0;  ///< allocated and not released
-
-void* allocate(std::size_t size) {
-    if (g_allocationsLeft != kWithoutEnd) {
-        if (g_allocationsLeft == 0) {
-            throw std::bad_alloc();
-        }
-        --g_allocationsLeft;
-    }
-    ++g_blocks;
-    return std::malloc(size == 0 ? 1 : size);
-}
-
-void release(void* memory) {
-    g_blocks -= memory != nullptr ? 1 : 0;
-    std::free(memory);
-}
-}  // namespace
-
-void* operator new(std::size_t size) {
-    return allocate(size);
-}
-void* operator new[](std::size_t size) {
-    return allocate(size);
-}
-void operator delete(void* memory) noexcept {
-    release(memory);
-}
-void operator delete[](void* memory) noexcept {
-    release(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    release(memory);
-}
-void operator delete[](void* memory, std::size_t) noexcept {
-    release(memory);
-}
 
 namespace zelta {
 namespace {
@@ -96,17 +54,17 @@ std::size_t insist(const Work& work) {
     work();  // what is made once in a process is there
     PacketCacheClear();
     for (std::size_t allocations = 0;; ++allocations) {
-        const std::size_t blocks = g_blocks;
+        const std::size_t blocks = test_memory::g_blocks;
         bool failed = false;
-        g_allocationsLeft = allocations;
+        test_memory::g_allocationsLeft = allocations;
         try {
             work();
         } catch (const std::bad_alloc&) {
             failed = true;
         }
-        g_allocationsLeft = kWithoutEnd;
+        test_memory::g_allocationsLeft = test_memory::kWithoutEnd;
         PacketCacheClear();
-        EXPECT_EQ(g_blocks, blocks) << "after " << allocations << " allocations";
+        EXPECT_EQ(test_memory::g_blocks, blocks) << "after " << allocations << " allocations";
         if (!failed) {
             return allocations;
         }
@@ -154,12 +112,12 @@ TEST(OutOfMemory, OfARecordThatIsAssignedLeavesNothingByHalfInTheCaches) {
     Sample sample{};
     for (std::size_t allocations = 0; sample.counter != 5; ++allocations) {
         ASSERT_LT(allocations, 1000U);
-        g_allocationsLeft = allocations;
+        test_memory::g_allocationsLeft = allocations;
         try {
             PacketAssign(packet, 7, getDefinition, "Sample", &sample, sizeof sample, "Sample", false);
         } catch (const std::bad_alloc&) {
         }
-        g_allocationsLeft = kWithoutEnd;
+        test_memory::g_allocationsLeft = test_memory::kWithoutEnd;
     }
     EXPECT_EQ(sample.values[0], 1.0F);
     PacketCacheClear();

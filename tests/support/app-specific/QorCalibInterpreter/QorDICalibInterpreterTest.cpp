@@ -8,7 +8,7 @@
 
 #include "Camera.h"
 #include "QorDescriptors.h"
-#include "Utilities/Allocator.h"
+#include "TestMemory.h"
 
 namespace {
 
@@ -331,9 +331,9 @@ TEST_F(CalibInterpreterDecipher, NoExceptionLeavesWhereverMemoryRunsOut) {
     const Packet packet = host_testing::viewOf(chunks);
     std::string message;
     for (std::size_t allocations = 0; message != whole && allocations < 1000; ++allocations) {
-        host_testing::g_allocationsLeft = allocations;
+        test_memory::g_allocationsLeft = allocations;
         const int result = DICI_Qor::CalibInterpreter_Apply(packet, *calibration_, auxInfo_, measBuffer_, 6);
-        host_testing::g_allocationsLeft = host_testing::kMemoryWithoutEnd;
+        test_memory::g_allocationsLeft = test_memory::kWithoutEnd;
         ASSERT_EQ(result, 1) << allocations;
         message = DICI_Qor::GetLastErrorString();
         ASSERT_TRUE(whole.rfind(message, 0) == 0 || noMemory.rfind(message, 0) == 0) << message;

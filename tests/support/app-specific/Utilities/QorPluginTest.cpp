@@ -10,10 +10,10 @@
 #include <memory>
 #include <set>
 
-#include "Allocator.h"
 #include "ElfSymbols.h"
 #include "HostInC.h"
 #include "Plugin.h"
+#include "TestMemory.h"
 
 namespace {
 
@@ -142,9 +142,9 @@ TEST_F(QorPlugin, AFinishedFrameAddsTheResult) {
 /** Old contents of memory must not leave the process in the padding of a record. */
 TEST_F(QorPlugin, ThePaddingOfTheResultIsZero) {
     plugin_.clearAlgo();
-    host_testing::g_newMemoryIsDirty = true;
+    test_memory::g_newMemoryIsDirty = true;
     plugin_.createAlgo();
-    host_testing::g_newMemoryIsDirty = false;
+    test_memory::g_newMemoryIsDirty = false;
     start();
     for (int image = 1; image < 4; ++image) {
         EXPECT_EQ(plugin_.process(camera_.imagePacket()), kNothing);
@@ -223,10 +223,10 @@ TEST_F(QorPlugin, TheExceptionOfTheAlgorithmIsItsText) {
 TEST_F(QorPlugin, AnExceptionOfAnUnknownTypeIsUnknown) {
     const Bytes packet = camera_.calibrationPacket();
     int32_t exceptionOccured = 0;
-    host_testing::g_nextAllocationThrowsANumber = true;
+    test_memory::g_nextAllocationThrowsANumber = true;
     const int32_t result =
         plugin_.processZelta(packet.data(), static_cast<int32_t>(packet.size()), 0, &exceptionOccured);
-    ASSERT_FALSE(host_testing::g_nextAllocationThrowsANumber) << "the plug-in allocates elsewhere";
+    ASSERT_FALSE(test_memory::g_nextAllocationThrowsANumber) << "the plug-in allocates elsewhere";
     EXPECT_EQ(result, 0);
     EXPECT_EQ(exceptionOccured, 1);
     EXPECT_EQ(exceptionMessage(), "Unknown exception");
@@ -244,10 +244,10 @@ TEST_F(QorPlugin, NoExceptionLeavesWhereverMemoryRunsOut) {
     bool wasCut = false;
     for (std::size_t allocations = 0; message != whole && allocations < 1000; ++allocations) {
         int32_t exceptionOccured = 0;
-        host_testing::g_allocationsLeft = allocations;
+        test_memory::g_allocationsLeft = allocations;
         const int32_t result =
             plugin_.processZelta(packet.data(), static_cast<int32_t>(packet.size()), 1, &exceptionOccured);
-        host_testing::g_allocationsLeft = host_testing::kMemoryWithoutEnd;
+        test_memory::g_allocationsLeft = test_memory::kWithoutEnd;
         ASSERT_EQ(result, 0) << allocations;
         ASSERT_EQ(exceptionOccured, 1) << allocations;
         message = exceptionMessage();
@@ -263,12 +263,12 @@ TEST_F(QorPlugin, NoExceptionLeavesWhereverMemoryRunsOut) {
 void insist(const Plugin& plugin, const Bytes& packet, int fromCustomPin, std::size_t& faults) {
     for (std::size_t allocations = 0;; ++allocations) {
         int32_t exceptionOccured = 0;
-        host_testing::g_failedAllocations = 0;
-        host_testing::g_allocationsLeft = allocations;
+        test_memory::g_failedAllocations = 0;
+        test_memory::g_allocationsLeft = allocations;
         plugin.processZelta(packet.data(), static_cast<int32_t>(packet.size()), fromCustomPin,
                             &exceptionOccured);
-        const bool ranOut = host_testing::g_failedAllocations > 0;
-        host_testing::g_allocationsLeft = host_testing::kMemoryWithoutEnd;
+        const bool ranOut = test_memory::g_failedAllocations > 0;
+        test_memory::g_allocationsLeft = test_memory::kWithoutEnd;
         if (!ranOut) {
             ASSERT_EQ(exceptionOccured, 0) << plugin.lastExceptionMessage();
             return;
@@ -315,9 +315,9 @@ TEST_F(QorPlugin, ADeclaredSizeOf4GiBIsReadAndAllocatesNothingOfThatSize) {
     host_testing::OwnedChunk calibration = camera_.calibrationChunk();
     std::fill_n(calibration.description.begin() + 8, 4, std::uint8_t{0xFF});
     const Bytes packet = host_testing::packetOf({calibration, camera_.auxiliaryChunk()});
-    host_testing::g_largestAllocation = 0;
+    test_memory::g_largestAllocation = 0;
     EXPECT_EQ(plugin_.process(packet), kNothing) << exceptionMessage();
-    EXPECT_LE(host_testing::g_largestAllocation, packet.size());
+    EXPECT_LE(test_memory::g_largestAllocation, packet.size());
     EXPECT_EQ(plugin_.process(camera_.imagePacket()), kInitialised) << "the calibration was taken";
 }
 
@@ -326,22 +326,22 @@ TEST_F(QorPlugin, ClearGivesBackWhatThePluginKeepsOfDefinitions) {
     start();
     host_testing::OwnedChunk unknown = camera_.rawChunk();
     plugin_.clearAlgo();
-    const std::size_t before = host_testing::g_blocks;
+    const std::size_t before = test_memory::g_blocks;
     plugin_.createAlgo();
     for (std::uint8_t key = 0; key < 100; ++key) {
         unknown.description[7] = key;  // without a cipher method nothing reads it
         plugin_.process(host_testing::packetOf({unknown}));
     }
-    EXPECT_GT(host_testing::g_blocks, before + 100);
+    EXPECT_GT(test_memory::g_blocks, before + 100);
     plugin_.clearAlgo();
-    EXPECT_EQ(host_testing::g_blocks, before);
+    EXPECT_EQ(test_memory::g_blocks, before);
 }
 
 TEST_F(QorPlugin, ASecondCreateDestroysTheFirstAlgorithm) {
     plugin_.createAlgo();
-    const std::size_t before = host_testing::g_blocks;
+    const std::size_t before = test_memory::g_blocks;
     plugin_.createAlgo();
-    EXPECT_EQ(host_testing::g_blocks, before);
+    EXPECT_EQ(test_memory::g_blocks, before);
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -405,14 +405,14 @@ TEST_F(QorPluginResult, IsWholeAfterMemoryRanOut) {
     int size = 0;
     std::size_t faults = 0;
     for (bool ranOut = true; ranOut; faults += ranOut ? 1 : 0) {
-        host_testing::g_allocationsLeft = faults;
+        test_memory::g_allocationsLeft = faults;
         try {
             size = plugin_.getRequiredOutputSize(1);
             plugin_.packResult(packet.data(), size);
             ranOut = false;
         } catch (const std::bad_alloc&) {
         }
-        host_testing::g_allocationsLeft = host_testing::kMemoryWithoutEnd;
+        test_memory::g_allocationsLeft = test_memory::kWithoutEnd;
     }
     EXPECT_GT(faults, 0U);
     packet.resize(static_cast<std::size_t>(size));
