@@ -13,11 +13,11 @@
 
 #include "ALUtil.h"
 #include "AlgoDistanceImage.h"
-#include "Allocator.h"
 #include "Camera.h"
 #include "QorData.h"
 #include "QorDescriptors.h"
 #include "QorDistanceImageInterface.h"
+#include "TestMemory.h"
 
 // ---------------------------------------------------------------------------------------------------------------------
 // A pipeline that does nothing but offer its channels
@@ -155,11 +155,11 @@ void aroundThePipeline(benchmark::State& state, const host_testing::LayoutChange
     for (auto _ : state) {
         double frame = 0.0;
         session.takeFrame([&](auto&& take) {
-            const std::size_t allocationsBefore = host_testing::g_allocations;
+            const std::size_t allocationsBefore = test_memory::g_allocations;
             const Clock::time_point start = Clock::now();
             take();
             frame += nanoseconds(Clock::now() - start);
-            allocations += host_testing::g_allocations - allocationsBefore;
+            allocations += test_memory::g_allocations - allocationsBefore;
         });
         const Clock::time_point start = Clock::now();
         for (std::size_t image = 0; image < kImages; ++image) {
