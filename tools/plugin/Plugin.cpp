@@ -17,7 +17,8 @@
 namespace plugin {
 namespace {
 
-constexpr const char* fileName = "libqor.so";
+// The name of the interface: another version of it has another number.
+constexpr const char* fileName = "libqor.so." QOR_INTERFACE_VERSION;
 
 std::string ownWords(const char* text) {
     return text != nullptr && *text != '\0' ? text : "no reason was given";

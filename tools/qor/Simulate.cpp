@@ -330,7 +330,7 @@ void addCameraOptions(CLI::App& command, Options& options) {
     command
         .add_option("--straylight", options.straylight,
                     "Let the lens scatter light by this point spread function: 449 x 345 floats,\n"
-                    "for example the algorithm's own, straylight_psf.f32 beside libqor.so")
+                    "for example the algorithm's own, share/qor/straylight_psf.f32 of the installation")
         ->type_name("FILE");
     command.add_flag("--intensity-image", options.intensityImage,
                      "Begin each frame with an intensity image, and ask for the noise of the distances");

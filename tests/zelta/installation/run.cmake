@@ -28,7 +28,7 @@ foreach(shared OFF ON)
         execute_process(COMMAND ${PKG_CONFIG} --static --cflags --libs zelta COMMAND_ERROR_IS_FATAL ANY
                         OUTPUT_VARIABLE flags OUTPUT_STRIP_TRAILING_WHITESPACE)
         separate_arguments(flags)
-        run(${CXX_COMPILER} -std=c++20 ${CONSUMER_SOURCE}/main.cpp -o ${base}/consumer-pc ${flags}
+        run(${CXX_COMPILER} ${CONSUMER_SOURCE}/main.cpp -o ${base}/consumer-pc ${flags}
             -Wl,-rpath,${base}/prefix/lib)
         run(${base}/consumer-pc)
     endif()
