@@ -14,10 +14,10 @@
 
 #include "files/StandardOutput.h"
 #include "qor/Arguments.h"
+#include "qor/Complaints.h"
 #include "qor/Diagnosis.h"
 #include "qor/ExitCode.h"
 #include "qor/Recovery.h"
-#include "qor/StandardError.h"
 #include "recording/RecordingReader.h"
 #include "recording/RecordingWriter.h"
 #include "recording/Salvage.h"
@@ -32,9 +32,6 @@ struct Options {
     bool json = false;
     bool quiet = false;
 };
-
-// More sentences than this help nobody at a terminal. The document has them all.
-constexpr std::size_t mostSentences = 50;
 
 nlohmann::ordered_json toJson(const std::vector<Finding>& findings) {
     nlohmann::ordered_json list = nlohmann::ordered_json::array();
@@ -56,22 +53,10 @@ void printFinding(const Finding& finding) {
                finding.advice);
 }
 
-int complain(const Options& options, int exitCode, const std::string& sentence) {
-    printError("qor {}: {}\n", options.command, printable(sentence));
-    return exitCode;
-}
-
-int giveUp(const Options& options, int exitCode, const std::string& sentence) {
-    if (options.json) {
-        printJsonError(options.command, sentence);
-    }
-    return complain(options, exitCode, sentence);
-}
-
 int diagnoseFile(const Options& options) {
     recording::FileBytes file(options.recording);
     if (!file.reach(1)) {
-        return giveUp(options, ExitCode::BadData,
+        return giveUp(options.command, options.json, ExitCode::BadData,
                       recording::nameOf(options.recording) + " holds no packets.");
     }
     const auto [findings, packets] = diagnose(file);
@@ -93,6 +78,27 @@ int diagnoseFile(const Options& options) {
     return findings.empty() ? ExitCode::Good : ExitCode::Findings;
 }
 
+Complaints complaintsOf(const Options& options, const Recovered& recovered, std::uint64_t bytes) {
+    Complaints complaints(options.command);
+    for (std::size_t k = 0; k < std::min(recovered.lost.size(), mostSentences); ++k) {
+        const Finding& finding = recovered.lost[k];
+        complaints.add(ExitCode::Findings, fmt::format("byte {}, after {} good: {}", finding.byte,
+                                                       counted(finding.packet, "packet"), finding.rule));
+    }
+    if (recovered.emptyPackets > 0) {
+        complaints.add(ExitCode::Findings,
+                       fmt::format("left out {} without chunks.", counted(recovered.emptyPackets, "packet")));
+    }
+    if (recovered.packets == 0) {
+        complaints.add(ExitCode::BadData,
+                       recording::nameOf(options.recording) + " holds no good packet; nothing was written.");
+    } else if (!complaints.empty()) {
+        complaints.add(ExitCode::Findings,
+                       fmt::format("lost {} of {}.", counted(recovered.lostBytes, "byte"), bytes));
+    }
+    return complaints;
+}
+
 int recoverFile(const Options& options) {
     if (files::isStandardOutput(options.file)) {
         files::standardOutputForData();
@@ -100,6 +106,7 @@ int recoverFile(const Options& options) {
     recording::FileBytes file(options.recording);
     recording::RecordingWriter writer(options.file);
     const Recovered recovered = recover(file, writer);
+    const Complaints complaints = complaintsOf(options, recovered, file.size());
     if (options.json) {
         printJson({{"command", options.command},
                    {"version", QOR_VERSION},
@@ -109,43 +116,27 @@ int recoverFile(const Options& options) {
                    {"emptyPackets", recovered.emptyPackets},
                    {"lostBytes", recovered.lostBytes},
                    {"lost", toJson(recovered.lost)},
+                   {"findings", complaints.sentences()},
                    {"files", recovered.packets == 0 ? nlohmann::ordered_json::array()
                                                     : nlohmann::ordered_json{options.file.string()}}});
     } else if (!options.quiet) {
         fmt::print("Written\n  {}   {}, {}\n", files::nameOf(options.file),
                    counted(recovered.packets, "packet"), byteText(recovered.bytes));
     }
-    for (std::size_t k = 0; k < std::min(recovered.lost.size(), mostSentences); ++k) {
-        const Finding& finding = recovered.lost[k];
-        complain(options, 0,
-                 fmt::format("byte {}, after {} good: {}", finding.byte, counted(finding.packet, "packet"),
-                             finding.rule));
-    }
-    if (recovered.emptyPackets > 0) {
-        complain(options, 0,
-                 fmt::format("left out {} without chunks.", counted(recovered.emptyPackets, "packet")));
-    }
-    if (recovered.packets == 0) {
-        return complain(options, ExitCode::BadData,
-                        recording::nameOf(options.recording) + " holds no good packet; nothing was written.");
-    }
-    return recovered.lost.empty() && recovered.emptyPackets == 0
-               ? ExitCode::Good
-               : complain(options, ExitCode::Findings,
-                          fmt::format("lost {} of {}.", counted(recovered.lostBytes, "byte"), file.size()));
+    return complaints.tell();
 }
 
 template <typename Work>
 int attempt(const Options& options, const Work& work) {
     std::error_code error;
     if (std::filesystem::is_directory(options.recording, error)) {
-        return giveUp(options, ExitCode::BadData,
+        return giveUp(options.command, options.json, ExitCode::BadData,
                       "Cannot read " + options.recording.string() + ": it is a folder.");
     }
     try {
         return work(options);
     } catch (const recording::RecordingError& problem) {
-        return giveUp(options, ExitCode::BadData, problem.what());
+        return giveUp(options.command, options.json, ExitCode::BadData, problem.what());
     }
 }
 

@@ -14,10 +14,10 @@
 
 #include "files/StandardOutput.h"
 #include "qor/Arguments.h"
+#include "qor/Complaints.h"
 #include "qor/Condition.h"
 #include "qor/ExitCode.h"
 #include "qor/FrameSelection.h"
-#include "qor/StandardError.h"
 #include "recording/CameraRecords.h"
 #include "recording/Channels.h"
 #include "recording/Record.h"
@@ -39,11 +39,13 @@ struct Options {
 };
 
 struct Outcome {
+    explicit Outcome(const std::string& command) : complaints(command) {}
+
     std::size_t read = 0;     // packets
     std::size_t written = 0;  // packets
     std::uint64_t bytes = 0;
     std::size_t frames = 0;  // that begin in the packets written
-    std::vector<std::string> findings;
+    Complaints complaints;
     std::vector<std::string> damage;
 };
 
@@ -76,6 +78,10 @@ class Part {
     bool contains(const zelta::ZeltaChunk& chunk) const {
         return isWhole() || std::find(channels_.begin(), channels_.end(), chunk.channelID) != channels_.end();
     }
+
+    // Whether frames are asked for that the recording does not have.
+    bool missesFrames() const { return begun_ <= frames_.from && frames_.from > 0; }
+    std::size_t framesBegun() const { return begun_; }
 
     // Whether any record of a condition was there.
     bool foundRecords() const { return conditions_.empty() || looked_; }
@@ -118,7 +124,8 @@ class Calibrations {
         if (first_.empty()) {
             first_ = std::move(bytes);
         } else if (bytes != first_) {
-            outcome.findings.push_back(
+            outcome.complaints.add(
+                ExitCode::Findings,
                 fmt::format("{}, packet {}: another calibration; a plug-in that takes the recordings in a "
                             "row keeps the first.",
                             recording, packet.index));
@@ -130,7 +137,7 @@ class Calibrations {
 };
 
 Outcome copy(const Options& options) {
-    Outcome outcome;
+    Outcome outcome(options.command);
     recording::RecordingWriter writer(options.file);
     Calibrations calibrations;
     for (const std::filesystem::path& path : options.recordings) {
@@ -151,30 +158,28 @@ Outcome copy(const Options& options) {
         if (reader.packetsRead() == 0 && outcome.damage.empty()) {
             outcome.damage.push_back(recording::nameOf(path) + " holds no packets.");
         }
+        if (part.missesFrames()) {
+            outcome.complaints.add(
+                ExitCode::Findings,
+                fmt::format("--frames {} selects none of the {} of {}.", options.frames,
+                            counted(part.framesBegun(), "frame"), recording::nameOf(path)));
+        }
         if (!part.foundRecords()) {
-            outcome.findings.push_back("no record that --where names is in " + recording::nameOf(path) + ".");
+            outcome.complaints.add(ExitCode::Findings,
+                                   "no record that --where names is in " + recording::nameOf(path) + ".");
         }
         outcome.read += reader.packetsRead();
+    }
+    for (const std::string& damage : outcome.damage) {
+        outcome.complaints.add(ExitCode::BadData, damage);
     }
     outcome.written = writer.packets();
     outcome.bytes = writer.bytes();
     writer.finish();
     if (outcome.written == 0) {
-        outcome.findings.emplace_back("nothing is selected; nothing was written.");
+        outcome.complaints.add(ExitCode::Findings, "nothing is selected; nothing was written.");
     }
     return outcome;
-}
-
-int complain(const Options& options, int exitCode, const std::string& sentence) {
-    printError("qor {}: {}\n", options.command, printable(sentence));
-    return exitCode;
-}
-
-int giveUp(const Options& options, int exitCode, const std::string& sentence) {
-    if (options.json) {
-        printJsonError(options.command, sentence);
-    }
-    return complain(options, exitCode, sentence);
 }
 
 int report(const Options& options, const Outcome& outcome) {
@@ -187,21 +192,14 @@ int report(const Options& options, const Outcome& outcome) {
                    {"bytes", outcome.bytes},
                    {"files", outcome.written == 0 ? nlohmann::ordered_json::array()
                                                   : nlohmann::ordered_json{options.file.string()}},
-                   {"findings", outcome.findings},
+                   {"findings", outcome.complaints.sentences()},
                    {"damage", outcome.damage}});
     } else if (!options.quiet) {
         fmt::print("Written\n  {}   {} of {}, {}, {}\n", files::nameOf(options.file), outcome.written,
                    counted(outcome.read, "packet"), counted(outcome.frames, "frame"),
                    byteText(outcome.bytes));
     }
-    int exitCode = ExitCode::Good;
-    for (const std::string& finding : outcome.findings) {
-        exitCode = complain(options, ExitCode::Findings, finding);
-    }
-    for (const std::string& damage : outcome.damage) {
-        exitCode = complain(options, ExitCode::BadData, damage);
-    }
-    return exitCode;
+    return outcome.complaints.tell();
 }
 
 int run(const Options& options) {
@@ -211,9 +209,10 @@ int run(const Options& options) {
     try {
         return report(options, copy(options));
     } catch (const recording::RecordError& error) {
-        return giveUp(options, ExitCode::Usage, std::string("--where: ") + error.what());
+        return giveUp(options.command, options.json, ExitCode::Usage,
+                      std::string("--where: ") + error.what());
     } catch (const recording::RecordingError& error) {
-        return giveUp(options, ExitCode::BadData, error.what());
+        return giveUp(options.command, options.json, ExitCode::BadData, error.what());
     }
 }
 

@@ -16,8 +16,8 @@
 
 #include "importing/Importer.h"
 #include "qor/Arguments.h"
+#include "qor/Complaints.h"
 #include "qor/ExitCode.h"
-#include "qor/StandardError.h"
 
 namespace qor {
 namespace {
@@ -231,15 +231,6 @@ void printText(const importing::ImportRequest& request, const importing::ImportR
                byteText(result.bytes));
 }
 
-// Ends the command without its report.
-int giveUp(const Options& options, int exitCode, const std::string& sentence) {
-    printError("qor import: {}\n", printable(sentence));
-    if (options.json) {
-        printJsonError("import", sentence);
-    }
-    return exitCode;
-}
-
 int run(const Options& options, const CLI::App& command) {
     const importing::ImportRequest request = requestOf(options, command);
     try {
@@ -249,12 +240,13 @@ int run(const Options& options, const CLI::App& command) {
         } else if (!options.quiet) {
             printText(request, result);
         }
+        Complaints complaints("import");
         for (const std::string& sentence : result.warnings) {
-            printError("qor import: {}\n", printable(sentence));
+            complaints.add(ExitCode::Findings, sentence);
         }
-        return result.warnings.empty() ? ExitCode::Good : ExitCode::Findings;
+        return complaints.tell();
     } catch (const std::exception& error) {
-        return giveUp(options, ExitCode::BadData, error.what());
+        return giveUp("import", options.json, ExitCode::BadData, error.what());
     }
 }
 

@@ -17,9 +17,9 @@
 #include "plugin/ImageInfo.h"
 #include "qor/Arguments.h"
 #include "qor/Checksum.h"
+#include "qor/Complaints.h"
 #include "qor/ExitCode.h"
 #include "qor/SettingsLog.h"
-#include "qor/StandardError.h"
 #include "qor/Timeline.h"
 #include "recording/CameraRecords.h"
 #include "recording/Record.h"
@@ -174,7 +174,26 @@ void printText(const Options& options, const Summary& summary) {
     }
 }
 
-nlohmann::ordered_json toJson(const Options& options, const Summary& summary) {
+Complaints complaintsOf(const Options& options, const Summary& summary) {
+    Complaints complaints("info");
+    for (const auto& [id, channel] : summary.channels) {
+        for (const std::string& fault : channel.faults) {
+            complaints.add(ExitCode::Findings, fault);
+        }
+    }
+    if (summary.emptyPackets > 0) {
+        complaints.add(ExitCode::Findings, fmt::format("{} of {} without chunks.", summary.emptyPackets,
+                                                       counted(summary.packets, "packet")));
+    }
+    if (!summary.damage.empty()) {
+        complaints.add(ExitCode::BadData, summary.damage);
+    } else if (summary.packets == 0) {
+        complaints.add(ExitCode::BadData, recording::nameOf(options.file) + " holds no packets.");
+    }
+    return complaints;
+}
+
+nlohmann::ordered_json toJson(const Options& options, const Summary& summary, const Complaints& complaints) {
     nlohmann::ordered_json channels = nlohmann::ordered_json::array();
     for (const auto& [id, channel] : summary.channels) {
         channels.push_back({{"channel", id},
@@ -206,50 +225,24 @@ nlohmann::ordered_json toJson(const Options& options, const Summary& summary) {
             {"gaps", gaps},
             {"settingsChanges", summary.settings.changes()},
             {"channels", channels},
+            {"findings", complaints.sentences()},
             {"damage", summary.damage.empty() ? nlohmann::ordered_json(nullptr)
                                               : nlohmann::ordered_json(summary.damage)}};
-}
-
-int complain(int exitCode, const std::string& sentence) {
-    printError("qor info: {}\n", printable(sentence));
-    return exitCode;
-}
-
-int judge(const Options& options, const Summary& summary) {
-    int exitCode = ExitCode::Good;
-    for (const auto& [id, channel] : summary.channels) {
-        for (const std::string& fault : channel.faults) {
-            exitCode = complain(ExitCode::Findings, fault);
-        }
-    }
-    if (summary.emptyPackets > 0) {
-        exitCode = complain(ExitCode::Findings, fmt::format("{} of {} without chunks.", summary.emptyPackets,
-                                                            counted(summary.packets, "packet")));
-    }
-    if (!summary.damage.empty()) {
-        return complain(ExitCode::BadData, summary.damage);
-    }
-    if (summary.packets == 0) {
-        return complain(ExitCode::BadData, recording::nameOf(options.file) + " holds no packets.");
-    }
-    return exitCode;
 }
 
 int run(const Options& options) {
     try {
         recording::RecordingReader reader(options.file);
         const Summary summary = summarise(reader);
+        const Complaints complaints = complaintsOf(options, summary);
         if (options.json) {
-            printJson(toJson(options, summary));
+            printJson(toJson(options, summary, complaints));
         } else {
             printText(options, summary);
         }
-        return judge(options, summary);
+        return complaints.tell();
     } catch (const recording::RecordingError& error) {
-        if (options.json) {
-            printJsonError("info", error.what());
-        }
-        return complain(ExitCode::BadData, error.what());
+        return giveUp("info", options.json, ExitCode::BadData, error.what());
     }
 }
 

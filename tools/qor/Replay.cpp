@@ -102,6 +102,9 @@ class Replay {
     }
 
     void feed(recording::RecordedPacket& packet) {
+        if (calibration_ && recording::findChunk(packet.chunks, recording::channel::calibration) != nullptr) {
+            beginScene();
+        }
         readTruth(packet);
         checkCalibration(packet);
         const auto fail = [&](const std::string& reason) {
@@ -177,6 +180,15 @@ class Replay {
         }
     }
 
+    // What was told of the scene before holds no longer.
+    void beginScene() {
+        truth_.reset();
+        simulation_.reset();
+        if (listener_.scene) {
+            listener_.scene();
+        }
+    }
+
     void readTruth(const recording::RecordedPacket& packet) {
         try {
             if (auto simulation = recording::simulationSettingsIn(packet.chunks)) {
@@ -204,7 +216,9 @@ class Replay {
         const std::span<const std::uint8_t> bytes(data, static_cast<std::size_t>(chunk->dataSize));
         if (!calibration_) {
             calibration_.emplace(bytes.begin(), bytes.end());
-        } else if (!otherCalibration_ && !std::ranges::equal(*calibration_, bytes)) {
+            return;
+        }
+        if (!otherCalibration_ && !std::ranges::equal(*calibration_, bytes)) {
             otherCalibration_ = true;
             listener_.trouble(where(packet) + ": another calibration; the plug-in keeps the first.");
         }

@@ -50,6 +50,9 @@ struct ReplayCounts {
 struct ReplayListener {
     // A packet as it is about to be fed, with its overrides. May be left out.
     std::function<void(const recording::RecordedPacket& packet)> feeding;
+    // The frames from here on are of another scene: a calibration came, as at the start of each recording
+    // of concatenated ones. A truth ends there. May be left out.
+    std::function<void()> scene;
     // A finished frame among those selected. The truth is null if the recording has none.
     std::function<void(std::size_t number, const ResultFrame& frame, const simulation::Truth* truth,
                        const recording::SimulationSettings* simulation)>

@@ -18,6 +18,7 @@
 #include "plugin/Plugin.h"
 #include "qor/Arguments.h"
 #include "qor/ChannelSelection.h"
+#include "qor/Complaints.h"
 #include "qor/ExitCode.h"
 #include "qor/Interruption.h"
 #include "qor/Progress.h"
@@ -58,6 +59,7 @@ RunOutcome process(const RunOptions& options, const ReplaySettings& settings,
     listenForInterruption();
     Progress progress("qor run", options.quiet);
     ReplayListener listener;
+    listener.scene = [&products] { products.beginScene(); };
     listener.frame = [&products](std::size_t number, const ResultFrame& frame, const simulation::Truth* truth,
                                  const recording::SimulationSettings* simulation) {
         products.add(number, frame, truth, simulation);
@@ -66,7 +68,7 @@ RunOutcome process(const RunOptions& options, const ReplaySettings& settings,
         outcome.troubles.push_back(sentence);
         if (outcome.troubles.size() <= mostSentences) {
             progress.clear();
-            complainOfRun(printable(sentence));
+            complain("run", ExitCode::Findings, sentence);
         }
     };
     listener.progress = [&progress](double share, std::size_t frames) { progress.update(share, frames); };
@@ -85,15 +87,6 @@ RunOutcome process(const RunOptions& options, const ReplaySettings& settings,
     return outcome;
 }
 
-// Ends the command without its report.
-int giveUp(const RunOptions& options, int exitCode, const std::string& sentence) {
-    complainOfRun(sentence);
-    if (options.json) {
-        printJsonError("run", sentence);
-    }
-    return exitCode;
-}
-
 // With settings that fit the recording.
 int runChecked(const RunOptions& options, const ReplaySettings& settings,
                recording::RecordingReader& reader) {
@@ -104,16 +97,17 @@ int runChecked(const RunOptions& options, const ReplaySettings& settings,
     RunFolder* const place = folder ? &*folder : nullptr;
     RunProducts products(options, place);
     const RunOutcome outcome = process(options, settings, reader, place, products);
-    const std::vector<RunFinding> findings = findingsOf(options, outcome, products);
+    const Complaints complaints = complaintsOf(options, outcome, products);
     if (options.json) {
-        printJson(runJson(options, outcome, products, findings));
+        printJson(runJson(options, outcome, products, complaints));
     } else if (!options.quiet) {
         printRun(options, outcome, products);
     }
     if (outcome.troubles.size() > mostSentences) {
-        complainOfRun(fmt::format("{} more of this kind.", outcome.troubles.size() - mostSentences));
+        complain("run", ExitCode::Findings,
+                 fmt::format("{} more of this kind.", outcome.troubles.size() - mostSentences));
     }
-    return conclude(findings, outcome.troubles.size());
+    return complaints.tell(outcome.troubles.size());
 }
 
 int runOpened(const RunOptions& options, const ReplaySettings& settings) {
@@ -121,13 +115,13 @@ int runOpened(const RunOptions& options, const ReplaySettings& settings) {
     std::error_code error;
     if (std::filesystem::equivalent(settings.recording, settings.results, error)) {
         return giveUp(
-            options, ExitCode::Usage,
+            "run", options.json, ExitCode::Usage,
             settings.results.string() + " is the recording itself; choose another folder with --out.");
     }
     try {
         checkOverrides(settings.overrides, reader);
     } catch (const recording::RecordError& problem) {
-        return giveUp(options, ExitCode::Usage, printable(problem.what()));
+        return giveUp("run", options.json, ExitCode::Usage, problem.what());
     }
     return runChecked(options, settings, reader);
 }
@@ -137,22 +131,22 @@ int run(const RunOptions& options) {
         files::standardOutputForData();
     }
     if (files::isStream(options.folder) && !options.clouds.empty()) {
-        return giveUp(options, ExitCode::Usage, "--cloud needs a folder as --out.");
+        return giveUp("run", options.json, ExitCode::Usage, "--cloud needs a folder as --out.");
     }
     std::optional<ReplaySettings> settings;
     try {
         settings = replaySettings(options);
     } catch (const recording::RecordError& problem) {
-        return giveUp(options, ExitCode::Usage, printable(problem.what()));
+        return giveUp("run", options.json, ExitCode::Usage, problem.what());
     } catch (const recording::RecordingError& problem) {
-        return giveUp(options, ExitCode::BadData, printable(problem.what()));
+        return giveUp("run", options.json, ExitCode::BadData, problem.what());
     }
     try {
         return runOpened(options, *settings);
     } catch (const FolderInUse& problem) {
-        return giveUp(options, ExitCode::Usage, printable(problem.what()));
+        return giveUp("run", options.json, ExitCode::Usage, problem.what());
     } catch (const std::runtime_error& problem) {
-        return giveUp(options, ExitCode::BadData, problem.what());
+        return giveUp("run", options.json, ExitCode::BadData, problem.what());
     }
 }
 

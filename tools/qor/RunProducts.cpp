@@ -20,44 +20,30 @@ std::optional<Range> spanOf(const std::optional<recording::SimulationSettings>& 
 
 }  // namespace
 
+void RunProducts::beginScene() {
+    anotherScene_ = true;
+}
+
 void RunProducts::add(std::size_t number, const ResultFrame& frame, const simulation::Truth* truth,
                       const recording::SimulationSettings* simulation) {
     counts_.add(frame);
-    temporalNoise_.add(frame);
-    if (simulation != nullptr) {
-        simulation_ = *simulation;
+    if (anotherScene_) {
+        anotherScene_ = false;
+        scenes_.emplace_back();
     }
-    if (!accuracy_) {
-        accuracy_.emplace(simulation_ ? simulation_->frequencies : std::vector<double>{});
-    }
-    if (truth != nullptr) {
-        accuracy_->add(*truth, frame.distance, frame.confidence);
-    }
-    if (folder_ != nullptr && (counts_.frames == 1 || !options_.frames.empty())) {
+    SceneProducts& scene = scenes_.back();
+    scene.add(number, frame, truth, simulation);
+    if (folder_ != nullptr && (scene.counts().frames == 1 || !options_.frames.empty())) {
         draw(number, frame, truth);
     }
 }
 
-std::optional<AccuracySummary> RunProducts::accuracy() const {
-    if (!accuracy_ || accuracy_->frames() == 0) {
-        return std::nullopt;
-    }
-    return accuracy_->summary();
-}
-
 void RunProducts::draw(std::size_t number, const ResultFrame& frame, const simulation::Truth* truth) {
-    std::vector<float> errors;
-    if (truth != nullptr) {
-        errors.resize(simulation::pixelCount);
-        for (std::size_t i = 0; i < errors.size(); ++i) {
-            errors[i] = static_cast<float>(
-                accuracy_->errorOf(static_cast<double>(frame.distance[i]), truth->distance[i]));
-        }
+    SceneProducts& scene = scenes_.back();
+    if (!scene.pictures()) {
+        scene.setPictures(pictureSettings(frame));
     }
-    if (!pictures_) {
-        pictures_ = pictureSettings(frame);
-    }
-    const auto paths = writePictures(*pictures_, number, frame, errors);
+    const auto paths = writePictures(*scene.pictures(), number, frame, scene.errorsOf(frame, truth));
     files_.insert(files_.end(), paths.begin(), paths.end());
     for (const std::string& format : options_.clouds) {
         if (frame.coordinates) {
@@ -75,12 +61,13 @@ PictureSettings RunProducts::pictureSettings(const ResultFrame& frame) const {
     PictureSettings settings;
     settings.folder = options_.folder;
     settings.announce = [this](const std::string& name) { folder_->add({name}); };
-    settings.subtitle = simulation_ ? describe(*simulation_) : options_.recording.filename().string();
+    const std::optional<recording::SimulationSettings>& simulation = scenes_.back().simulation();
+    settings.subtitle = simulation ? describe(*simulation) : options_.recording.filename().string();
     settings.distance =
-        readRange(options_.distanceRange).value_or(spanOf(simulation_).value_or(distanceRangeOf(frame)));
+        readRange(options_.distanceRange).value_or(spanOf(simulation).value_or(distanceRangeOf(frame)));
     settings.amplitude = readRange(options_.amplitudeRange).value_or(amplitudeRangeOf(frame));
     settings.intensity = intensityRangeOf(frame);
-    const double standardRange = simulation_ && !simulation_->photonNoise.value_or(true) ? 2.0 : 20.0;
+    const double standardRange = simulation && !simulation->photonNoise.value_or(true) ? 2.0 : 20.0;
     settings.error = (options_.errorRange > 0.0 ? options_.errorRange : standardRange) / 1000.0;
     settings.enlargement = options_.enlargement;
     return settings;

@@ -66,13 +66,76 @@ nlohmann::ordered_json scalesJson(const std::optional<PictureSettings>& scales) 
             {"amplitudeCountsPerMicrosecond", rangeJson(scales->amplitude)}};
 }
 
-std::vector<std::string> sentencesOf(const std::vector<RunFinding>& findings) {
-    std::vector<std::string> sentences;
-    sentences.reserve(findings.size());
-    for (const RunFinding& finding : findings) {
-        sentences.push_back(finding.sentence);
+nlohmann::ordered_json pixelsJson(const PixelCounts& counts) {
+    return {{"pixels", counts.pixels},
+            {"validPixels", counts.valid},
+            {"usablePixels", counts.usable},
+            {"validUnusablePixels", counts.unusable()},
+            {"validShare", orNull(counts.validShare())},
+            {"notFinite",
+             {{"distances", counts.distancesNotFinite},
+              {"amplitudes", counts.amplitudesNotFinite},
+              {"noises", counts.noisesNotFinite}}}};
+}
+
+void printFigures(const SceneProducts& scene) {
+    printPixels(scene.counts());
+    if (const auto accuracy = scene.accuracy(); accuracy) {
+        printAccuracy(*accuracy, scene.simulation());
+    } else {
+        printNoAccuracy();
     }
-    return sentences;
+    printTemporalNoise(scene.temporalNoise());
+    if (scene.pictures()) {
+        printScales(*scene.pictures());
+    }
+}
+
+void printScenes(const std::vector<SceneProducts>& scenes) {
+    if (scenes.empty()) {
+        printFigures({});
+    } else if (scenes.size() == 1) {
+        printFigures(scenes[0]);
+    }
+    for (std::size_t k = 0; k < scenes.size() && scenes.size() > 1; ++k) {
+        fmt::print("\nScene {}: {}, numbers {} to {}\n", k + 1, counted(scenes[k].counts().frames, "frame"),
+                   scenes[k].firstFrame(), scenes[k].lastFrame());
+        printFigures(scenes[k]);
+    }
+}
+
+// What stands for a scene, or for a run of one.
+void addFigures(nlohmann::ordered_json& document, const SceneProducts& scene) {
+    if (scene.simulation()) {
+        document["simulation"] = simulationJson(*scene.simulation());
+    }
+    if (const auto accuracy = scene.accuracy(); accuracy) {
+        addAccuracy(document, *accuracy, scene.simulation());
+    } else {
+        addNoAccuracy(document);
+    }
+    document["temporalNoise"] = temporalNoiseJson(scene.temporalNoise());
+    document["scales"] = scalesJson(scene.pictures());
+}
+
+// Scenes have no figures in common.
+void addNoFigures(nlohmann::ordered_json& document) {
+    addNoAccuracy(document);
+    document["temporalNoise"] = nullptr;
+    document["scales"] = nullptr;
+}
+
+nlohmann::ordered_json scenesJson(const std::vector<SceneProducts>& scenes) {
+    nlohmann::ordered_json list = nlohmann::ordered_json::array();
+    for (const SceneProducts& scene : scenes) {
+        nlohmann::ordered_json figures{{"firstFrame", scene.firstFrame()},
+                                       {"lastFrame", scene.lastFrame()},
+                                       {"finishedFrames", scene.counts().frames}};
+        figures.update(pixelsJson(scene.counts()));
+        addFigures(figures, scene);
+        list.push_back(std::move(figures));
+    }
+    return list;
 }
 
 }  // namespace
@@ -106,16 +169,7 @@ void printRun(const RunOptions& options, const RunOutcome& outcome, const RunPro
     fmt::print("  packets written        {:>9}      {}\n", counts.written, byteText(counts.writtenBytes));
     fmt::print("  finished frames        {:>9}      {} frames per second\n", products.frames(),
                numberText(framesPerSecond(outcome, products), 1));
-    printPixels(products.counts());
-    if (const auto accuracy = products.accuracy(); accuracy) {
-        printAccuracy(*accuracy, products.simulation());
-    } else {
-        printNoAccuracy();
-    }
-    printTemporalNoise(products.temporalNoise());
-    if (products.pictures()) {
-        printScales(*products.pictures());
-    }
+    printScenes(products.scenes());
     fmt::print("\nWritten\n");
     for (const std::filesystem::path& path : filesOf(outcome, products)) {
         fmt::print("  {}\n", files::nameOf(path));
@@ -123,7 +177,7 @@ void printRun(const RunOptions& options, const RunOutcome& outcome, const RunPro
 }
 
 nlohmann::ordered_json runJson(const RunOptions& options, const RunOutcome& outcome,
-                               const RunProducts& products, const std::vector<RunFinding>& findings) {
+                               const RunProducts& products, const Complaints& complaints) {
     const ReplayCounts& counts = outcome.counts;
     nlohmann::ordered_json written = nlohmann::ordered_json::array();
     for (const std::filesystem::path& path : filesOf(outcome, products)) {
@@ -151,28 +205,16 @@ nlohmann::ordered_json runJson(const RunOptions& options, const RunOutcome& outc
         {"damage",
          counts.damage.empty() ? nlohmann::ordered_json(nullptr) : nlohmann::ordered_json(counts.damage)},
         {"seconds", outcome.seconds},
-        {"finishedFrames", products.frames()},
-        {"pixels", products.counts().pixels},
-        {"validPixels", products.counts().valid},
-        {"usablePixels", products.counts().usable},
-        {"validUnusablePixels", products.counts().unusable()},
-        {"validShare", orNull(products.counts().validShare())},
-        {"notFinite",
-         {{"distances", products.counts().distancesNotFinite},
-          {"amplitudes", products.counts().amplitudesNotFinite},
-          {"noises", products.counts().noisesNotFinite}}}};
-    if (products.simulation()) {
-        document["simulation"] = simulationJson(*products.simulation());
-    }
-    if (const auto accuracy = products.accuracy(); accuracy) {
-        addAccuracy(document, *accuracy, products.simulation());
+        {"finishedFrames", products.frames()}};
+    document.update(pixelsJson(products.counts()));
+    if (products.scenes().size() > 1) {
+        addNoFigures(document);
     } else {
-        addNoAccuracy(document);
+        addFigures(document, products.scenes().empty() ? SceneProducts() : products.scenes()[0]);
     }
-    document["temporalNoise"] = temporalNoiseJson(products.temporalNoise());
-    document["scales"] = scalesJson(products.pictures());
+    document["scenes"] = scenesJson(products.scenes());
     document["files"] = written;
-    document["findings"] = sentencesOf(findings);
+    document["findings"] = complaints.sentences();
     return document;
 }
 

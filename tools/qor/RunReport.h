@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "qor/Complaints.h"
 #include "qor/Expectation.h"
 #include "qor/Replay.h"
 #include "qor/RunOptions.h"
@@ -29,18 +30,12 @@ struct RunOutcome {
     std::vector<std::string> troubles;
 };
 
-// Something that should not be, and the exit code that it makes.
-struct RunFinding {
-    int exitCode;
-    std::string sentence;
-};
-
 // Before the first frame: how large the result will be.
 void printExpectation(const RunOptions& options, const RunOutcome& outcome);
 
 void printRun(const RunOptions& options, const RunOutcome& outcome, const RunProducts& products);
 
 nlohmann::ordered_json runJson(const RunOptions& options, const RunOutcome& outcome,
-                               const RunProducts& products, const std::vector<RunFinding>& findings);
+                               const RunProducts& products, const Complaints& complaints);
 
 }  // namespace qor

@@ -12,10 +12,10 @@
 #include <vector>
 
 #include "qor/Arguments.h"
+#include "qor/Complaints.h"
 #include "qor/ExitCode.h"
 #include "qor/Expression.h"
 #include "qor/RecordText.h"
-#include "qor/StandardError.h"
 #include "recording/Record.h"
 #include "recording/RecordingReader.h"
 
@@ -62,38 +62,25 @@ nlohmann::ordered_json toJson(std::size_t packet, const std::vector<ShownValue>&
     return {{"packet", packet}, {"values", members}, {"names", names}};
 }
 
-int complain(int exitCode, const std::string& sentence) {
-    printError("qor show: {}\n", printable(sentence));
-    return exitCode;
-}
-
-// Ends the command without showing anything.
-int giveUp(const Options& options, int exitCode, const std::string& sentence) {
-    if (options.json) {
-        printJsonError("show", sentence);
-    }
-    return complain(exitCode, sentence);
-}
-
-int nothingFound(const Options& options, std::size_t packets) {
+// Why nothing was shown.
+void addNothingFound(Complaints& complaints, const Options& options, std::size_t packets) {
+    const std::string name = recording::nameOf(options.file);
     if (packets == 0) {
-        return complain(ExitCode::BadData, recording::nameOf(options.file) + " holds no packets.");
+        complaints.add(ExitCode::BadData, name + " holds no packets.");
+    } else if (options.packet && *options.packet >= packets) {
+        complaints.add(ExitCode::Findings, fmt::format("{} has no packet {}; it has {}.", name,
+                                                       *options.packet, counted(packets, "packet")));
+    } else {
+        complaints.add(ExitCode::Findings,
+                       fmt::format("{} holds nothing on channel {}{}.", name, options.channel,
+                                   options.packet ? fmt::format(" in packet {}", *options.packet) : ""));
     }
-    if (options.packet && *options.packet >= packets) {
-        return complain(ExitCode::Findings,
-                        fmt::format("{} has no packet {}; it has {}.", recording::nameOf(options.file),
-                                    *options.packet, counted(packets, "packet")));
-    }
-    return complain(
-        ExitCode::Findings,
-        fmt::format("{} holds nothing on channel {}{}.", recording::nameOf(options.file), options.channel,
-                    options.packet ? fmt::format(" in packet {}", *options.packet) : ""));
 }
 
 int show(const Options& options) {
     recording::RecordingReader reader(options.file);
     nlohmann::ordered_json shown = nlohmann::ordered_json::array();
-    std::vector<std::string> faults;
+    Complaints complaints("show");
     std::string damage;
     std::size_t found = 0;
     try {
@@ -113,7 +100,8 @@ int show(const Options& options) {
                         printPacket(options, packet->index, values);
                     }
                 } catch (const recording::RecordError& error) {
-                    faults.push_back(fmt::format("packet {}: {}", packet->index, error.what()));
+                    complaints.add(ExitCode::BadData,
+                                   fmt::format("packet {}: {}", packet->index, error.what()));
                 }
             }
             if (options.packet || (found > 0 && !options.all)) {
@@ -123,6 +111,11 @@ int show(const Options& options) {
     } catch (const recording::RecordingError& error) {
         damage = error.what();
     }
+    if (!damage.empty()) {
+        complaints.add(ExitCode::BadData, damage);
+    } else if (found == 0) {
+        addNothingFound(complaints, options, reader.packetsRead());
+    }
     if (options.json) {
         printJson(
             {{"command", "show"},
@@ -131,31 +124,22 @@ int show(const Options& options) {
              {"channel", options.channel},
              {"expression", options.expression},
              {"packets", shown},
-             {"faults", faults},
+             {"findings", complaints.sentences()},
              {"damage", damage.empty() ? nlohmann::ordered_json(nullptr) : nlohmann::ordered_json(damage)}});
     }
-    for (const std::string& fault : faults) {
-        complain(ExitCode::BadData, fault);
-    }
-    if (!damage.empty()) {
-        return complain(ExitCode::BadData, damage);
-    }
-    if (found == 0) {
-        return nothingFound(options, reader.packetsRead());
-    }
-    return faults.empty() ? ExitCode::Good : ExitCode::BadData;
+    return complaints.tell();
 }
 
 int run(const Options& options) {
     if (const std::string fault = checkSyntax(options.expression, Slices::Allowed); !fault.empty()) {
-        return giveUp(options, ExitCode::Usage, fault);
+        return giveUp("show", options.json, ExitCode::Usage, fault);
     }
     try {
         return show(options);
     } catch (const NoSuchExpression& error) {
-        return giveUp(options, ExitCode::Usage, error.what());
+        return giveUp("show", options.json, ExitCode::Usage, error.what());
     } catch (const recording::RecordingError& error) {
-        return giveUp(options, ExitCode::BadData, error.what());
+        return giveUp("show", options.json, ExitCode::BadData, error.what());
     }
 }
 

@@ -17,12 +17,12 @@
 #include "files/StandardOutput.h"
 #include "plugin/Plugin.h"
 #include "qor/Arguments.h"
+#include "qor/Complaints.h"
 #include "qor/ExitCode.h"
 #include "qor/ExposureLoop.h"
 #include "qor/Interruption.h"
 #include "qor/Progress.h"
 #include "qor/Report.h"
-#include "qor/StandardError.h"
 #include "recording/CameraRecords.h"
 #include "recording/Channels.h"
 #include "recording/RecordingWriter.h"
@@ -205,7 +205,7 @@ Outcome record(const Options& options, simulation::Camera& camera,
 }
 
 nlohmann::ordered_json toJson(const Options& options, const Outcome& outcome,
-                              const recording::SimulationSettings& simulated) {
+                              const recording::SimulationSettings& simulated, const Complaints& complaints) {
     nlohmann::ordered_json document{{"command", "simulate"}, {"version", QOR_VERSION}};
     document.update(simulationJson(simulated));
     document["frames"] = outcome.frames;
@@ -213,6 +213,7 @@ nlohmann::ordered_json toJson(const Options& options, const Outcome& outcome,
     document["bytes"] = outcome.bytes;
     document["interrupted"] = outcome.interrupted;
     document["files"] = {options.file.string()};
+    document["findings"] = complaints.sentences();
     if (options.autoExposure) {
         document["autoExposure"] = {{"longestExposureMicroseconds", options.longestExposure},
                                     {"saturatedPixelsAllowed", options.saturatedPixels},
@@ -222,8 +223,14 @@ nlohmann::ordered_json toJson(const Options& options, const Outcome& outcome,
 }
 
 int report(const Options& options, const Outcome& outcome, const recording::SimulationSettings& simulated) {
+    Complaints complaints("simulate");
+    if (outcome.interrupted) {
+        complaints.add(ExitCode::Findings,
+                       fmt::format("interrupted after {} of {} frames; the recording holds these.",
+                                   outcome.frames, options.frames));
+    }
     if (options.json) {
-        printJson(toJson(options, outcome, simulated));
+        printJson(toJson(options, outcome, simulated, complaints));
     } else if (!options.quiet) {
         fmt::print("Simulated {}: {}\n\n", counted(static_cast<std::uint64_t>(outcome.frames), "frame"),
                    describe(simulated));
@@ -233,21 +240,7 @@ int report(const Options& options, const Outcome& outcome, const recording::Simu
             printExposure(outcome.exposed);
         }
     }
-    if (outcome.interrupted) {
-        printError("qor simulate: interrupted after {} of {} frames; the recording holds these.\n",
-                   outcome.frames, options.frames);
-        return ExitCode::Findings;
-    }
-    return ExitCode::Good;
-}
-
-// Ends the command without its report.
-int giveUp(const Options& options, int exitCode, const std::string& sentence) {
-    printError("qor simulate: {}\n", sentence);
-    if (options.json) {
-        printJsonError("simulate", sentence);
-    }
-    return exitCode;
+    return complaints.tell();
 }
 
 int run(const Options& options) {
@@ -258,14 +251,14 @@ int run(const Options& options) {
     try {
         camera = std::make_unique<simulation::Camera>(cameraSettings(options));
     } catch (const std::invalid_argument& error) {
-        return giveUp(options, ExitCode::Usage, error.what());
+        return giveUp("simulate", options.json, ExitCode::Usage, error.what());
     }
     try {
         // The times at the start; auto exposure changes them.
         const recording::SimulationSettings settings = simulationSettings(camera->settings());
         return report(options, record(options, *camera, settings), settings);
     } catch (const std::runtime_error& error) {
-        return giveUp(options, ExitCode::BadData, error.what());
+        return giveUp("simulate", options.json, ExitCode::BadData, error.what());
     }
 }
 

@@ -14,8 +14,8 @@
 #include <vector>
 
 #include "qor/Arguments.h"
+#include "qor/Complaints.h"
 #include "qor/ExitCode.h"
-#include "qor/StandardError.h"
 #include "qor/TypeText.h"
 #include "recording/Record.h"
 #include "recording/RecordingReader.h"
@@ -36,15 +36,15 @@ struct Definition {
     zelta::TypeRef type;
 };
 
-struct Findings {
+struct Collection {
     std::size_t packets = 0;
     std::vector<Definition> definitions;
     std::vector<std::string> faults;
     std::string damage;
 };
 
-Findings collect(recording::RecordingReader& reader, const std::optional<int>& channel) {
-    Findings findings;
+Collection collect(recording::RecordingReader& reader, const std::optional<int>& channel) {
+    Collection collection;
     std::set<std::pair<int, std::string>> known;
     try {
         while (const recording::RecordedPacket* packet = reader.next()) {
@@ -58,18 +58,18 @@ Findings collect(recording::RecordingReader& reader, const std::optional<int>& c
                     continue;
                 }
                 try {
-                    findings.definitions.push_back(
+                    collection.definitions.push_back(
                         {chunk.channelID, packet->index, recording::typeOf(chunk)});
                 } catch (const recording::RecordError& error) {
-                    findings.faults.push_back(fmt::format("packet {}: {}", packet->index, error.what()));
+                    collection.faults.push_back(fmt::format("packet {}: {}", packet->index, error.what()));
                 }
             }
         }
     } catch (const recording::RecordingError& error) {
-        findings.damage = error.what();
+        collection.damage = error.what();
     }
-    findings.packets = reader.packetsRead();
-    return findings;
+    collection.packets = reader.packetsRead();
+    return collection;
 }
 
 void printNode(const zelta::TypeRef& type, int depth) {
@@ -99,9 +99,9 @@ const char* byteOrder(const zelta::TypeRef& type) {
     return type->endianess == zelta::EndianLittle ? "little" : "big";
 }
 
-void printText(const Findings& findings) {
+void printText(const Collection& collection) {
     bool first = true;
-    for (const Definition& definition : findings.definitions) {
+    for (const Definition& definition : collection.definitions) {
         fmt::print("{}channel {}, from packet {} on, {}-endian\n", first ? "" : "\n", definition.channel,
                    definition.packet, byteOrder(definition.type));
         fmt::print("  {:>9}  {:>9}  {:<8}  {}\n", "offset", "size", "kind", "name");
@@ -110,9 +110,9 @@ void printText(const Findings& findings) {
     }
 }
 
-void printAsJson(const Options& options, const Findings& findings) {
+void printAsJson(const Options& options, const Collection& collection, const Complaints& complaints) {
     nlohmann::ordered_json definitions = nlohmann::ordered_json::array();
-    for (const Definition& definition : findings.definitions) {
+    for (const Definition& definition : collection.definitions) {
         definitions.push_back({{"channel", definition.channel},
                                {"packet", definition.packet},
                                {"byteOrder", byteOrder(definition.type)},
@@ -122,53 +122,42 @@ void printAsJson(const Options& options, const Findings& findings) {
                {"version", QOR_VERSION},
                {"file", options.file.string()},
                {"definitions", definitions},
-               {"faults", findings.faults},
-               {"damage", findings.damage.empty() ? nlohmann::ordered_json(nullptr)
-                                                  : nlohmann::ordered_json(findings.damage)}});
+               {"findings", complaints.sentences()},
+               {"damage", collection.damage.empty() ? nlohmann::ordered_json(nullptr)
+                                                    : nlohmann::ordered_json(collection.damage)}});
 }
 
-int complain(int exitCode, const std::string& sentence) {
-    printError("qor tree: {}\n", printable(sentence));
-    return exitCode;
-}
-
-int judge(const Options& options, const Findings& findings) {
-    for (const std::string& fault : findings.faults) {
-        complain(ExitCode::Findings, fault);
+Complaints complaintsOf(const Options& options, const Collection& collection) {
+    Complaints complaints("tree");
+    for (const std::string& fault : collection.faults) {
+        complaints.add(ExitCode::Findings, fault);
     }
-    if (!findings.damage.empty()) {
-        return complain(ExitCode::BadData, findings.damage);
+    if (!collection.damage.empty()) {
+        complaints.add(ExitCode::BadData, collection.damage);
+    } else if (collection.packets == 0) {
+        complaints.add(ExitCode::BadData, recording::nameOf(options.file) + " holds no packets.");
+    } else if (collection.faults.empty() && collection.definitions.empty()) {
+        complaints.add(ExitCode::Findings,
+                       fmt::format("{} holds {}.", recording::nameOf(options.file),
+                                   options.channel ? fmt::format("nothing on channel {}", *options.channel)
+                                                   : "no records"));
     }
-    if (findings.packets == 0) {
-        return complain(ExitCode::BadData, recording::nameOf(options.file) + " holds no packets.");
-    }
-    if (!findings.faults.empty()) {
-        return ExitCode::Findings;
-    }
-    if (findings.definitions.empty()) {
-        return complain(ExitCode::Findings,
-                        fmt::format("{} holds {}.", recording::nameOf(options.file),
-                                    options.channel ? fmt::format("nothing on channel {}", *options.channel)
-                                                    : "no records"));
-    }
-    return ExitCode::Good;
+    return complaints;
 }
 
 int run(const Options& options) {
     try {
         recording::RecordingReader reader(options.file);
-        const Findings findings = collect(reader, options.channel);
+        const Collection collection = collect(reader, options.channel);
+        const Complaints complaints = complaintsOf(options, collection);
         if (options.json) {
-            printAsJson(options, findings);
+            printAsJson(options, collection, complaints);
         } else {
-            printText(findings);
+            printText(collection);
         }
-        return judge(options, findings);
+        return complaints.tell();
     } catch (const recording::RecordingError& error) {
-        if (options.json) {
-            printJsonError("tree", error.what());
-        }
-        return complain(ExitCode::BadData, error.what());
+        return giveUp("tree", options.json, ExitCode::BadData, error.what());
     }
 }
 

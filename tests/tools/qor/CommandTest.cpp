@@ -176,9 +176,12 @@ TEST_F(Command, OneSeedMeansOneRecording) {
 // The signal comes while the command works on far more frames than it can finish in that time.
 TEST_F(Command, AnInterruptedSimulationLeavesAWholeRecording) {
     const Outcome outcome =
-        run("simulate --scene wall --frames 100000 --out r.zelta", "timeout --foreground -s INT 2");
+        run("simulate --scene wall --frames 100000 --out r.zelta --json", "timeout --foreground -s INT 2");
     EXPECT_EQ(outcome.exitCode, 124) << "the code by which timeout tells that it sent its signal";
     EXPECT_NE(outcome.errors.find("interrupted after"), std::string::npos) << outcome.errors;
+    const nlohmann::json document = nlohmann::json::parse(outcome.output);
+    ASSERT_EQ(document.at("findings").size(), 1U);
+    EXPECT_NE(outcome.errors.find(document.at("findings")[0]), std::string::npos) << outcome.errors;
     const Outcome info = run("info r.zelta");
     EXPECT_EQ(info.exitCode, 0) << info.errors;
 }

@@ -35,6 +35,14 @@ TEST_F(Extract, FramesComeWithWhatStandsBeforeTheFirst) {
     EXPECT_EQ(jsonOf("info x.zelta").at("frames"), 2);
 }
 
+TEST_F(Extract, FramesThatTheRecordingDoesNotHaveAreAFinding) {
+    simulate("--frames 2");
+    const Outcome outcome = run("extract r.zelta --frames 2: --out x.zelta");
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_EQ(outcome.errors, "qor extract: --frames 2: selects none of the 2 frames of r.zelta.\n");
+    EXPECT_EQ(run("extract r.zelta --frames 1: --out x.zelta").exitCode, 0);
+}
+
 TEST_F(Extract, ChannelsLeaveTheOthersOutAndNoEmptyPackets) {
     simulate();
     ASSERT_EQ(run("extract r.zelta --channels 3208,9000 --out x.zelta").exitCode, 0);

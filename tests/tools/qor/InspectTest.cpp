@@ -278,9 +278,26 @@ TEST_F(Inspect, ADamagedRecordLeavesTheOthersToShow) {
     EXPECT_EQ(outcome.exitCode, 3);
     const nlohmann::json document = nlohmann::json::parse(outcome.output);
     EXPECT_EQ(document.at("packets").size(), 2U);
-    const std::vector<std::string> faults{"packet 0: The definition on channel 7 is damaged."};
-    EXPECT_EQ(document.at("faults"), faults);
-    EXPECT_EQ(nlohmann::json::parse(run("tree e.zelta --json").output).at("faults"), faults);
+    const std::vector<std::string> findings{"packet 0: The definition on channel 7 is damaged."};
+    EXPECT_EQ(document.at("findings"), findings);
+    EXPECT_EQ(nlohmann::json::parse(run("tree e.zelta --json").output).at("findings"), findings);
+}
+
+// Whatever the exit code, the document says why.
+TEST_F(Inspect, TheDocumentOfEachCommandSaysWhatStandardErrorSays) {
+    std::ofstream(path("empty.zelta"));
+    for (const char* arguments :
+         {"info empty.zelta", "tree empty.zelta", "show empty.zelta 7 Engine.speed",
+          "show e.zelta 9 Engine.speed", "show e.zelta 7 Engine.speed --packet 9", "tree e.zelta 9",
+          "extract e.zelta --channels 99 --out x.zelta", "concat empty.zelta e.zelta --out x.zelta"}) {
+        const Outcome outcome = run(std::string(arguments) + " --json");
+        EXPECT_GT(outcome.exitCode, 0) << arguments;
+        const nlohmann::json findings = nlohmann::json::parse(outcome.output).at("findings");
+        ASSERT_EQ(findings.size(), 1U) << arguments;
+        const std::string command(arguments, std::string(arguments).find(' '));
+        EXPECT_EQ("qor " + command + ": " + findings[0].get<std::string>() + "\n", outcome.errors)
+            << arguments;
+    }
 }
 
 TEST_F(Inspect, DataThatDoesNotFitItsDefinitionIsAFinding) {

@@ -647,6 +647,79 @@ TEST_F(RunCommand, AnotherCalibrationIsToldOnceAndTheSameOneNot) {
                               "): another calibration; the plug-in keeps the first.\n");
 }
 
+// The figures of each scene are those of its own recording, and none are averaged.
+TEST_F(RunCommand, ConcatenatedScenesAreJudgedOneByOne) {
+    simulate("--frames 3 --no-noise");
+    ASSERT_EQ(run("simulate --scene ramp --frames 2 --quiet --out s.zelta").exitCode, 0);
+    ASSERT_EQ(run("concat r.zelta s.zelta --out both.zelta").exitCode, 0);
+    const nlohmann::json wall = jsonOf("run r.zelta --enlarge 1 --out r");
+    const nlohmann::json ramp = jsonOf("run s.zelta --enlarge 1 --out s");
+    const nlohmann::json both = jsonOf("run both.zelta --enlarge 1 --out b");
+    ASSERT_EQ(both.at("scenes").size(), 2U);
+    const nlohmann::json& first = both.at("scenes")[0];
+    const nlohmann::json& second = both.at("scenes")[1];
+    EXPECT_EQ(first.at("firstFrame"), 0);
+    EXPECT_EQ(first.at("lastFrame"), 2);
+    EXPECT_EQ(second.at("firstFrame"), 3);
+    EXPECT_EQ(second.at("lastFrame"), 4);
+    EXPECT_EQ(second.at("simulation").at("scene"), "ramp");
+    for (const char* figure : {"finishedFrames", "validPixels", "judgedPixels", "medianErrorMetres",
+                               "percentile99ErrorMetres", "meanErrorMetres", "temporalNoise", "scales"}) {
+        EXPECT_EQ(first.at(figure), wall.at(figure)) << figure;
+        EXPECT_EQ(second.at(figure), ramp.at(figure)) << figure;
+    }
+    for (const char* figure : {"judgedPixels", "medianErrorMetres", "noise", "temporalNoise", "scales"}) {
+        EXPECT_EQ(both.at(figure), nullptr) << figure;
+    }
+    EXPECT_EQ(both.at("finishedFrames"), 5);
+    EXPECT_FALSE(both.contains("simulation"));
+    for (const char* name : {"b/00000_distance.png", "b/00003_distance.png"}) {
+        EXPECT_TRUE(std::filesystem::exists(path(name))) << name;
+    }
+    EXPECT_FALSE(std::filesystem::exists(path("b/00001_distance.png")));
+}
+
+TEST_F(RunCommand, ConcatenatedScenesStandOneAfterTheOtherInTheReport) {
+    simulate("--frames 1");
+    ASSERT_EQ(run("simulate --scene ramp --frames 2 --quiet --out s.zelta").exitCode, 0);
+    ASSERT_EQ(run("concat r.zelta s.zelta --out both.zelta").exitCode, 0);
+    const std::string report = run("run both.zelta --enlarge 1 --out b").output;
+    const std::size_t first = report.find("\nScene 1: 1 frame, numbers 0 to 0\n");
+    const std::size_t second = report.find("\nScene 2: 2 frames, numbers 1 to 2\n");
+    ASSERT_NE(first, std::string::npos) << report;
+    ASSERT_NE(second, std::string::npos) << report;
+    EXPECT_LT(report.find("scene wall"), second);
+    EXPECT_GT(report.find("scene ramp"), second);
+    EXPECT_EQ(run("run r.zelta --enlarge 1 --out r").output.find("Scene 1"), std::string::npos);
+}
+
+// A truth describes the scene of its own recording, so it ends where another begins.
+TEST_F(RunCommand, ASceneWithoutATruthIsNotJudgedByTheTruthBeforeIt) {
+    simulate("--frames 1");
+    Packets packets = packetsIn("r.zelta");
+    recording::RecordingReader reader(path("r.zelta"));
+    while (const recording::RecordedPacket* packet = reader.next()) {
+        zelta::Packet kept = packet->chunks;
+        std::erase_if(kept,
+                      [](const auto& chunk) { return chunk.channelID == recording::channel::sceneTruth; });
+        packets.push_back(recording::packetOf(kept));
+    }
+    writePackets("two.zelta", packets);
+    const nlohmann::json scenes = jsonOf("run two.zelta --enlarge 1 --out p").at("scenes");
+    ASSERT_EQ(scenes.size(), 2U);
+    EXPECT_GT(scenes[0].at("judgedPixels"), 0);
+    EXPECT_EQ(scenes[1].at("judgedPixels"), nullptr);
+}
+
+TEST_F(RunCommand, ASceneWithoutAUsablePixelIsToldByItsNumber) {
+    simulate("--frames 1");
+    simulate("--frames 1 --min-amplitude 100000", "dark.zelta");
+    ASSERT_EQ(run("concat r.zelta dark.zelta --out both.zelta").exitCode, 0);
+    const Outcome outcome = run("run both.zelta --enlarge 1 --out b");
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_EQ(outcome.errors, "qor run: no pixel of scene 2 is valid.\n");
+}
+
 TEST_F(RunCommand, ManyFailuresAreNotAllPrinted) {
     simulate("--frames 10");
     const Outcome outcome = run("run r.zelta --out p" + fake, "FAKE_PLUGIN_BAD_RESULT=1");
