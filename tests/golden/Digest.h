@@ -9,6 +9,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <vector>
 
 #include "golden/Hash.h"
@@ -45,7 +46,9 @@ class Digest {
         int channel;
         std::size_t place;  ///< in the record's order
         std::string name;
-        auto operator<=>(const Key&) const = default;
+        bool operator<(const Key& other) const {
+            return std::tie(channel, place, name) < std::tie(other.channel, other.place, other.name);
+        }
     };
     using Frame = std::map<Key, Hash>;
 
