@@ -21,11 +21,10 @@ function(qor_add_fuzz_target)
     file(MAKE_DIRECTORY ${found})
     set_property(GLOBAL APPEND PROPERTY QOR_FUZZ_TARGETS
         "$<TARGET_FILE:${fuzz_NAME}> ${found} ${fuzz_SEEDS} ${fuzz_MAX_LENGTH}")
-    # One allocation may be large: the expressions of a record of a million elements are listed as texts.
     # The pipeline prints its reports on standard output, which nobody reads here. The first folder takes what is found.
     add_test(NAME ${fuzz_TEST}
              COMMAND ${fuzz_NAME} -runs=${fuzz_RUNS} -seed=1 -max_len=${fuzz_MAX_LENGTH} -timeout=20 -rss_limit_mb=2048
-                     -malloc_limit_mb=512 -close_fd_mask=1 -print_final_stats=1 -artifact_prefix=${found}/
+                     -malloc_limit_mb=64 -close_fd_mask=1 -print_final_stats=1 -artifact_prefix=${found}/
                      ${found} ${fuzz_SEEDS})
     set_tests_properties(${fuzz_TEST} PROPERTIES TIMEOUT 1200)
 endfunction()

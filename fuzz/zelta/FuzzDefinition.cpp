@@ -41,7 +41,9 @@ void mayThrow(Call call) {
 
 void use(const TypeRef& type) {
     std::vector<std::string> expressions;
-    mayThrow([&] { expressions = validExpressions(type); });
+    if (fuzz::isSmallToList(type)) {
+        mayThrow([&] { expressions = validExpressions(type); });
+    }
     expressions.resize(std::min(expressions.size(), kMostExpressions));
     if (type->size <= kLargestRecord) {
         std::vector<unsigned char> record(type->size, 0x41);

@@ -2,6 +2,7 @@
 // Type trees and payloads that seeds and fuzz targets share.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "zelta.h"
@@ -22,6 +23,13 @@ inline TypeRef sampleType(TypeEndianess endianess = EndianLittle) {
                        {number("a", TypeSigned, 4, 0, {2, 3}), number("text", TypeSigned, 1, 24, {9}), point,
                         number("d", TypeFloat, 8, 72), number("flag", TypeUnsigned, 1, 80),
                         number("counter", TypeUnsigned, 2, 82)}));
+}
+
+/// A listing may take 256 bytes of text for each byte that a record claims, and 32 MiB for a small one.
+/// Larger ones are left out, so that the limit on memory sees everything else.
+inline bool isSmallToList(const TypeRef& type) {
+    constexpr std::uint64_t kLargestToList = 1U << 17U;
+    return std::uint64_t{type->size} * type->count() <= kLargestToList;
 }
 
 /// `depth` structs in each other and one number at the bottom, as a payload: deeper than a tree may be.
