@@ -2,7 +2,7 @@
 //
 // The whole way: simulated raw images as packets through the plug-in, distances against the truth.
 
-#include "qor/Accuracy.h"
+#include "figures/Accuracy.h"
 
 #include <gtest/gtest.h>
 
@@ -33,7 +33,7 @@ std::ostream& operator<<(std::ostream& stream, const Shot& shot) {
                   << " exposures, seed " << shot.seed;
 }
 
-AccuracySummary process(const Shot& shot, bool photonNoise, int frames) {
+figures::AccuracySummary process(const Shot& shot, bool photonNoise, int frames) {
     simulation::CameraSettings settings;
     settings.scene = simulation::sceneNamed(shot.scene);
     settings.frequencies = {shot.frequency};
@@ -160,7 +160,7 @@ TEST(Frame, ThePluginTellsNameAndVersion) {
 class NoiseFree : public testing::TestWithParam<Shot> {};
 
 TEST_P(NoiseFree, DistancesAreTrueToTheRoundingOfTheSamples) {
-    const AccuracySummary summary = process(GetParam(), false, 1);
+    const figures::AccuracySummary summary = process(GetParam(), false, 1);
     ASSERT_EQ(summary.frames, 1U);
     EXPECT_GT(summary.usableShare(), 0.9);
     EXPECT_GT(summary.judgedPixelsOffEdges, 15000U);
@@ -181,10 +181,10 @@ INSTANTIATE_TEST_SUITE_P(Shots, NoiseFree,
 class PhotonNoise : public testing::TestWithParam<Shot> {};
 
 TEST_P(PhotonNoise, DeviationOfTheErrorIsTheOnePredictedInEveryBinOfAmplitude) {
-    const AccuracySummary summary = process(GetParam(), true, 12);
+    const figures::AccuracySummary summary = process(GetParam(), true, 12);
     ASSERT_EQ(summary.frames, 12U);
     int judgedBins = 0;
-    for (const AmplitudeBin& bin : summary.bins) {
+    for (const figures::AmplitudeBin& bin : summary.bins) {
         if (bin.pixels < 2000) {
             continue;  // too few for an estimate to a few percent
         }
@@ -205,11 +205,11 @@ INSTANTIATE_TEST_SUITE_P(Shots, PhotonNoise,
 // Ambient light that brings the shot noise above the knee of the suppression: the noise is more than doubled
 // against the dark, and the prediction follows.
 TEST(PhotonNoise, FollowsThePredictionUnderStrongAmbientLight) {
-    const AccuracySummary dark = process({"wall", 60.0e6, {1000}}, true, 4);
-    const AccuracySummary bright = process({"wall", 60.0e6, {1000}, 600.0}, true, 4);
+    const figures::AccuracySummary dark = process({"wall", 60.0e6, {1000}}, true, 4);
+    const figures::AccuracySummary bright = process({"wall", 60.0e6, {1000}, 600.0}, true, 4);
     ASSERT_FALSE(bright.bins.empty());
     EXPECT_GT(bright.medianError.value(), 2.0 * dark.medianError.value());
-    for (const AmplitudeBin& bin : bright.bins) {
+    for (const figures::AmplitudeBin& bin : bright.bins) {
         if (bin.pixels >= 2000) {
             EXPECT_NEAR(bin.ratio().value(), 1.0, largestNoiseDisagreement) << bin.from << " to " << bin.to;
         }

@@ -5,20 +5,20 @@
 
 #include <gtest/gtest.h>
 
-#include "qor/TemporalNoise.h"
+#include "figures/TemporalNoise.h"
 #include "tools/Rig.h"
 
 namespace qor {
 namespace {
 
-TemporalNoiseSummary noiseOver(int frames, const simulation::CameraSettings& settings) {
+figures::TemporalNoiseSummary noiseOver(int frames, const simulation::CameraSettings& settings) {
     Rig rig(settings);
-    TemporalNoise noise;
+    figures::TemporalNoise noise;
     for (int k = 0; k < frames; ++k) {
         const simulation::Frame frame = rig.nextFrame();
         for (std::size_t image = 0; image < frame.images.size(); ++image) {
             if (rig.process(frame, image)) {
-                noise.add(*rig.last());
+                noise.add(viewOf(*rig.last()));
             }
         }
     }
@@ -35,7 +35,7 @@ simulation::CameraSettings room() {
 TEST(NoiseImage, AgreesWithTheDeviationOverTwoHundredFrames) {
     simulation::CameraSettings settings = room();
     settings.ambient = 5.0;
-    const TemporalNoiseSummary noise = noiseOver(200, settings);
+    const figures::TemporalNoiseSummary noise = noiseOver(200, settings);
     EXPECT_EQ(noise.frames, 200U);
     EXPECT_GT(noise.pixels, 35000U);
     EXPECT_GE(noise.medianRatio.value(), 0.95);
@@ -47,7 +47,7 @@ TEST(NoiseImage, AgreesWithTheDeviationOverTwoHundredFrames) {
 TEST(NoiseImage, OfTwoFrequenciesIsThatOfTheirMean) {
     simulation::CameraSettings settings = room();
     settings.frequencies = {60.0e6, 80.0e6};
-    const TemporalNoiseSummary noise = noiseOver(60, settings);
+    const figures::TemporalNoiseSummary noise = noiseOver(60, settings);
     EXPECT_GT(noise.pixels, 20000U);
     EXPECT_GE(noise.medianRatio.value(), 0.8);
     EXPECT_LE(noise.medianRatio.value(), 1.2);
@@ -56,9 +56,9 @@ TEST(NoiseImage, OfTwoFrequenciesIsThatOfTheirMean) {
 // Ambient light adds shot noise, and only the intensity image shows it.
 TEST(NoiseImage, RisesWithTheAmbientLight) {
     simulation::CameraSettings settings = room();
-    const TemporalNoiseSummary dark = noiseOver(20, settings);
+    const figures::TemporalNoiseSummary dark = noiseOver(20, settings);
     settings.ambient = 40.0;
-    const TemporalNoiseSummary bright = noiseOver(20, settings);
+    const figures::TemporalNoiseSummary bright = noiseOver(20, settings);
     EXPECT_GT(bright.delivered.value(), 1.2 * dark.delivered.value());
     EXPECT_GE(bright.medianRatio.value(), 0.9);
     EXPECT_LE(bright.medianRatio.value(), 1.1);

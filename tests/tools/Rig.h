@@ -11,8 +11,8 @@
 #include <optional>
 #include <vector>
 
+#include "figures/Accuracy.h"
 #include "plugin/Plugin.h"
-#include "qor/Accuracy.h"
 #include "qor/ResultFrame.h"
 #include "recording/CameraRecords.h"
 #include "simulation/Camera.h"
@@ -48,7 +48,7 @@ class Rig {
         return last_.has_value();
     }
 
-    AccuracySummary process(int frames) {
+    figures::AccuracySummary process(int frames) {
         for (int k = 0; k < frames; ++k) {
             const simulation::Frame frame = nextFrame();
             for (std::size_t image = 0; image < frame.images.size(); ++image) {
@@ -58,7 +58,7 @@ class Rig {
         return accuracy_.summary();
     }
 
-    AccuracySummary summary() const { return accuracy_.summary(); }
+    figures::AccuracySummary summary() const { return accuracy_.summary(); }
     const std::optional<ResultFrame>& last() const { return last_; }
 
  private:
@@ -76,7 +76,7 @@ class Rig {
     simulation::Camera camera_;
     recording::ImagePackets packets_;
     plugin::Plugin algorithm_;
-    Accuracy accuracy_;
+    figures::Accuracy accuracy_;
     std::optional<ResultFrame> last_;
 };
 

@@ -11,8 +11,8 @@
 #include <string>
 #include <utility>
 
+#include "figures/Quantile.h"
 #include "qor/Arguments.h"
-#include "qor/Quantile.h"
 #include "qor/ResultFrame.h"
 #include "recording/Channels.h"
 #include "recording/Record.h"
@@ -54,7 +54,7 @@ std::optional<double> medianAmplitude(const ResultFrame& frame,
                              (last ? exposureTimes.back() : exposureTimes.front()));
         }
     }
-    return quantile(std::move(counts), 0.5);
+    return figures::quantile(std::move(counts), 0.5);
 }
 
 }  // namespace

@@ -10,10 +10,10 @@
 #include <optional>
 #include <utility>
 
+#include "figures/Quantile.h"
 #include "imaging/Figure.h"
 #include "imaging/Png.h"
 #include "imaging/PointCloud.h"
-#include "qor/Quantile.h"
 #include "simulation/Image.h"
 
 namespace qor {
@@ -166,7 +166,7 @@ Range distanceRangeOf(const ResultFrame& frame) {
             distances.push_back(frame.distance[i]);
         }
     }
-    const std::optional<double> furthest = quantile(std::move(distances), 0.99);
+    const std::optional<double> furthest = figures::quantile(std::move(distances), 0.99);
     if (!furthest) {
         return {};
     }
@@ -181,7 +181,7 @@ Range amplitudeRangeOf(const ResultFrame& frame) {
             amplitudes.push_back(frame.amplitude[i]);
         }
     }
-    const std::optional<double> strongest = quantile(std::move(amplitudes), 0.99);
+    const std::optional<double> strongest = figures::quantile(std::move(amplitudes), 0.99);
     return strongest ? Range{0.0, roundedUp(*strongest)} : PictureSettings{}.amplitude;
 }
 
@@ -189,7 +189,7 @@ Range intensityRangeOf(const ResultFrame& frame) {
     std::vector<float> counts;
     std::copy_if(frame.intensity.begin(), frame.intensity.end(), std::back_inserter(counts),
                  [](float count) { return std::isfinite(count); });
-    const std::optional<double> brightest = quantile(std::move(counts), 0.99);
+    const std::optional<double> brightest = figures::quantile(std::move(counts), 0.99);
     return brightest ? Range{0.0, std::max(roundedUp(*brightest), 1.0)} : PictureSettings{}.intensity;
 }
 

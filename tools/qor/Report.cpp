@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "qor/Arguments.h"
@@ -19,10 +20,10 @@ std::string millimetres(const std::optional<double>& metres, int decimals = 3) {
     return numberText(metres ? std::optional(1000.0 * *metres) : std::nullopt, decimals);
 }
 
-void printNoise(const std::vector<AmplitudeBin>& bins) {
+void printNoise(const std::vector<figures::AmplitudeBin>& bins) {
     fmt::print("\nError of the distance by raw amplitude, millimetres\n");
     fmt::print("  raw amplitude      pixels      bias  deviation     noise  predicted   ratio\n");
-    for (const AmplitudeBin& bin : bins) {
+    for (const figures::AmplitudeBin& bin : bins) {
         fmt::print("  {:>4.0f} .. {:>4.0f}   {:>10}  {:>8.2f}   {:>8.2f}  {:>8}   {:>8}  {:>6}\n", bin.from,
                    bin.to, bin.pixels, 1000.0 * bin.bias, 1000.0 * bin.deviation,
                    millimetres(bin.measured, 2), millimetres(bin.predicted, 2), numberText(bin.ratio(), 3));
@@ -46,6 +47,20 @@ bool predictsNoise(const Simulation& simulation) {
 }
 
 }  // namespace
+
+std::string notFiniteText(const figures::PixelCounts& counts) {
+    std::vector<std::string> kinds;
+    for (const auto& [count, noun] : {std::pair(counts.distancesNotFinite, "distance"),
+                                      std::pair(counts.amplitudesNotFinite, "amplitude"),
+                                      std::pair(counts.noisesNotFinite, "noise value")}) {
+        if (count > 0) {
+            kinds.push_back(counted(count, noun));
+        }
+    }
+    return kinds.empty() ? ""
+                         : fmt::format("of the valid pixels {} {} infinite or NaN", joined(kinds, " and "),
+                                       counts.notFinite() == 1 ? "is" : "are");
+}
 
 std::string describe(const recording::SimulationSettings& simulation) {
     std::vector<std::string> parts;
@@ -81,11 +96,12 @@ void addNoAccuracy(nlohmann::ordered_json& document) {
     }
 }
 
-void printAccuracy(const AccuracySummary& a, const std::optional<recording::SimulationSettings>& simulation) {
+void printAccuracy(const figures::AccuracySummary& a,
+                   const std::optional<recording::SimulationSettings>& simulation) {
     fmt::print("\nDistances against the truth{}\n", simulation ? ": " + describe(*simulation) : "");
     fmt::print("  median absolute error  {:>9} mm   {} usable pixels {}\n", millimetres(a.medianError),
                a.judgedPixels,
-               a.knowsAmplitudes ? fmt::format("of at least {:g} counts", judgedAmplitude)
+               a.knowsAmplitudes ? fmt::format("of at least {:g} counts", figures::judgedAmplitude)
                                  : std::string("with a truth"));
     fmt::print("  99th percentile        {:>9} mm   {} of them{}\n", millimetres(a.percentile99Error),
                a.judgedPixelsOffEdges, a.knowsEdges ? " away from edges" : "");
@@ -100,10 +116,11 @@ void printAccuracy(const AccuracySummary& a, const std::optional<recording::Simu
     }
 }
 
-void addAccuracy(nlohmann::ordered_json& document, const AccuracySummary& a,
+void addAccuracy(nlohmann::ordered_json& document, const figures::AccuracySummary& a,
                  const std::optional<recording::SimulationSettings>& simulation) {
     nlohmann::ordered_json noise = nlohmann::ordered_json::array();
-    for (const AmplitudeBin& bin : predictsNoise(simulation) ? a.bins : std::vector<AmplitudeBin>{}) {
+    for (const figures::AmplitudeBin& bin :
+         predictsNoise(simulation) ? a.bins : std::vector<figures::AmplitudeBin>{}) {
         noise.push_back({{"fromCounts", bin.from},
                          {"toCounts", bin.to},
                          {"pixels", bin.pixels},
@@ -122,7 +139,7 @@ void addAccuracy(nlohmann::ordered_json& document, const AccuracySummary& a,
     document["noise"] = noise;
 }
 
-void printTemporalNoise(const TemporalNoiseSummary& noise) {
+void printTemporalNoise(const figures::TemporalNoiseSummary& noise) {
     fmt::print("\nNoise over {}, {} usable in all of them\n", counted(noise.frames, "frame"),
                counted(noise.pixels, "pixel"));
     fmt::print("  measured               {:>9} mm   median of the deviation from frame to frame\n",
@@ -136,7 +153,7 @@ void printTemporalNoise(const TemporalNoiseSummary& noise) {
     }
 }
 
-nlohmann::ordered_json temporalNoiseJson(const TemporalNoiseSummary& noise) {
+nlohmann::ordered_json temporalNoiseJson(const figures::TemporalNoiseSummary& noise) {
     return {{"frames", noise.frames},
             {"pixels", noise.pixels},
             {"medianMeasuredMetres", orNull(noise.measured)},

@@ -37,6 +37,10 @@ std::string textOf(const zelta::ZeltaChunk& chunk, const std::string& expression
 
 }  // namespace
 
+figures::Frame viewOf(const ResultFrame& frame) {
+    return {frame.distance, frame.amplitude, frame.confidence, frame.noise, {}};
+}
+
 std::vector<std::uint8_t> usablePixels(const ResultFrame& frame) {
     std::vector<std::uint8_t> usable(frame.confidence.size());
     for (std::size_t i = 0; i < usable.size(); ++i) {

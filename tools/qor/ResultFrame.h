@@ -4,23 +4,25 @@
 
 #pragma once
 
-#include <cmath>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "figures/Confidence.h"
+#include "figures/Frame.h"
 #include "zelta_packet.h"
 
 namespace qor {
 
-// Bits of the confidence image.
-inline constexpr std::uint8_t invalidBit = 0x01;
-inline constexpr std::uint8_t saturatedBit = 0x02;     // a raw sample at its limit
-inline constexpr std::uint8_t asymmetricBit = 0x04;    // the four samples fit no sine
-inline constexpr std::uint8_t lowAmplitudeBit = 0x08;  // or too much noise of the distance
-inline constexpr std::uint8_t lastExposureBit = 0x10;  // set: the pixel was taken from the last exposure
-inline constexpr std::uint8_t unassignedBit = 0x20;    // the frequencies agree on no distance
+// Bits of the confidence image, and what they mean for a distance.
+using figures::asymmetricBit;
+using figures::invalidBit;
+using figures::isUsable;
+using figures::lastExposureBit;
+using figures::lowAmplitudeBit;
+using figures::saturatedBit;
+using figures::unassignedBit;
 
 // Positions of the pixels, row by row, metres.
 struct Coordinates {
@@ -41,11 +43,8 @@ struct ResultFrame {
     std::optional<Coordinates> coordinates;  // if they are wanted and valid
 };
 
-// Whether a pixel has a distance to work with. A valid one may have none: a phase of exactly 0 gives the
-// distance 0, which is the camera's own place.
-inline bool isUsable(std::uint8_t confidence, float distance) {
-    return (confidence & invalidBit) == 0 && std::isfinite(distance) && distance > 0.0F;
-}
+// What figures are taken from; it points into the frame.
+figures::Frame viewOf(const ResultFrame& frame);
 
 // 1 for each usable pixel, 0 for the others.
 std::vector<std::uint8_t> usablePixels(const ResultFrame& frame);

@@ -26,7 +26,7 @@ void RunProducts::beginScene() {
 
 void RunProducts::add(std::size_t number, const ResultFrame& frame, const simulation::Truth* truth,
                       const recording::SimulationSettings* simulation) {
-    counts_.add(frame);
+    counts_.add(viewOf(frame));
     if (anotherScene_) {
         anotherScene_ = false;
         scenes_.emplace_back();

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "qor/PixelCounts.h"
+#include "figures/PixelCounts.h"
 #include "qor/ResultFrame.h"
 #include "qor/RunFolder.h"
 #include "qor/RunOptions.h"
@@ -31,7 +31,7 @@ class RunProducts {
 
     std::size_t frames() const { return counts_.frames; }
     // Of all scenes.
-    const PixelCounts& counts() const { return counts_; }
+    const figures::PixelCounts& counts() const { return counts_; }
     // Those that have a finished frame.
     const std::vector<SceneProducts>& scenes() const { return scenes_; }
     const std::vector<std::filesystem::path>& files() const { return files_; }
@@ -47,7 +47,7 @@ class RunProducts {
 
     const RunOptions& options_;
     RunFolder* folder_;
-    PixelCounts counts_;
+    figures::PixelCounts counts_;
     bool anotherScene_ = true;
     std::vector<SceneProducts> scenes_;
     std::vector<std::filesystem::path> files_;

@@ -34,7 +34,7 @@ std::optional<double> framesPerSecond(const RunOutcome& outcome, const RunProduc
                : std::nullopt;
 }
 
-void printPixels(const PixelCounts& counts) {
+void printPixels(const figures::PixelCounts& counts) {
     const std::optional<double> share = counts.validShare();
     fmt::print("  valid pixels           {:>9} %\n",
                numberText(share ? std::optional(100.0 * *share) : std::nullopt, 2));
@@ -66,7 +66,7 @@ nlohmann::ordered_json scalesJson(const std::optional<PictureSettings>& scales) 
             {"amplitudeCountsPerMicrosecond", rangeJson(scales->amplitude)}};
 }
 
-nlohmann::ordered_json pixelsJson(const PixelCounts& counts) {
+nlohmann::ordered_json pixelsJson(const figures::PixelCounts& counts) {
     return {{"pixels", counts.pixels},
             {"validPixels", counts.valid},
             {"usablePixels", counts.usable},

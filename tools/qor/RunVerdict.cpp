@@ -7,6 +7,7 @@
 #include "qor/Arguments.h"
 #include "qor/ExitCode.h"
 #include "qor/FrameSelection.h"
+#include "qor/Report.h"
 #include "recording/Channels.h"
 
 namespace qor {
@@ -20,7 +21,7 @@ bool selectsNone(const RunOptions& options, const ReplayCounts& counts) {
 
 void addEmptyScenes(Complaints& complaints, const RunProducts& products) {
     for (std::size_t k = 0; k < products.scenes().size(); ++k) {
-        const PixelCounts& counts = products.scenes()[k].counts();
+        const figures::PixelCounts& counts = products.scenes()[k].counts();
         const std::string frames =
             products.scenes().size() == 1 ? "the finished frames" : fmt::format("scene {}", k + 1);
         if (counts.valid == 0) {

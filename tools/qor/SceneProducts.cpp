@@ -14,8 +14,8 @@ void SceneProducts::add(std::size_t number, const ResultFrame& frame, const simu
         firstFrame_ = number;
     }
     lastFrame_ = number;
-    counts_.add(frame);
-    temporalNoise_.add(frame);
+    counts_.add(viewOf(frame));
+    temporalNoise_.add(viewOf(frame));
     if (simulation != nullptr) {
         simulation_ = *simulation;
     }
@@ -27,7 +27,7 @@ void SceneProducts::add(std::size_t number, const ResultFrame& frame, const simu
     }
 }
 
-std::optional<AccuracySummary> SceneProducts::accuracy() const {
+std::optional<figures::AccuracySummary> SceneProducts::accuracy() const {
     if (!accuracy_ || accuracy_->frames() == 0) {
         return std::nullopt;
     }

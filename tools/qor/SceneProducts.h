@@ -8,11 +8,11 @@
 #include <cstddef>
 #include <optional>
 
-#include "qor/Accuracy.h"
+#include "figures/Accuracy.h"
+#include "figures/PixelCounts.h"
+#include "figures/TemporalNoise.h"
 #include "qor/Pictures.h"
-#include "qor/PixelCounts.h"
 #include "qor/ResultFrame.h"
-#include "qor/TemporalNoise.h"
 #include "recording/TruthRecords.h"
 #include "simulation/Truth.h"
 
@@ -28,12 +28,12 @@ class SceneProducts {
     std::size_t firstFrame() const { return firstFrame_; }
     std::size_t lastFrame() const { return lastFrame_; }
 
-    const PixelCounts& counts() const { return counts_; }
+    const figures::PixelCounts& counts() const { return counts_; }
     const std::optional<recording::SimulationSettings>& simulation() const { return simulation_; }
-    TemporalNoiseSummary temporalNoise() const { return temporalNoise_.summary(); }
+    figures::TemporalNoiseSummary temporalNoise() const { return temporalNoise_.summary(); }
 
     // Figures against the truth, if there was one.
-    std::optional<AccuracySummary> accuracy() const;
+    std::optional<figures::AccuracySummary> accuracy() const;
 
     // The error of a frame's pixels, metres; empty without a truth. The frame was added.
     std::vector<float> errorsOf(const ResultFrame& frame, const simulation::Truth* truth) const;
@@ -45,9 +45,9 @@ class SceneProducts {
  private:
     std::size_t firstFrame_ = 0;
     std::size_t lastFrame_ = 0;
-    PixelCounts counts_;
-    TemporalNoise temporalNoise_;
-    std::optional<Accuracy> accuracy_;
+    figures::PixelCounts counts_;
+    figures::TemporalNoise temporalNoise_;
+    std::optional<figures::Accuracy> accuracy_;
     std::optional<recording::SimulationSettings> simulation_;
     std::optional<PictureSettings> pictures_;
 };

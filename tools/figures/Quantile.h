@@ -8,7 +8,7 @@
 #include <optional>
 #include <vector>
 
-namespace qor {
+namespace figures {
 
 // The smallest value that at least `share` of the values, 0 to 1, do not exceed; none of no values. None of
 // them may be NaN.
@@ -23,4 +23,4 @@ std::optional<double> quantile(std::vector<T> values, double share) {
     return static_cast<double>(values[static_cast<std::size_t>(rank)]);
 }
 
-}  // namespace qor
+}  // namespace figures

@@ -1,19 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "qor/Accuracy.h"
+#include "figures/Accuracy.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <limits>
 #include <stdexcept>
+#include <utility>
 
-#include "qor/Quantile.h"
-#include "qor/ResultFrame.h"
+#include "figures/Confidence.h"
 #include "simulation/Calibration.h"
 #include "simulation/Image.h"
 
-namespace qor {
+namespace figures {
 namespace {
 
 constexpr std::array<double, 8> binEdges{300.0, 450.0, 650.0, 900.0, 1300.0, 1900.0, 2700.0, 4100.0};
@@ -75,7 +75,12 @@ Sums sumsIn(const std::vector<Pixel>& pixels, double from, double to) {
 
 }  // namespace
 
-Accuracy::Accuracy(std::vector<double> frequencies) : frequencies_(std::move(frequencies)) {}
+Accuracy::Accuracy(std::vector<double> frequencies, Mask mask)
+    : frequencies_(std::move(frequencies)), mask_(std::move(mask)) {
+    if (!frequencies_.empty()) {
+        shortestRange_ = simulation::uniqueRange(*std::max_element(frequencies_.begin(), frequencies_.end()));
+    }
+}
 
 double Accuracy::errorOf(double measured, double truth) const {
     const double error = measured - truth;
@@ -88,11 +93,14 @@ void Accuracy::add(const simulation::Truth& truth, std::span<const float> distan
         throw std::invalid_argument("A frame has 38528 distances and confidences.");
     }
     ++frames_;
-    pixels_ += simulation::pixelCount;
     knowsAmplitudes_ = knowsAmplitudes_ && tellsAmplitudes(truth);
     knowsEdges_ = knowsEdges_ && !truth.edge.empty();
     std::vector<Judged> judged(simulation::pixelCount);
     for (std::size_t i = 0; i < simulation::pixelCount; ++i) {
+        if (!holds(mask_, i)) {
+            continue;
+        }
+        ++pixels_;
         pixelsBeyondUniqueRange_ +=
             frequencies_.size() == 1 && truth.distance[i] >= simulation::uniqueRange(frequencies_[0]) ? 1 : 0;
         if (!isUsable(confidence[i], distance[i])) {
@@ -104,11 +112,15 @@ void Accuracy::add(const simulation::Truth& truth, std::span<const float> distan
         if (!(truth.distance[i] > 0.0) || isMarked(truth.badPixel, i) || amplitude < judgedAmplitude) {
             continue;
         }
-        const auto error = static_cast<float>(errorOf(static_cast<double>(distance[i]), truth.distance[i]));
-        absoluteErrors_.push_back(std::abs(error));
+        const auto measured = static_cast<double>(distance[i]);
+        const double error = errorOf(measured, truth.distance[i]);
+        errors_.add(error);
+        wrongWraps_ += std::abs(measured - truth.distance[i]) >= 0.5 * shortestRange_ ? 1 : 0;
         if (!isMarked(truth.edge, i)) {
+            errorsOffEdges_.add(error);
             const double predicted = valueAt(source != nullptr ? source->distanceDeviation : nothing, i);
-            judged[i] = {error, static_cast<float>(amplitude), static_cast<float>(predicted)};
+            judged[i] = {static_cast<float>(error), static_cast<float>(amplitude),
+                         static_cast<float>(predicted)};
             offEdges_.push_back(judged[i]);
         }
     }
@@ -139,21 +151,18 @@ AccuracySummary Accuracy::summary() const {
     summary.frames = frames_;
     summary.pixels = pixels_;
     summary.usablePixels = usablePixels_;
-    summary.judgedPixels = absoluteErrors_.size();
-    summary.judgedPixelsOffEdges = offEdges_.size();
+    summary.judgedPixels = errors_.count();
+    summary.judgedPixelsOffEdges = errorsOffEdges_.count();
     summary.pixelsBeyondUniqueRange = pixelsBeyondUniqueRange_;
-    summary.medianError = quantile(absoluteErrors_, 0.5);
-    std::vector<float> offEdges;
-    double sum = 0.0;
-    for (const Judged& pixel : offEdges_) {
-        offEdges.push_back(std::abs(pixel.error));
-        sum += static_cast<double>(pixel.error);
+    summary.bias = errors_.bias();
+    summary.medianError = errors_.absoluteQuantile(0.5);
+    summary.rmsError = errors_.rms();
+    summary.percentile99Error = errorsOffEdges_.absoluteQuantile(0.99);
+    summary.meanError = errorsOffEdges_.bias();
+    summary.rmsErrorOffEdges = errorsOffEdges_.rms();
+    if (shortestRange_ > 0.0 && errors_.count() > 0) {
+        summary.wrongWrapShare = static_cast<double>(wrongWraps_) / static_cast<double>(errors_.count());
     }
-    summary.percentile99Error = quantile(offEdges, 0.99);
-    if (!offEdges.empty()) {
-        summary.meanError = sum / static_cast<double>(offEdges.size());
-    }
-
     summary.knowsAmplitudes = knowsAmplitudes_;
     summary.knowsEdges = knowsEdges_;
     for (std::size_t k = 0; k + 1 < binEdges.size(); ++k) {
@@ -179,4 +188,4 @@ AccuracySummary Accuracy::summary() const {
     return summary;
 }
 
-}  // namespace qor
+}  // namespace figures

@@ -1,35 +1,38 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// How many pixels of the frames are what they ought to be.
+// How many pixels of the frames are what they ought to be. A share is a count over the count of all pixels
+// that the mask holds, of all frames.
 
 #pragma once
 
 #include <cstddef>
 #include <optional>
-#include <string>
 
-#include "qor/ResultFrame.h"
+#include "figures/Frame.h"
 
-namespace qor {
+namespace figures {
 
 struct PixelCounts {
     std::size_t frames = 0;
     std::size_t pixels = 0;
     std::size_t valid = 0;   // by their confidence
     std::size_t usable = 0;  // valid, with a finite distance above 0
+    // By the bits of their confidence, valid or not.
+    std::size_t saturated = 0;
+    std::size_t dark = 0;  // too low an amplitude, or too much noise
+    std::size_t asymmetric = 0;
+    std::size_t unassigned = 0;
     // Valid pixels in which one of these is infinite or NaN.
     std::size_t distancesNotFinite = 0;
     std::size_t amplitudesNotFinite = 0;
     std::size_t noisesNotFinite = 0;
 
-    void add(const ResultFrame& frame);
+    void add(const Frame& frame, const Mask& mask = {});
 
     std::size_t unusable() const { return valid - usable; }  // of the valid ones
     std::size_t notFinite() const { return distancesNotFinite + amplitudesNotFinite + noisesNotFinite; }
-    std::optional<double> validShare() const;  // of no pixel there is none
+    std::optional<double> validShare() const { return shareOf(valid); }
+    std::optional<double> shareOf(std::size_t count) const;  // of no pixel there is none
 };
 
-// "of the valid pixels 3 distances and 1 amplitude are infinite or NaN"; empty if all are numbers.
-std::string notFiniteText(const PixelCounts& counts);
-
-}  // namespace qor
+}  // namespace figures

@@ -2,6 +2,9 @@
 //
 // How much the distances of a still scene vary from frame to frame, compared with the noise that the frames
 // state. It needs no truth, so it works for recordings of real cameras too.
+//     deviation of a pixel = sqrt(sum((d - mean(d))^2) / (frames - 1)), over its distances d
+//     delivered noise of a pixel = sqrt(mean(n^2)), over its predicted standard deviations n
+//     measured = median of the deviations; ratio = median of deviation / delivered noise
 
 #pragma once
 
@@ -9,9 +12,9 @@
 #include <optional>
 #include <vector>
 
-#include "qor/ResultFrame.h"
+#include "figures/Frame.h"
 
-namespace qor {
+namespace figures {
 
 // Over the pixels that are usable in every frame.
 struct TemporalNoiseSummary {
@@ -28,7 +31,7 @@ struct TemporalNoiseSummary {
 
 class TemporalNoise {
  public:
-    void add(const ResultFrame& frame);
+    void add(const Frame& frame, const Mask& mask = {});
 
     // Fewer than two frames say nothing: there are no values except the number of frames.
     TemporalNoiseSummary summary() const;
@@ -47,4 +50,4 @@ class TemporalNoise {
     std::size_t framesWithNoise_ = 0;
 };
 
-}  // namespace qor
+}  // namespace figures

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "qor/Accuracy.h"
+#include "figures/Accuracy.h"
 
 #include <gtest/gtest.h>
 
@@ -8,9 +8,10 @@
 #include <limits>
 #include <stdexcept>
 
+#include "simulation/Calibration.h"
 #include "simulation/Image.h"
 
-namespace qor {
+namespace figures {
 namespace {
 
 using simulation::pixelCount;
@@ -216,6 +217,61 @@ TEST(Accuracy, AValidPixelWithoutADistanceIsNotJudged) {
     EXPECT_EQ(accuracy.summary().meanError, 0.0);
 }
 
+// Errors of 3 mm, but for one edge pixel of 30 mm among 38528.
+TEST(Accuracy, RootMeanSquareAndBiasCountEdgesUnlessTheySayOtherwise) {
+    simulation::Truth truth = evenTruth();
+    truth.edge[7] = 1;
+    truth.distance.assign(pixelCount, 2.0);
+    std::vector<float> distance = measured(2.0F + 0.003F);
+    distance[7] = 2.0F - 0.030F;
+    Accuracy accuracy({60.0e6});
+    accuracy.add(truth, distance, confidence(0x10));
+    const AccuracySummary summary = accuracy.summary();
+    const auto count = static_cast<double>(pixelCount);
+    EXPECT_NEAR(summary.bias.value(), 0.003 - 0.033 / count, 1e-7);
+    EXPECT_NEAR(summary.rmsError.value(), std::sqrt(9.0e-6 + (9.0e-4 - 9.0e-6) / count), 1e-7);
+    EXPECT_NEAR(summary.meanError.value(), 0.003, 1e-7);
+    EXPECT_NEAR(summary.rmsErrorOffEdges.value(), 0.003, 1e-7);
+}
+
+TEST(Accuracy, AWrongWrapIsHalfTheShortestUniqueRangeAwayOrMore) {
+    const double range = simulation::uniqueRange(80.0e6);
+    std::vector<float> distance = measured(1.0F);
+    distance[0] = static_cast<float>(1.0 + 0.49 * range);
+    distance[1] = static_cast<float>(1.0 + 0.51 * range);
+    distance[2] = static_cast<float>(1.0 + 3.0 * range);
+    Accuracy two({60.0e6, 80.0e6});
+    two.add(evenTruth(), distance, confidence(0x10));
+    EXPECT_EQ(two.summary().wrongWrapShare, 2.0 / static_cast<double>(pixelCount));
+    Accuracy unknown({});
+    unknown.add(evenTruth(), distance, confidence(0x10));
+    EXPECT_EQ(unknown.summary().wrongWrapShare, std::nullopt);
+}
+
+// The error of one frequency is small there, as it is taken modulo, but the distance is wrong.
+TEST(Accuracy, AWrongWrapOfOneFrequencyIsSeenAlthoughItsErrorIsNot) {
+    simulation::Truth truth = evenTruth();
+    truth.distance[9] = 1.0 + simulation::uniqueRange(60.0e6);
+    Accuracy accuracy({60.0e6});
+    accuracy.add(truth, measured(1.0F), confidence(0x10));
+    EXPECT_EQ(accuracy.summary().wrongWrapShare, 1.0 / static_cast<double>(pixelCount));
+    EXPECT_NEAR(accuracy.summary().rmsError.value(), 0.0, 1e-9);
+}
+
+TEST(Accuracy, PixelsOutsideOfTheMaskAreNotJudged) {
+    Mask mask(pixelCount, 0);
+    mask[3] = 1;
+    mask[4] = 1;
+    std::vector<float> distance = measured(5.0F);
+    distance[3] = 1.001F;
+    distance[4] = 1.003F;
+    Accuracy accuracy({60.0e6}, mask);
+    accuracy.add(evenTruth(), distance, confidence(0x10));
+    EXPECT_EQ(accuracy.summary().pixels, 2U);
+    EXPECT_EQ(accuracy.summary().judgedPixels, 2U);
+    EXPECT_NEAR(accuracy.summary().bias.value(), 0.002, 1e-7);
+}
+
 TEST(Accuracy, FramesAddUp) {
     Accuracy accuracy({60.0e6});
     accuracy.add(evenTruth(), measured(1.0F), confidence(0x10));
@@ -241,4 +297,4 @@ TEST(Accuracy, RefusesWhatIsNoImage) {
 }
 
 }  // namespace
-}  // namespace qor
+}  // namespace figures

@@ -7,7 +7,8 @@
 // amplitude (the length of the phasor in the exposure that the pixel was taken from) is at least 300 counts.
 // Where the truth tells no amplitudes, all usable pixels with a truth are judged; where it tells no edges,
 // none is one. One frequency measures distances only modulo its unique range, so its error is taken modulo
-// that range.
+// that range. A wrong wrap is a judged pixel that lies half the shortest unique range or more from the truth;
+// here nothing is taken modulo.
 //
 // Noise is what neighbours do not share. A bias that changes over the image, such as that of stray light,
 // must not count as noise, so noise is taken from the second difference of the errors e of three judged
@@ -25,9 +26,11 @@
 #include <span>
 #include <vector>
 
+#include "figures/Errors.h"
+#include "figures/Frame.h"
 #include "simulation/Truth.h"
 
-namespace qor {
+namespace figures {
 
 inline constexpr double judgedAmplitude = 300.0;  // counts
 
@@ -57,11 +60,15 @@ struct AccuracySummary {
     std::size_t pixelsBeyondUniqueRange = 0;
     bool knowsAmplitudes = true;  // of all frames
     bool knowsEdges = true;
-    // None where no pixel was judged.
-    std::optional<double> medianError;        // of the absolute error of the judged pixels, metres
-    std::optional<double> percentile99Error;  // the same away from edges: 99 percent of them are no worse
-    std::optional<double> meanError;          // signed, away from edges, metres
-    std::vector<AmplitudeBin> bins;           // those with pixels
+    // Metres. None where no pixel was judged.
+    std::optional<double> bias;               // mean error of the judged pixels
+    std::optional<double> medianError;        // of their absolute error
+    std::optional<double> rmsError;           // root of their mean square error
+    std::optional<double> percentile99Error;  // away from edges: 99 percent of them are no worse
+    std::optional<double> meanError;          // signed, away from edges
+    std::optional<double> rmsErrorOffEdges;
+    std::optional<double> wrongWrapShare;  // of the judged pixels; none where no frequency is known
+    std::vector<AmplitudeBin> bins;        // those with pixels
 
     // Of no pixel there is none.
     std::optional<double> usableShare() const {
@@ -72,8 +79,9 @@ struct AccuracySummary {
 
 class Accuracy {
  public:
-    // `frequencies` in Hz: one of them makes the error modulo its unique range.
-    explicit Accuracy(std::vector<double> frequencies);
+    // `frequencies` in Hz: one of them makes the error modulo its unique range. Pixels outside of the mask do
+    // not count.
+    explicit Accuracy(std::vector<double> frequencies, Mask mask = {});
 
     // Distances in metres and confidence of one frame. Throws std::invalid_argument if they are no images.
     void add(const simulation::Truth& truth, std::span<const float> distance,
@@ -97,15 +105,19 @@ class Accuracy {
     void addDifferences(const std::vector<Judged>& frame);
 
     std::vector<double> frequencies_;
+    double shortestRange_ = 0.0;  // metres; 0 if unknown
+    Mask mask_;
     std::size_t frames_ = 0;
     std::size_t pixels_ = 0;
     std::size_t usablePixels_ = 0;
     std::size_t pixelsBeyondUniqueRange_ = 0;
-    std::vector<float> absoluteErrors_;
+    std::size_t wrongWraps_ = 0;
+    Errors errors_;
+    Errors errorsOffEdges_;
     std::vector<Judged> offEdges_;
     std::vector<Judged> differences_;  // second differences in place of errors
     bool knowsAmplitudes_ = true;
     bool knowsEdges_ = true;
 };
 
-}  // namespace qor
+}  // namespace figures

@@ -1,21 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "qor/TemporalNoise.h"
+#include "figures/TemporalNoise.h"
 
 #include <cmath>
 
-#include "qor/Quantile.h"
+#include "figures/Confidence.h"
+#include "figures/Quantile.h"
 #include "simulation/Image.h"
 
-namespace qor {
+namespace figures {
 
-void TemporalNoise::add(const ResultFrame& frame) {
+void TemporalNoise::add(const Frame& frame, const Mask& mask) {
     pixels_.resize(simulation::pixelCount);
     ++frames_;
     framesWithNoise_ += frame.noise.empty() ? 0 : 1;
     for (std::size_t i = 0; i < pixels_.size(); ++i) {
         const auto distance = static_cast<double>(frame.distance[i]);
-        if (!isUsable(frame.confidence[i], frame.distance[i])) {
+        if (!holds(mask, i) || !isUsable(frame.confidence[i], frame.distance[i])) {
             continue;
         }
         Pixel& pixel = pixels_[i];
@@ -61,4 +62,4 @@ TemporalNoiseSummary TemporalNoise::summary() const {
     return summary;
 }
 
-}  // namespace qor
+}  // namespace figures

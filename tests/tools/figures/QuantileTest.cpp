@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "qor/Quantile.h"
+#include "figures/Quantile.h"
 
 #include <gtest/gtest.h>
 
-namespace qor {
+namespace figures {
 namespace {
 
 const std::vector<double> values{50.0, 10.0, 40.0, 20.0, 30.0};
@@ -26,4 +26,4 @@ TEST(Quantile, OfNoValuesThereIsNone) {
 }
 
 }  // namespace
-}  // namespace qor
+}  // namespace figures
