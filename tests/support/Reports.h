@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What was reported to the error history, as text: "MultiFreq 93" for a report of line 93. A history cuts
-// names at 19 characters.
+// What was reported to the error history. A history cuts names at 19 characters.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -22,16 +22,41 @@ class Reports {
 
     void clear() { ErrorHandling_Init(history_.get(), ALERR_HT_PER_FRAME_HISTORY, 1); }
 
+    int32_t count() const { return history_->numValidEntries; }
+
+    // Of one report; empty or 0 where there are fewer.
+
+    std::string file(int32_t report = 0) const { return report < count() ? entry(report).file : ""; }
+    int32_t line(int32_t report = 0) const { return report < count() ? entry(report).line : 0; }
+    /** As the history holds it: without a message of its own a report names its place, "ERR@file:line". */
+    std::string text(int32_t report = 0) const { return report < count() ? entry(report).errorMsg : ""; }
+    /** Empty for a report without a message of its own. */
+    std::string message(int32_t report = 0) const {
+        const std::string whole = text(report);
+        return whole.rfind("ERR@", 0) == 0 ? "" : whole;
+    }
+
+    // Of all reports.
+
+    /** File and line: "MultiFreq 93". */
     std::vector<std::string> all() const {
-        std::vector<std::string> texts;
-        for (int32_t i = 0; i < history_->numValidEntries; ++i) {
-            const ALErrorDescription& entry = history_->entries[i];
-            texts.push_back(std::string(entry.file) + " " + std::to_string(entry.line));
+        std::vector<std::string> places;
+        for (int32_t i = 0; i < count(); ++i) {
+            places.push_back(file(i) + " " + std::to_string(line(i)));
         }
-        return texts;
+        return places;
+    }
+    std::vector<int32_t> lines() const {
+        std::vector<int32_t> numbers;
+        for (int32_t i = 0; i < count(); ++i) {
+            numbers.push_back(line(i));
+        }
+        return numbers;
     }
 
  private:
+    const ALErrorDescription& entry(int32_t report) const { return history_->entries[report]; }
+
     std::unique_ptr<ALErrorHistory> history_ = std::make_unique<ALErrorHistory>();
 };
 

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Distnoise.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "ALErrorHandling.h"
 #include "ALMath.h"
 #include "DistnoiseKernels.h"
@@ -26,7 +29,7 @@ float32_t combinedFactorOf(const DistnoiseInput& input) noexcept {
 DistnoiseFactors factorsOf(const DistnoiseInput& input) noexcept {
     const int32_t last = input.numExpTimes - 1;
     DistnoiseFactors factors = {};
-    factors.calib = *input.calib;
+    std::copy_n(input.calib->param, std::size(factors.param), factors.param);
     factors.invIntensityExpTime = 1.0F / input.intensityExpTime;
     factors.invAmpNormFactors[0] = 1.0F / input.ampNormFactors[0];
     factors.invAmpNormFactors[1] = 1.0F / input.ampNormFactors[last];
@@ -40,21 +43,17 @@ DistnoiseFactors factorsOf(const DistnoiseInput& input) noexcept {
 }  // namespace
 
 int32_t DistnoiseApply(const DistnoiseInput* input, DistnoiseInOut* inout, DistnoiseOutput* output) noexcept {
-    const DistnoiseImages images = {input->xyReal,     input->xyImag, input->intensity,
-                                    inout->confidence, inout->noise,  inout->distance};
+    const DistnoiseImages images = {.xyReal = input->xyReal,
+                                    .xyImag = input->xyImag,
+                                    .intensity = input->intensity,
+                                    .confidence = inout->confidence,
+                                    .noise = inout->noise,
+                                    .distance = inout->distance};
     if (input->xyWidth % kPixelsPerStep != 0) {
         return reportFailure(kSourceFile);
     }
-    if (images.intensity == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (images.confidence == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (images.xyReal == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (images.xyImag == nullptr) {
+    if (images.intensity == nullptr || images.confidence == nullptr || images.xyReal == nullptr ||
+        images.xyImag == nullptr) {
         return reportFailure(kSourceFile);
     }
     if (input->xyHeight != kImageHeight) {

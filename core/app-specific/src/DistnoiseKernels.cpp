@@ -1,15 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "DistnoiseKernels.h"
 
-#include "QorRecords.h"
-
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "DistnoiseKernels.cpp"
 #include <hwy/foreach_target.h>  // IWYU pragma: keep
 //
-#include <hwy/highway.h>
-
 #include "ALSimd-inl.h"
+#include "Confidence-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace distnoise {
@@ -17,9 +14,10 @@ namespace HWY_NAMESPACE {
 namespace {
 namespace hn = hwy::HWY_NAMESPACE;
 namespace al = alsimd::HWY_NAMESPACE;
+namespace conf = confidence::HWY_NAMESPACE;
 
 /** Invalid because the noise is above the limit. */
-constexpr int32_t kTooNoisy = kConfidenceInvalid | kConfidenceLowAmplitude | kConfidenceChanged;
+constexpr uint32_t kTooNoisy = kConfidenceInvalid | kConfidenceLowAmplitude | kConfidenceChanged;
 
 /**
  * Intermediate values of a line of pixels. Each loop over them is short: in a long loop a pixel would be a
@@ -44,10 +42,8 @@ HWY_INLINE void forLine(DF df, Step step) {
 /** Picks for each pixel the value that belongs to its exposure. */
 template <class DF>
 HWY_INLINE hn::Vec<DF> ofExposure(DF df, const uint16_t* confidence, const float32_t (&values)[2]) {
-    const hn::RebindToSigned<DF> di;
-    const hn::Rebind<uint16_t, DF> du16;
     static_assert(kConfidenceLastExposure == 1 << 4);
-    const auto atSign = hn::ShiftLeft<31 - 4>(hn::PromoteTo(di, hn::LoadU(du16, confidence)));
+    const auto atSign = hn::ShiftLeft<31 - 4>(conf::load(df, confidence));
     return hn::IfNegativeThenElse(hn::BitCast(df, atSign), hn::Set(df, values[1]), hn::Set(df, values[0]));
 }
 
@@ -75,10 +71,10 @@ HWY_INLINE void applyModel(DF df, const DistnoiseFactors& factors, const uint16_
     const hn::RebindToSigned<DF> di;
     const hn::Rebind<int16_t, DF> di16;
     const hn::Rebind<uint16_t, DF> du16;
-    const auto p0 = hn::Set(df, factors.calib.param[0]);
-    const auto p1 = hn::Set(df, factors.calib.param[1]);
-    const auto p2 = hn::Set(df, factors.calib.param[2]);
-    const auto p3 = hn::Set(df, factors.calib.param[3]);
+    const auto p0 = hn::Set(df, factors.param[0]);
+    const auto p1 = hn::Set(df, factors.param[1]);
+    const auto p2 = hn::Set(df, factors.param[2]);
+    const auto p3 = hn::Set(df, factors.param[3]);
     const auto offsetAboveKnee = hn::Sub(p1, p3);
     forLine(df, [&](int32_t i) HWY_ATTR {
         const auto squared = hn::Load(df, line.squaredLength + i);
@@ -133,21 +129,17 @@ HWY_INLINE void processLine(DF df, const DistnoiseFactors& factors, const Distno
 template <class DF>
 HWY_INLINE void applyThreshold(DF df, float32_t distNoiseThreshold, const DistnoiseImages& images,
                                int32_t begin) {
-    const hn::RebindToSigned<DF> di;
-    const hn::Rebind<uint16_t, DF> du16;
     forLine(df, [&](int32_t i) HWY_ATTR {
-        const auto conf = hn::PromoteTo(di, hn::LoadU(du16, images.confidence + begin + i));
-        const auto invalid = hn::TestBit(conf, hn::Set(di, int32_t{kConfidenceInvalid}));
+        const auto confidence = conf::load(df, images.confidence + begin + i);
         const auto above = hn::Gt(hn::LoadU(df, images.noise + begin + i), hn::Set(df, distNoiseThreshold));
-        const auto dropped = hn::AndNot(invalid, hn::RebindMask(di, above));
-        if (hn::AllFalse(di, dropped)) {
+        const auto dropped = hn::AndNot(conf::isInvalid(df, confidence), above);
+        if (hn::AllFalse(df, dropped)) {
             return;
         }
-        const auto bits = hn::IfThenElseZero(dropped, hn::Set(di, kTooNoisy));
-        hn::StoreU(hn::DemoteTo(du16, hn::Or(conf, bits)), du16, images.confidence + begin + i);
+        const auto marked = hn::Or(confidence, conf::marksWhere(df, dropped, kTooNoisy));
+        conf::store(df, marked, images.confidence + begin + i);
         const auto distance = hn::LoadU(df, images.distance + begin + i);
-        const auto kept = hn::IfThenZeroElse(hn::RebindMask(df, dropped), distance);
-        hn::StoreU(kept, df, images.distance + begin + i);
+        hn::StoreU(hn::IfThenZeroElse(dropped, distance), df, images.distance + begin + i);
     });
 }
 

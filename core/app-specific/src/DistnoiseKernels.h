@@ -3,11 +3,11 @@
 // Per-pixel loops of the distance noise.
 #pragma once
 
-#include "Distnoise.h"
+#include "ALTypes.h"
 
 /** What is the same for all pixels. Pairs stand for the first and the last exposure of the frame. */
 struct DistnoiseFactors {
-    NoiseCalib calib;
+    float32_t param[4];  ///< factor of the amplitude, constant term, factor of the ambient light, knee
     float32_t invIntensityExpTime;   ///< 1 / exposure time of the intensity image
     float32_t invAmpNormFactors[2];  ///< 1 / amplitude normalisation factor
     float32_t expTimes[2];           ///< exposure times, in the unit of the intensity image's

@@ -16,10 +16,7 @@ constexpr uint16_t kDefaultDarkLevel = 2200;
 }  // namespace
 
 int32_t IntensityImgInit(IntensityImgState* state, const FreqIndependentCalibration* calib) noexcept {
-    if (state == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (calib == nullptr) {
+    if (state == nullptr || calib == nullptr) {
         return reportFailure(kSourceFile);
     }
     const int16_t* const table = calib->FPN;
@@ -34,13 +31,7 @@ int32_t IntensityImgInit(IntensityImgState* state, const FreqIndependentCalibrat
 
 int32_t IntensityImgApply(IntensityImgState* state, const IntensityImgInput* input,
                           IntensityImgOutput* output) noexcept {
-    if (state == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (input == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (output == nullptr) {
+    if (state == nullptr || input == nullptr || output == nullptr) {
         return reportFailure(kSourceFile);
     }
     const uint8_t* const samples = input->intensityPhase;

@@ -233,7 +233,14 @@ alif_int32_t QorDistanceImage_Apply(const QorRawdataPhase* ruvoRawData,
     if (checkApplyArguments(ruvoRawData, diCustomization, result, measBuffer, measBuffersArraySize) != 0) {
         return 1;
     }
-    Call call = {data, *ruvoRawData, *result, measBuffer, measBuffersArraySize, 0, 0, 0};
+    Call call = {.data = data,
+                 .rawData = *ruvoRawData,
+                 .result = *result,
+                 .measBuffers = measBuffer,
+                 .measBufferCount = measBuffersArraySize,
+                 .nextMeasBuffer = 0,
+                 .startTime = 0,
+                 .current = 0};
     al_initProfiling(&call.startTime, data.services.ifServices.fctGetTime);
     const Timestamp_t saveStartTime = call.startTime;
     ErrorHandling_Init(&data.debug.perFrameErrors, ALERR_HT_PER_FRAME_HISTORY, 1);

@@ -1,41 +1,30 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "QorDistanceImageKernels.h"
 
-#include "QorRecords.h"
-
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "QorDistanceImageKernels.cpp"
 #include <hwy/foreach_target.h>  // IWYU pragma: keep
 //
 #include "ALSimd-inl.h"
+#include "Confidence-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace distanceimage {
 namespace HWY_NAMESPACE {
 namespace {
 namespace hn = hwy::HWY_NAMESPACE;
-
-/** Confidence of a vector of pixels, one 32-bit lane each. */
-template <class DF>
-HWY_INLINE hn::Vec<hn::RebindToUnsigned<DF>> loadConfidence(DF, const uint16_t* confidence) {
-    const hn::Rebind<uint16_t, DF> d16;
-    return hn::PromoteTo(hn::RebindToUnsigned<DF>(), hn::LoadU(d16, confidence));
-}
+namespace conf = confidence::HWY_NAMESPACE;
 
 /** Distance of a phase, 0 where the pixel is invalid. */
 template <class DF, class V = hn::Vec<DF>>
-HWY_INLINE V phaseToMetres(DF df, const PhaseToMetresParam& param, V phase,
-                           hn::Vec<hn::RebindToUnsigned<DF>> confidence) {
-    const hn::RebindToUnsigned<DF> du;
+HWY_INLINE V phaseToMetres(DF df, const PhaseToMetresParam& param, V phase, conf::Bits<DF> confidence) {
     const V range = hn::Set(df, param.range);
     const V oneDivRange = hn::Set(df, 1.0F / param.range);
     const V positive =
         hn::Add(hn::Mul(hn::Sub(phase, hn::Set(df, param.tempCorr)), hn::Set(df, param.metresPerRadian)),
                 hn::Set(df, param.offset));
     const V metres = alsimd::HWY_NAMESPACE::ModN(df, positive, hn::Abs(range), hn::Abs(oneDivRange));
-    const auto invalidBit = hn::Set(du, uint32_t{kConfidenceInvalid});
-    const auto invalid = hn::Eq(hn::And(confidence, invalidBit), invalidBit);
-    return hn::IfThenZeroElse(hn::RebindMask(df, invalid), metres);
+    return hn::IfThenZeroElse(conf::isInvalid(df, confidence), metres);
 }
 
 void PhaseToMetres(const PhaseToMetresParam& param, float32_t* distance, const uint16_t* confidence) {
@@ -43,7 +32,7 @@ void PhaseToMetres(const PhaseToMetresParam& param, float32_t* distance, const u
     const auto step = static_cast<int32_t>(hn::Lanes(df));
     for (int32_t pixel = 0; pixel < kPixelCount; pixel += step) {
         const auto metres =
-            phaseToMetres(df, param, hn::LoadU(df, distance + pixel), loadConfidence(df, confidence + pixel));
+            phaseToMetres(df, param, hn::LoadU(df, distance + pixel), conf::load(df, confidence + pixel));
         hn::StoreU(metres, df, distance + pixel);
     }
 }
@@ -51,9 +40,6 @@ void PhaseToMetres(const PhaseToMetresParam& param, float32_t* distance, const u
 void CorrectedPhaseToMetres(const PhaseToMetresParam& param, const StraylightComparison& straylight,
                             float32_t* distance, uint16_t* confidence) {
     const hn::ScalableTag<float32_t> df;
-    const hn::RebindToUnsigned<decltype(df)> du;
-    const hn::RebindToSigned<decltype(df)> di;
-    const hn::Rebind<uint16_t, decltype(df)> d16;
     const auto step = static_cast<int32_t>(hn::Lanes(df));
     const auto pi = hn::Set(df, 3.1415927F);
     const auto twoPi = hn::Set(df, 6.2831855F);
@@ -76,10 +62,10 @@ void CorrectedPhaseToMetres(const PhaseToMetresParam& param, const StraylightCom
         const auto amplitudeFails =
             hn::And(hn::Gt(change, hn::Mul(amplitude, maxAmplitudeChange)), amplitudeLimited);
 
-        const auto rejected = hn::RebindMask(du, hn::Or(phaseFails, amplitudeFails));
-        const auto marked = hn::Or(loadConfidence(df, confidence + pixel),
-                                   hn::IfThenElseZero(rejected, hn::Set(du, uint32_t{kConfidenceInvalid})));
-        hn::StoreU(hn::DemoteTo(d16, hn::BitCast(di, marked)), d16, confidence + pixel);
+        const auto marked =
+            hn::Or(conf::load(df, confidence + pixel),
+                   conf::marksWhere(df, hn::Or(phaseFails, amplitudeFails), kConfidenceInvalid));
+        conf::store(df, marked, confidence + pixel);
         hn::StoreU(phaseToMetres(df, param, corrected, marked), df, distance + pixel);
     }
 }

@@ -26,7 +26,8 @@ constexpr float64_t kMicrosecondsPerMillisecond = 1000.0000500222087;  ///< book
 constexpr int32_t kStraylightPyramidLevel = 3;
 
 /** Points farther away than this, on any axis, are marked invalid. Metres. */
-constexpr ClippingCuboid kClipping = {-1000.0F, 1000.0F, -1000.0F, 1000.0F, -1000.0F, 1000.0F};
+constexpr ClippingCuboid kClipping = {
+    .xMin = -1000.0F, .xMax = 1000.0F, .yMin = -1000.0F, .yMax = 1000.0F, .zMin = -1000.0F, .zMax = 1000.0F};
 
 /** Working copy of the straylight calibration. */
 constinit StraylightCalib slcalib = {};
@@ -388,10 +389,11 @@ int32_t rawToDistRemaining(Call& call) noexcept {
         DistanceImage_PhaseToMetres(param, distance, confidence);
     } else {
         const StraylightComparison straylight = {
-            call.rawToDistOut().normalizedAmplitude, call.matrices().phaseAfterSLC,
-            call.matrices().amplAfterSLC,
-            call.customization().absDistStraylightThreshold / param.metresPerRadian,
-            call.customization().relAmpStraylightThreshold};
+            .amplitude = call.rawToDistOut().normalizedAmplitude,
+            .phaseAfterSLC = call.matrices().phaseAfterSLC,
+            .amplAfterSLC = call.matrices().amplAfterSLC,
+            .maxPhaseChange = call.customization().absDistStraylightThreshold / param.metresPerRadian,
+            .maxAmplitudeChange = call.customization().relAmpStraylightThreshold};
         DistanceImage_CorrectedPhaseToMetres(param, straylight, distance, confidence);
     }
     book(call, call.data.profiling.rawToDistRemaining);

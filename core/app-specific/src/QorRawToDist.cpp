@@ -191,7 +191,9 @@ int32_t NEON_XYStoDist(QorRawToDistState* state, const QorRawToDistCalib* calib,
     phaseInput.yCorrection = frequency.xyCorrection[1];
     phaseInput.minAmpSquare = input->minAmp * input->minAmp;
     phaseInput.maxSymSquare = input->maxSymmetry * input->maxSymmetry;
-    RawToDist_ComputePhase(phaseInput, {output->distance, output->normalizedAmplitude, output->confidence});
+    RawToDist_ComputePhase(phaseInput, {.phase = output->distance,
+                                        .normalizedAmplitude = output->normalizedAmplitude,
+                                        .confidence = output->confidence});
     return 0;
 }
 
@@ -226,10 +228,7 @@ int32_t finishGroup(QorRawToDistState& state, const QorRawToDistParam& param, co
 }  // namespace
 
 int32_t QorRawToDist_Init(QorRawToDistState* state, const QorRawToDistCalib* calib) noexcept {
-    if (state == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (calib == nullptr) {
+    if (state == nullptr || calib == nullptr) {
         return reportFailure(kSourceFile);
     }
     state->currentExposureIdx = 0;
@@ -242,22 +241,8 @@ int32_t QorRawToDist_Init(QorRawToDistState* state, const QorRawToDistCalib* cal
 int32_t QorRawToDist_Apply(QorRawToDistState* state, const QorRawToDistParam* param,
                            const QorRawToDistCalib* calib, const QorRawToDistInput* input,
                            QorRawToDistOutput* output) noexcept {
-    if (state == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (param == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (calib == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (input == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (input->rawData == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (output == nullptr) {
+    if (state == nullptr || param == nullptr || calib == nullptr || input == nullptr ||
+        input->rawData == nullptr || output == nullptr) {
         return reportFailure(kSourceFile);
     }
 

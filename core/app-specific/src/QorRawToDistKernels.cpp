@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "QorRawToDistKernels.h"
 
+#include "QorRawToDist.h"
+
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "QorRawToDistKernels.cpp"
 #include <hwy/foreach_target.h>  // IWYU pragma: keep
 //
 #include "ALSimd-inl.h"
+#include "Confidence-inl.h"
 #include "RawUnpack-inl.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -13,6 +16,7 @@ namespace rawtodist {
 namespace HWY_NAMESPACE {
 namespace {
 namespace hn = hwy::HWY_NAMESPACE;
+namespace conf = confidence::HWY_NAMESPACE;
 
 constexpr uint16_t kSaturated = kConfidenceInvalid | kConfidenceSaturated;
 constexpr uint32_t kTooDark = kConfidenceInvalid | kConfidenceLowAmplitude;
@@ -162,18 +166,14 @@ struct RowVectors {
 template <bool kCompensateDrift>
 HWY_INLINE void vectorsOfRow(const RawToDistPhaseInput& in, int32_t row, RowVectors& vectors) {
     const hn::ScalableTag<float32_t> df;
-    const hn::RebindToUnsigned<decltype(df)> du32;
-    const hn::Rebind<uint16_t, decltype(df)> du16;
     const auto step = static_cast<int32_t>(hn::Lanes(df));
-    const auto lastExposureBit = hn::Set(du32, uint32_t{kConfidenceLastExposure});
     for (int32_t column = 0; column < kImageWidth; column += step) {
         const int32_t pixel = row + column;
         auto offsetX = hn::Set(df, in.xCorrection);
         auto offsetY = hn::Set(df, in.yCorrection);
         if constexpr (kCompensateDrift) {
-            const auto confidence = hn::PromoteTo(du32, hn::LoadU(du16, in.confidence + pixel));
             const auto last =
-                hn::RebindMask(df, hn::Eq(hn::And(confidence, lastExposureBit), lastExposureBit));
+                conf::hasBits(df, conf::load(df, in.confidence + pixel), kConfidenceLastExposure);
             const auto ambient = loadAsFloat(df, in.intensity + pixel);
             const auto driftX = hn::IfThenElse(last, hn::Set(df, in.driftX[1]), hn::Set(df, in.driftX[0]));
             const auto driftY = hn::IfThenElse(last, hn::Set(df, in.driftY[1]), hn::Set(df, in.driftY[0]));
@@ -238,9 +238,6 @@ HWY_INLINE void amplitudesOfRow(const RawToDistPhaseInput& in, const RawToDistPh
 HWY_INLINE void NEON_PixelValid(const RawToDistPhaseInput& in, const RawToDistPhaseOutput& out, int32_t row,
                                 const RowVectors& vectors) {
     const hn::ScalableTag<float32_t> df;
-    const hn::RebindToUnsigned<decltype(df)> du32;
-    const hn::RebindToSigned<decltype(df)> di32;
-    const hn::Rebind<uint16_t, decltype(df)> du16;
     const auto step = static_cast<int32_t>(hn::Lanes(df));
     const auto minAmpSquare = hn::Set(df, in.minAmpSquare);
     const auto maxSymSquare = hn::Set(df, in.maxSymSquare);
@@ -248,12 +245,12 @@ HWY_INLINE void NEON_PixelValid(const RawToDistPhaseInput& in, const RawToDistPh
         const int32_t pixel = row + column;
         const auto ampSquare = hn::Load(df, vectors.ampSquare + column);
         const auto s = loadAsFloat(df, in.S + pixel);
-        const auto tooDark = hn::RebindMask(du32, hn::Lt(ampSquare, minAmpSquare));
-        const auto asymmetric = hn::RebindMask(du32, hn::Gt(hn::Mul(s, s), hn::Mul(ampSquare, maxSymSquare)));
-        const auto bits = hn::Or(hn::IfThenElseZero(tooDark, hn::Set(du32, kTooDark)),
-                                 hn::IfThenElseZero(asymmetric, hn::Set(du32, kAsymmetric)));
-        const auto marks = hn::DemoteTo(du16, hn::BitCast(di32, bits));
-        hn::StoreU(hn::Or(hn::LoadU(du16, in.confidence + pixel), marks), du16, out.confidence + pixel);
+        const auto tooDark = hn::Lt(ampSquare, minAmpSquare);
+        const auto asymmetric = hn::Gt(hn::Mul(s, s), hn::Mul(ampSquare, maxSymSquare));
+        const auto marks = conf::narrow(df, hn::Or(conf::marksWhere(df, tooDark, kTooDark),
+                                                   conf::marksWhere(df, asymmetric, kAsymmetric)));
+        conf::storeNarrow(df, hn::Or(conf::loadNarrow(df, in.confidence + pixel), marks),
+                          out.confidence + pixel);
     }
 }
 
@@ -276,12 +273,9 @@ void ComputePhase(const RawToDistPhaseInput& input, const RawToDistPhaseOutput& 
     }
 }
 
-void XYStoAmpConf(float* ampl, uint16_t* conf, const int16_t* X, const int16_t* Y, float xCorrection,
+void XYStoAmpConf(float* ampl, uint16_t* confidence, const int16_t* X, const int16_t* Y, float xCorrection,
                   float yCorrection, float minAmp) {
     const hn::ScalableTag<float32_t> df;
-    const hn::RebindToUnsigned<decltype(df)> du32;
-    const hn::RebindToSigned<decltype(df)> di32;
-    const hn::Rebind<uint16_t, decltype(df)> du16;
     const auto step = static_cast<int32_t>(hn::Lanes(df));
     const auto minAmpSquare = hn::Set(df, minAmp * minAmp);
     for (int32_t pixel = 0; pixel < kPixelCount; pixel += step) {
@@ -289,10 +283,8 @@ void XYStoAmpConf(float* ampl, uint16_t* conf, const int16_t* X, const int16_t* 
         const auto y = hn::Sub(loadAsFloat(df, Y + pixel), hn::Set(df, yCorrection));
         const auto ampSquare = hn::Add(hn::Mul(x, x), hn::Mul(y, y));
         hn::StoreU(alsimd::HWY_NAMESPACE::neonSqrt_f32(df, ampSquare), df, ampl + pixel);
-        const auto tooDark = hn::RebindMask(du32, hn::Lt(ampSquare, minAmpSquare));
-        const auto confidence = hn::PromoteTo(du32, hn::LoadU(du16, conf + pixel));
-        const auto marked = hn::Or(confidence, hn::IfThenElseZero(tooDark, hn::Set(du32, kTooDark)));
-        hn::StoreU(hn::DemoteTo(du16, hn::BitCast(di32, marked)), du16, conf + pixel);
+        const auto marks = conf::marksWhere(df, hn::Lt(ampSquare, minAmpSquare), kTooDark);
+        conf::store(df, hn::Or(conf::load(df, confidence + pixel), marks), confidence + pixel);
     }
 }
 

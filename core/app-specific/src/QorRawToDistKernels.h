@@ -3,7 +3,9 @@
 // Per-pixel loops of the raw stage. All of them run over the whole image.
 #pragma once
 
-#include "QorRawToDist.h"
+#include "ALTypes.h"
+
+struct QorRawToDistState;  ///< of the stage; what it holds is in QorRawToDist.h
 
 /**
  * X, Y, S and first confidence of one exposure, from the four images in `state->rawPhases` to index
@@ -65,6 +67,7 @@ void RawToDist_ComputePhase(const RawToDistPhaseInput& input, const RawToDistPha
 /**
  * Raw amplitude of every pixel; `conf` gets 0x0009 where it is below `minAmp`. `ampl` and `conf` are images
  * of 38528 pixels.
+ * The pipeline itself does not call it.
  */
 void NEON_XYStoAmpConf(float* ampl, unsigned short* conf, const short* X, const short* Y, float xCorrection,
                        float yCorrection, float minAmp) noexcept;

@@ -10,6 +10,7 @@
 namespace {
 
 constexpr char_t kSourceFile[] = "core/app-specific/src/StraylightCorrection";
+constexpr FixedLineReport fail = {kSourceFile};
 
 // Lines under which failures are known.
 constexpr int32_t kLinePsfCopy = 29;
@@ -47,10 +48,6 @@ static_assert(kHalfPixels == 221184 && kLineMemoryBytes == 154112);
 FctCreateThread g_createThread = nullptr;
 FctJoinThread g_joinThread = nullptr;
 SLC_ProcessHDR_Args g_threadArgs = {};  // of the started thread, which outlives a call that failed to join it
-
-int32_t fail(int32_t line) noexcept {
-    return reportFailure(kSourceFile, nullptr, line);
-}
 
 /** The two halves of the pyramid's memory, used in turn. */
 float32_t* halfOf(ALSLC_FFTProcScratch& scratch, int32_t index) noexcept {
@@ -218,8 +215,15 @@ int32_t bilinear_upsampling(const SLC_ProcessHDR_Args& args, const Image& scatte
         reportError(kSourceFile, kLineReducedWidth, nullptr);
         return fail(kLineInterpolation);
     }
-    Straylight_Subtract({args.hdr_image, args.w, args.h, scattered.pixels, scattered.width, scattered.height,
-                         levels, args.corr_factor, lines});
+    Straylight_Subtract({.image = args.hdr_image,
+                         .width = args.w,
+                         .height = args.h,
+                         .scattered = scattered.pixels,
+                         .scatteredWidth = scattered.width,
+                         .scatteredHeight = scattered.height,
+                         .levels = levels,
+                         .factor = args.corr_factor,
+                         .lines = lines});
     return 0;
 }
 
@@ -282,15 +286,15 @@ int StraylightCorrection_Apply(const ALSLC_Calib* calib, ALSLC_State* state, ALS
 
     // One thread is started at most: there are two images, and the caller takes one of them.
     const bool onThread = inout->numberOfThreads > 1;
-    SLC_ProcessHDR_Args args = {calib,
-                                state,
-                                &scratch->fftProcScratch[0],
-                                inout->xyReal,
-                                inout->width,
-                                inout->height,
-                                systemCalib->correctionFactor,
-                                calib->binningEnabled,
-                                0};
+    SLC_ProcessHDR_Args args = {.calib = calib,
+                                .state = state,
+                                .scratch = &scratch->fftProcScratch[0],
+                                .hdr_image = inout->xyReal,
+                                .w = inout->width,
+                                .h = inout->height,
+                                .corr_factor = systemCalib->correctionFactor,
+                                .binnedMode = calib->binningEnabled,
+                                .xyidx = 0};
     int32_t thread = 0;
     if (onThread) {
         g_threadArgs = args;

@@ -69,6 +69,7 @@ struct SLC_ProcessHDR_Args {
  * Checks the sizes of the point spread function, keeps the thread functions for StraylightCorrection_Apply
  * and marks the state, so that the next call of it prepares for its level. A zeroed state needs no
  * initialisation for levels above 0 while a single thread does the work. Returns 0, or 1 after a report.
+ * The pipeline itself does not call it.
  */
 int StraylightCorrection_Init(const ALSLC_Calib* calib, ALSLC_State* state, FctGetTime ffctGetTime,
                               FctCreateThread ffctCreateThread, FctJoinThread ffctJoinThread) noexcept;

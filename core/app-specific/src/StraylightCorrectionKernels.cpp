@@ -8,7 +8,7 @@
 #define HWY_TARGET_INCLUDE "StraylightCorrectionKernels.cpp"
 #include <hwy/foreach_target.h>  // IWYU pragma: keep
 //
-#include <hwy/highway.h>
+#include "ALPixels-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace straylight {
@@ -58,40 +58,23 @@ struct RowSource {
     float32_t below;
 };
 
-/** Subtracts two weighted lines, from `x` on, as far as whole
- * vectors go. Returns the next x. */
-template <class D>
-HWY_INLINE size_t subtractVectors(D d, const RowSource& source, float32_t factor, float32_t* HWY_RESTRICT row,
-                                  size_t x, size_t count) {
-    const auto above = hn::Set(d, source.above);
-    const auto below = hn::Set(d, source.below);
-    const auto scale = hn::Set(d, factor);
-    for (; x + hn::Lanes(d) <= count; x += hn::Lanes(d)) {
-        const auto up = hn::Add(hn::Mul(hn::LoadU(d, source.lineAbove + x), above),
-                                hn::Mul(hn::LoadU(d, source.lineBelow + x), below));
-        hn::StoreU(hn::Sub(hn::LoadU(d, row + x), hn::Mul(scale, up)), d, row + x);
-    }
-    return x;
+/** Subtracts two weighted lines from the `count` pixels of a row. */
+void subtractLines(const RowSource& source, float32_t factor, float32_t* HWY_RESTRICT row, int32_t count) {
+    // Copies that no store to the row can change, so that they stay in registers.
+    const RowSource from = source;
+    alpixels::HWY_NAMESPACE::forPixels(
+        hn::ScalableTag<float32_t>(), 0, count, [=](auto d, int32_t x) HWY_ATTR {
+            const auto up = hn::Add(hn::Mul(hn::LoadU(d, from.lineAbove + x), hn::Set(d, from.above)),
+                                    hn::Mul(hn::LoadU(d, from.lineBelow + x), hn::Set(d, from.below)));
+            hn::StoreU(hn::Sub(hn::LoadU(d, row + x), hn::Mul(hn::Set(d, factor), up)), d, row + x);
+        });
 }
 
-void subtractLines(const RowSource& source, float32_t factor, float32_t* HWY_RESTRICT row, size_t count) {
-    size_t x = subtractVectors(hn::ScalableTag<float32_t>(), source, factor, row, 0, count);
-    x = subtractVectors(hn::CappedTag<float32_t, 4>(), source, factor, row, x, count);
-    for (; x < count; ++x) {
-        const float32_t up = source.lineAbove[x] * source.above + source.lineBelow[x] * source.below;
-        row[x] = row[x] - factor * up;
-    }
-}
-
-void subtractValue(float32_t value, float32_t* row, size_t count) {
-    const hn::CappedTag<float32_t, 4> d;
-    size_t x = 0;
-    for (; x + hn::Lanes(d) <= count; x += hn::Lanes(d)) {
-        hn::StoreU(hn::Sub(hn::LoadU(d, row + x), hn::Set(d, value)), d, row + x);
-    }
-    for (; x < count; ++x) {
-        row[x] = row[x] - value;
-    }
+void subtractValue(float32_t value, float32_t* row, int32_t count) {
+    alpixels::HWY_NAMESPACE::forPixels(
+        hn::CappedTag<float32_t, 4>(), 0, count, [=](auto d, int32_t x) HWY_ATTR {
+            hn::StoreU(hn::Sub(hn::LoadU(d, row + x), hn::Set(d, value)), d, row + x);
+        });
 }
 
 void Subtract(const StraylightSubtraction& s) {
@@ -118,12 +101,15 @@ void Subtract(const StraylightSubtraction& s) {
         for (size_t y = first; y < end; ++y) {
             const auto wAbove = static_cast<float32_t>(between ? rowBelow * step - y : step);
             const auto wBelow = static_cast<float32_t>(between ? y - rowAbove * step : 0);
-            const RowSource source = {current, between ? other : current, wAbove * inv, wBelow * inv};
+            const RowSource source = {.lineAbove = current,
+                                      .lineBelow = between ? other : current,
+                                      .above = wAbove * inv,
+                                      .below = wBelow * inv};
             float32_t* const row = s.image + y * width;
-            subtractLines(source, s.factor, row, interpolated);
+            subtractLines(source, s.factor, row, static_cast<int32_t>(interpolated));
             const float32_t held = (above[lastColumn] * source.above + below[lastColumn] * source.below) *
                                    static_cast<float32_t>(step);
-            subtractValue(s.factor * held, row + interpolated, width - interpolated);
+            subtractValue(s.factor * held, row + interpolated, static_cast<int32_t>(width - interpolated));
         }
         if (between) {
             std::swap(current, other);

@@ -11,6 +11,7 @@
 namespace {
 
 constexpr char_t kSourceFile[] = "core/app-specific/src/Wiggling";
+constexpr FixedLineReport fail = {kSourceFile};
 
 // Lines under which failures are known.
 constexpr int32_t kLineInitCalibNull = 81;
@@ -86,7 +87,7 @@ int32_t invertPhase(WigglingScratch& scratch) noexcept {
         while (phi < raw2calib[k]) {
             ++k;
             if (k == kSearchEnd) {
-                return reportFailure(kSourceFile, nullptr, kLineInitPhaseNotCovered);
+                return fail(kLineInitPhaseNotCovered);
             }
         }
         const float32_t w = (phi - raw2calib[k]) / (raw2calib[k + 1] - raw2calib[k]);
@@ -133,12 +134,12 @@ int32_t normalise(float32_t* invCalibLut) noexcept {
     float32_t norm_factor = 0.0F;
     if (-minLut < maxLut) {
         if (maxLut == 0.0F) {
-            return reportFailure(kSourceFile, nullptr, kLineInitMaximumIsZero);
+            return fail(kLineInitMaximumIsZero);
         }
         norm_factor = 1.0F / maxLut;
     } else {
         if (minLut == 0.0F) {
-            return reportFailure(kSourceFile, nullptr, kLineInitMinimumIsZero);
+            return fail(kLineInitMinimumIsZero);
         }
         norm_factor = 1.0F / -minLut;
     }
@@ -220,7 +221,7 @@ int32_t traceReference(const float32_t* invCalibLut, const WigglingCalib& calib,
                 reference = unit_diamond_ref(hx, hy);
                 break;
             default:
-                return reportFailure(kSourceFile, nullptr, kLineInitReferenceChanged);
+                return fail(kLineInitReferenceChanged);
         }
         curve.gamma_i[x] = phi;
         curve.q_i[x] = reference.phase;
@@ -257,12 +258,12 @@ int32_t resampleReference(const ReferenceCurve& curve, WigglingCalibReferenceFun
         while (q > q_i[k1]) {
             k0 = k1;
             if (k1 == kThreePeriods - 1) {
-                return reportFailure(kSourceFile, nullptr, kLineInitReferenceNotCovered);
+                return fail(kLineInitReferenceNotCovered);
             }
             ++k1;
         }
         if (!(q_i[k0] <= q && q <= q_i[k1])) {
-            return reportFailure(kSourceFile, nullptr, kLineInitReferenceNotMonotonic);
+            return fail(kLineInitReferenceNotMonotonic);
         }
         const float32_t p = (q - q_i[k0]) / (q_i[k1] - q_i[k0]);
         lutPhase[x] = p * curve.gamma_i[k1] + (1.0F - p) * curve.gamma_i[k0];
@@ -290,7 +291,7 @@ int32_t takeFixedPattern(const FreqDependentCalibration& c, int32_t binningEnabl
         return 0;
     }
     if (al_memcpy(out, c.FPPN, static_cast<int32_t>(sizeof c.FPPN)) != 0) {
-        return reportFailure(kSourceFile, nullptr, kLineInitFixedPatternNotCopied);
+        return fail(kLineInitFixedPatternNotCopied);
     }
     return 0;
 }
@@ -313,7 +314,7 @@ int32_t buildTables(const WigglingCalib& calib, uint32_t fidx, WigglingState& st
     ReferenceCurve curve = {};
     // Negative values count as large ones here.
     if (static_cast<uint32_t>(calib.referenceFunc) > ReferenceFunc_UnitDiamond) {
-        return reportFailure(kSourceFile, nullptr, kLineInitUnknownReference);
+        return fail(kLineInitUnknownReference);
     }
     if (traceReference(invCalibLut, calib, curve) != 0) {
         return 1;
@@ -334,19 +335,19 @@ bool isReferenceFunc(WigglingCalibReferenceFunc referenceFunc) noexcept {
 
 int32_t Wiggling_Init(const WigglingCalib* calib, WigglingState* state, WigglingScratch* scratch) noexcept {
     if (calib == nullptr) {
-        return reportFailure(kSourceFile, nullptr, kLineInitCalibNull);
+        return fail(kLineInitCalibNull);
     }
     if (state == nullptr) {
-        return reportFailure(kSourceFile, nullptr, kLineInitStateNull);
+        return fail(kLineInitStateNull);
     }
     if (calib->numFreqs > kMaxFrequencies) {
-        return reportFailure(kSourceFile, nullptr, kLineInitTooManyFrequencies);
+        return fail(kLineInitTooManyFrequencies);
     }
     if (calib->numFreqs == 0) {
         return 0;
     }
     if (calib->freqDepCalib == nullptr) {
-        return reportFailure(kSourceFile, nullptr, kLineInitNoFrequencyCalib);
+        return fail(kLineInitNoFrequencyCalib);
     }
     for (uint32_t fidx = 0; fidx < calib->numFreqs; ++fidx) {
         if (buildTables(*calib, fidx, *state, *scratch) != 0) {
@@ -359,61 +360,68 @@ int32_t Wiggling_Init(const WigglingCalib* calib, WigglingState* state, Wiggling
 int32_t Wiggling_Forward(const WigglingForwardInput* input, const WigglingState* state,
                          const WigglingCalib* calib, WigglingForwardInout* inout) noexcept {
     if (input == nullptr || state == nullptr || calib == nullptr || inout == nullptr) {
-        return reportFailure(kSourceFile, nullptr, kLineForwardRecordNull);
+        return fail(kLineForwardRecordNull);
     }
     if (input->xyReal == nullptr) {
-        return reportFailure(kSourceFile, nullptr, kLineForwardRealNull);
+        return fail(kLineForwardRealNull);
     }
     if (input->xyImag == nullptr) {
-        return reportFailure(kSourceFile, nullptr, kLineForwardImagNull);
+        return fail(kLineForwardImagNull);
     }
     if (input->numExpTimes > kMaxExposureTimes) {
-        return reportFailure(kSourceFile, nullptr, kLineForwardTooManyExposures);
+        return fail(kLineForwardTooManyExposures);
     }
     if (inout->phi == nullptr || inout->ampl == nullptr) {
-        return reportFailure(kSourceFile, nullptr, kLineForwardOutputNull);
+        return fail(kLineForwardOutputNull);
     }
     if (input->nPixel % 8 != 0) {
-        return reportFailure(kSourceFile, nullptr, kLineForwardPixelCount);
+        return fail(kLineForwardPixelCount);
     }
     if (input->freqIdx > kFreqIdxLimit) {
-        return reportFailure(kSourceFile, nullptr, kLineForwardFrequency);
+        return fail(kLineForwardFrequency);
     }
     if (input->freqIdx >= kFrequencySlots) {
         return reportFailure(kSourceFile);  // it has no tables
     }
     if (!isReferenceFunc(calib->referenceFunc)) {
-        return reportFailure(kSourceFile, nullptr, kLineForwardUnknownReference);
+        return fail(kLineForwardUnknownReference);
     }
     Wiggling_ComputeTrue(calib->referenceFunc, state->lutPhase[input->freqIdx], state->lutAmp[input->freqIdx],
-                         {input->nPixel, input->xyReal, input->xyImag, inout->phi, inout->ampl});
+                         {.pixelCount = input->nPixel,
+                          .xyReal = input->xyReal,
+                          .xyImag = input->xyImag,
+                          .phi = inout->phi,
+                          .ampl = inout->ampl});
     return 0;
 }
 
 int32_t Wiggling_Backward(const WigglingBackwardInput* input, const WigglingState* state,
                           const WigglingCalib* calib, WigglingBackwardInout* inout) noexcept {
     if (input == nullptr || state == nullptr || calib == nullptr || inout == nullptr) {
-        return reportFailure(kSourceFile, nullptr, kLineBackwardRecordNull);
+        return fail(kLineBackwardRecordNull);
     }
     if (inout->xyReal == nullptr) {
-        return reportFailure(kSourceFile, nullptr, kLineBackwardRealNull);
+        return fail(kLineBackwardRealNull);
     }
     if (inout->xyImag == nullptr) {
-        return reportFailure(kSourceFile, nullptr, kLineBackwardImagNull);
+        return fail(kLineBackwardImagNull);
     }
     if (input->phi == nullptr || input->ampl == nullptr) {
-        return reportFailure(kSourceFile, nullptr, kLineBackwardInputNull);
+        return fail(kLineBackwardInputNull);
     }
     if (input->nPixel % 4 != 0) {
-        return reportFailure(kSourceFile, nullptr, kLineBackwardPixelCount);
+        return fail(kLineBackwardPixelCount);
     }
     if (input->freqIdx > kFreqIdxLimit) {
-        return reportFailure(kSourceFile, nullptr, kLineBackwardFrequency);
+        return fail(kLineBackwardFrequency);
     }
     if (input->freqIdx >= kFrequencySlots) {
         return reportFailure(kSourceFile);  // it has no tables
     }
-    Wiggling_ComputeRaw(state->invCalibLut[input->freqIdx],
-                        {input->nPixel, input->phi, input->ampl, inout->xyReal, inout->xyImag});
+    Wiggling_ComputeRaw(state->invCalibLut[input->freqIdx], {.pixelCount = input->nPixel,
+                                                             .phi = input->phi,
+                                                             .ampl = input->ampl,
+                                                             .xyReal = inout->xyReal,
+                                                             .xyImag = inout->xyImag});
     return 0;
 }

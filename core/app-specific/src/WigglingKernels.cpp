@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "Wiggling.h"
+
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "WigglingKernels.cpp"
 #include <hwy/foreach_target.h>  // IWYU pragma: keep
@@ -126,10 +128,13 @@ void ComputeRaw(const float32_t* invCalibLut, const WigglingBackwardImages& imag
     BackwardBlock block;
     size_t begin = 0;
     for (; begin + kBlock <= images.pixelCount; begin += kBlock) {
-        rawOfBlock(
-            table,
-            {kBlock, images.phi + begin, images.ampl + begin, images.xyReal + begin, images.xyImag + begin},
-            block);
+        rawOfBlock(table,
+                   {.pixelCount = kBlock,
+                    .phi = images.phi + begin,
+                    .ampl = images.ampl + begin,
+                    .xyReal = images.xyReal + begin,
+                    .xyImag = images.xyImag + begin},
+                   block);
     }
     const size_t rest = images.pixelCount - begin;
     if (rest > 0) {
@@ -139,7 +144,9 @@ void ComputeRaw(const float32_t* invCalibLut, const WigglingBackwardImages& imag
         HWY_ALIGN float32_t xyImag[kBlock];
         std::copy_n(images.phi + begin, rest, phi);
         std::copy_n(images.ampl + begin, rest, ampl);
-        rawOfBlock(table, {kBlock, phi, ampl, xyReal, xyImag}, block);
+        rawOfBlock(table,
+                   {.pixelCount = kBlock, .phi = phi, .ampl = ampl, .xyReal = xyReal, .xyImag = xyImag},
+                   block);
         std::copy_n(xyReal, rest, images.xyReal + begin);
         std::copy_n(xyImag, rest, images.xyImag + begin);
     }
@@ -301,10 +308,13 @@ void computeTrue(const float32_t* lutPhase, const float32_t* lutAmp, const Wiggl
     ForwardBlock block;
     size_t begin = 0;
     for (; begin + kBlock <= images.pixelCount; begin += kBlock) {
-        trueOfBlock<kReferenceFunc>(
-            table,
-            {kBlock, images.xyReal + begin, images.xyImag + begin, images.phi + begin, images.ampl + begin},
-            block);
+        trueOfBlock<kReferenceFunc>(table,
+                                    {.pixelCount = kBlock,
+                                     .xyReal = images.xyReal + begin,
+                                     .xyImag = images.xyImag + begin,
+                                     .phi = images.phi + begin,
+                                     .ampl = images.ampl + begin},
+                                    block);
     }
     const size_t rest = images.pixelCount - begin;
     if (rest > 0) {
@@ -314,7 +324,9 @@ void computeTrue(const float32_t* lutPhase, const float32_t* lutAmp, const Wiggl
         HWY_ALIGN float32_t ampl[kBlock];
         std::copy_n(images.xyReal + begin, rest, xyReal);
         std::copy_n(images.xyImag + begin, rest, xyImag);
-        trueOfBlock<kReferenceFunc>(table, {kBlock, xyReal, xyImag, phi, ampl}, block);
+        trueOfBlock<kReferenceFunc>(
+            table, {.pixelCount = kBlock, .xyReal = xyReal, .xyImag = xyImag, .phi = phi, .ampl = ampl},
+            block);
         std::copy_n(phi, rest, images.phi + begin);
         std::copy_n(ampl, rest, images.ampl + begin);
     }

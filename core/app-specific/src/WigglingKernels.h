@@ -9,7 +9,9 @@
 
 #include <cstddef>
 
-#include "Wiggling.h"
+#include "ALTypes.h"
+
+enum WigglingCalibReferenceFunc : int32_t;  ///< the three shapes of Wiggling.h
 
 /** Images of `pixelCount` values. */
 struct WigglingBackwardImages {

@@ -40,18 +40,28 @@ struct RegionOfInterestScratch {
 int32_t RegionOfInterest_Apply(const RegionOfInterestInput* input, RegionOfInterestScratch* scratch,
                                RegionOfInterestOutput* output) noexcept;
 
-/** How often the outline winds around the point, positive where it turns from x to y; 0 outside. */
+/**
+ * How often the outline winds around the point, positive where it turns from x to y; 0 outside.
+ * The pipeline itself does not call it.
+ */
 int32_t polywind(ROIPolygon polygon, AlgoPoint2D point) noexcept;
 
-/** 1 if the point lies in the ellipse or on its border, else 0. An axis of length 0 contains nothing. */
+/**
+ * 1 if the point lies in the ellipse or on its border, else 0. An axis of length 0 contains nothing.
+ * The pipeline itself does not call it.
+ */
 int32_t point_in_ellipse(ROIEllipse ellipse, AlgoPoint2D point) noexcept;
 
-/** 1 if a point has x outside 0 to width (excluded) or y outside 0 to height (excluded), else 0. */
+/**
+ * 1 if a point has x outside 0 to width (excluded) or y outside 0 to height (excluded), else 0.
+ * The pipeline itself does not call it.
+ */
 int32_t ispolyoutofimagebounds(ROIPolygon polygon, int32_t width, int32_t height) noexcept;
 
 /**
  * 0 if the outline cuts itself or does not wind exactly once. Else the magnitude tells the shape (1 convex, 2
  * concave) and the sign the direction: positive where the outline turns from x to y.
+ * The pipeline itself does not call it.
  */
 int32_t ispolysimple(ROIPolygon polygon) noexcept;
 
@@ -60,6 +70,7 @@ int32_t ispolysimple(ROIPolygon polygon) noexcept;
  * hold width * height entries, and `corners` must be zero; it counts the crossings afterwards. A crossing
  * right of a line counts on the next line's first pixels, one left of it on the last pixels of the line
  * before; only those before the first or after the last pixel of the image are dropped.
+ * The pipeline itself does not call it.
  */
 void edgeflag(ROIPolygon polygon, int32_t id, int32_t width, int32_t height, uint64_t* mask,
               uint8_t* corners) noexcept;

@@ -144,13 +144,7 @@ SearchResult search(const Predictor& predictor, const AutoExposureState& state,
 
 int32_t AutoExposure_Init(AutoExposureParam* param, AutoExposureState* state,
                           AutoExposureOutput* output) noexcept {
-    if (state == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (param == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (output == nullptr) {
+    if (state == nullptr || param == nullptr || output == nullptr) {
         return reportFailure(kSourceFile);
     }
     al_mem_zero(state, sizeof *state);
@@ -213,7 +207,7 @@ int32_t AutoExposure_Apply(const AutoExposureInput* input, const AutoExposurePar
     if (param->numPieces < 1 || param->numPieces > kMaxScorePieces) {
         return reportFailure(kSourceFile);  // unchecked so far if no exposure was allowed at initialisation
     }
-    const Predictor predictor = {*input, *param, *scratch};
+    const Predictor predictor = {.input = *input, .param = *param, .scratch = *scratch};
     state->score_measure = predictor.scoreAt(input->expTimes);
     if (state->score_predicted >= 0.0F) {
         state->score_diff = state->score_measure - state->score_predicted;
@@ -251,8 +245,8 @@ int32_t settingsChanged(AutoExposureState* state, AutoExposureOutput* output, Au
     }
     state->settings = input->settings;
     state->numValidExpTimes = 0;
-    const RegionOfInterestInput regions = {input->settings.roiSettings.rois, param->imgWidth,
-                                           param->imgHeight};
+    const RegionOfInterestInput regions = {
+        .regions = input->settings.roiSettings.rois, .width = param->imgWidth, .height = param->imgHeight};
     if (RegionOfInterest_Apply(&regions, &scratch->roiScratch, &scratch->roiOutput) != 0) {
         return reportFailure(kSourceFile);
     }

@@ -134,8 +134,11 @@ float32_t predictScore(const uint32_t* expTimesCurr, const uint32_t* expTimesTes
     if (numPieces < 1 || numPieces > kMaxScorePieces || numExposures > kMaxExposures) {
         return 0.0F;
     }
-    const Prediction frame = {expTimesCurr, cumMeanHistos, cumHistos, numExposures,
-                              score_x_kneepoints[numPieces - 1]};
+    const Prediction frame = {.expTimesCurr = expTimesCurr,
+                              .cumMeanHistos = cumMeanHistos,
+                              .cumHistos = cumHistos,
+                              .numExposures = numExposures,
+                              .T_sat = score_x_kneepoints[numPieces - 1]};
     WeightedScore sum = {0, 0.0F};
     for (int32_t ei = numExposures - 1; ei >= 0; --ei) {
         float32_t score_offset = 0.0F;  // the score at the beginning of the piece

@@ -91,13 +91,7 @@ bool differ(const AlgoExtrinsicCalibration& a, const AlgoExtrinsicCalibration& b
 
 int32_t checkInitArguments(const CamToWorldState* state, const CamToWorldCalib* calib,
                            const CamToWorldParam* param, const CamToWorldOutput* output) noexcept {
-    if (state == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (calib == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (calib->intrinsicCalib == nullptr) {
+    if (state == nullptr || calib == nullptr || calib->intrinsicCalib == nullptr) {
         return reportFailure(kSourceFile);
     }
     if (calib->width < 1 || calib->width > kImageWidth) {
@@ -106,10 +100,7 @@ int32_t checkInitArguments(const CamToWorldState* state, const CamToWorldCalib* 
     if (calib->height < 1 || calib->height > kImageHeight) {
         return reportFailure(kSourceFile);
     }
-    if (param == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (output == nullptr) {
+    if (param == nullptr || output == nullptr) {
         return reportFailure(kSourceFile);
     }
     return 0;
@@ -311,13 +302,7 @@ int32_t create_bouguet_vectors(int applyDistortion, CamToWorldState* state) noex
 
 int32_t merge_calibrations(AlgoExtrinsicCalibration* world2optsys, const AlgoExtrinsicCalibration* world2ref,
                            const AlgoExtrinsicCalibration* ref2optsys) noexcept {
-    if (world2optsys == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (world2ref == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (ref2optsys == nullptr) {
+    if (world2optsys == nullptr || world2ref == nullptr || ref2optsys == nullptr) {
         return reportFailure(kSourceFile);
     }
     RM_RotationMatrix A;
@@ -364,19 +349,8 @@ int32_t CamToWorld_Init(CamToWorldState* state, const CamToWorldCalib* calib, co
 
 int32_t CamToWorld_Apply(CamToWorldState* state, CamToWorldInput* input, CamToWorldInOut* inout,
                          CamToWorldOutput* output, CamToWorldServices* services) noexcept {
-    if (state == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (input == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (input->extrinsicCalib == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (output == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (input->clipping == nullptr) {
+    if (state == nullptr || input == nullptr || input->extrinsicCalib == nullptr || output == nullptr ||
+        input->clipping == nullptr) {
         return reportFailure(kSourceFile);
     }
     if (checkClipping(*input->clipping) != 0) {
@@ -399,7 +373,11 @@ int32_t CamToWorld_Apply(CamToWorldState* state, CamToWorldInput* input, CamToWo
     if (input->numThreads > kMaxThreads) {
         return reportFailure(kSourceFile, "Number of threads exceeds maximum");
     }
-    g_applyArgs = {state, input, output, inout, al_maxi(input->numThreads, 1)};
+    g_applyArgs = {.state = state,
+                   .input = input,
+                   .output = output,
+                   .inout = inout,
+                   .numThreads = al_maxi(input->numThreads, 1)};
     if (input->numThreads >= 1) {
         return applyOnThreads(services);
     }
@@ -407,31 +385,21 @@ int32_t CamToWorld_Apply(CamToWorldState* state, CamToWorldInput* input, CamToWo
 }
 
 int32_t CamToWorld_ApplyMultiThread(CamToWorldThreadData* arg) noexcept {
-    if (arg == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (arg->applyArg == nullptr) {
+    if (arg == nullptr || arg->applyArg == nullptr) {
         return reportFailure(kSourceFile);
     }
     const CamToWorldApplyArgs& args = *arg->applyArg;
-    if (args.state == nullptr) {
+    if (args.state == nullptr || args.input == nullptr || args.output == nullptr || args.inout == nullptr) {
         return reportFailure(kSourceFile);
     }
-    if (args.input == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (args.output == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (args.inout == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    const CamToWorldPixels image = {args.state->unit_vectors, args.inout->conf, args.inout->distance,
-                                    args.output->X,           args.output->Y,   args.output->Z};
-    if (image.conf == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (image.distance == nullptr || image.X == nullptr || image.Y == nullptr || image.Z == nullptr) {
+    const CamToWorldPixels image = {.unitVectors = args.state->unit_vectors,
+                                    .conf = args.inout->conf,
+                                    .distance = args.inout->distance,
+                                    .X = args.output->X,
+                                    .Y = args.output->Y,
+                                    .Z = args.output->Z};
+    if (image.conf == nullptr || image.distance == nullptr || image.X == nullptr || image.Y == nullptr ||
+        image.Z == nullptr) {
         return reportFailure(kSourceFile);
     }
     const ClippingCuboid* const clipping = args.input->clipping;
@@ -447,12 +415,12 @@ int32_t CamToWorld_ApplyMultiThread(CamToWorldThreadData* arg) noexcept {
         return 1;
     }
     const int32_t first = slice.startIdx;
-    const CamToWorldPixels pixels = {image.unitVectors + kFloatsPerRay * first,
-                                     image.conf + first,
-                                     image.distance + first,
-                                     image.X + first,
-                                     image.Y + first,
-                                     image.Z + first};
+    const CamToWorldPixels pixels = {.unitVectors = image.unitVectors + kFloatsPerRay * first,
+                                     .conf = image.conf + first,
+                                     .distance = image.distance + first,
+                                     .X = image.X + first,
+                                     .Y = image.Y + first,
+                                     .Z = image.Z + first};
     const AlgoExtrinsicCalibration& pose = args.state->currentCalib;
     CamToWorld_ComputePoints(pixels, {pose.transX, pose.transY, pose.transZ}, *clipping,
                              slice.endIdx - first);

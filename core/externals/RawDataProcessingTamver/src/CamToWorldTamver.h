@@ -12,16 +12,6 @@ enum CamToWorld_BinningMode : int32_t {
     CamToWorld_BinningMAX = 2,
 };
 
-/** Points outside are marked invalid, metres. */
-struct ClippingCuboid {
-    alif_float32_t xMin;
-    alif_float32_t xMax;
-    alif_float32_t yMin;
-    alif_float32_t yMax;
-    alif_float32_t zMin;
-    alif_float32_t zMax;
-};
-
 /** The camera models that the stage keeps. */
 struct IntrinsicCalibrationVariants {
     AlgoIntrinsicCalibration intrinsicCalib;         ///< halved for binning

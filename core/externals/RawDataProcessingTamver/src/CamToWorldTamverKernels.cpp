@@ -8,13 +8,15 @@
 #define HWY_TARGET_INCLUDE "CamToWorldTamverKernels.cpp"
 #include <hwy/foreach_target.h>  // IWYU pragma: keep
 //
-#include <hwy/highway.h>
+#include "ALPixels-inl.h"
+#include "Confidence-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace camtoworld {
 namespace HWY_NAMESPACE {
 namespace {
 namespace hn = hwy::HWY_NAMESPACE;
+namespace conf = confidence::HWY_NAMESPACE;
 
 constexpr uint32_t kClippedBits = kConfidenceInvalid | kConfidenceOutside;
 
@@ -44,15 +46,9 @@ HWY_INLINE void rotateVectors(DF df, const Rotation& rotation, const float32_t* 
 void RotateVectors(const float32_t (&matrix)[3][3], const float32_t* vectors, float32_t* rotated,
                    int32_t count) {
     const Rotation rotation(matrix);
-    const hn::ScalableTag<float32_t> df;
-    const auto step = static_cast<int32_t>(hn::Lanes(df));
-    int32_t i = 0;
-    for (; i + step <= count; i += step) {
-        rotateVectors(df, rotation, vectors + 3 * i, rotated + 3 * i);
-    }
-    for (; i < count; ++i) {
-        rotateVectors(hn::CappedTag<float32_t, 1>(), rotation, vectors + 3 * i, rotated + 3 * i);
-    }
+    alpixels::HWY_NAMESPACE::forPixels(
+        hn::ScalableTag<float32_t>(), 0, count,
+        [&](auto df, int32_t i) HWY_ATTR { rotateVectors(df, rotation, vectors + 3 * i, rotated + 3 * i); });
 }
 
 /** The cuboid, and half the edge of the largest cube around the origin that lies in
@@ -66,9 +62,7 @@ struct Clipping {
 
 /** Confidence bits of the points outside of the cuboid, whose distance is not 0. */
 template <class DF, class V = hn::Vec<DF>>
-HWY_INLINE hn::Vec<hn::RebindToUnsigned<DF>> clippedBits(DF df, const ClippingCuboid& cuboid, V distance, V x,
-                                                         V y, V z) {
-    const hn::RebindToUnsigned<DF> du;
+HWY_INLINE conf::Bits<DF> clippedBits(DF df, const ClippingCuboid& cuboid, V distance, V x, V y, V z) {
     const auto beyond = [df](V v, float32_t lowest, float32_t highest) HWY_ATTR {
         return hn::Or(hn::Gt(hn::Set(df, lowest), v), hn::Gt(v, hn::Set(df, highest)));
     };
@@ -76,7 +70,7 @@ HWY_INLINE hn::Vec<hn::RebindToUnsigned<DF>> clippedBits(DF df, const ClippingCu
         hn::Or(hn::Or(beyond(x, cuboid.xMin, cuboid.xMax), beyond(y, cuboid.yMin, cuboid.yMax)),
                beyond(z, cuboid.zMin, cuboid.zMax));
     const auto clipped = hn::AndNot(hn::Eq(distance, hn::Zero(df)), outside);
-    return hn::IfThenElseZero(hn::RebindMask(du, clipped), hn::Set(du, kClippedBits));
+    return conf::marksWhere(df, clipped, kClippedBits);
 }
 
 /**
@@ -99,7 +93,6 @@ HWY_INLINE void computePoints(DF df, const CamToWorldPixels& pixels, const AlgoP
                               const Clipping& clipping, int32_t i) {
     const hn::RebindToUnsigned<DF> du;
     const hn::RebindToSigned<DF> di;
-    const hn::Rebind<uint16_t, DF> d16;
     hn::Vec<DF> x;
     hn::Vec<DF> y;
     hn::Vec<DF> z;
@@ -109,12 +102,12 @@ HWY_INLINE void computePoints(DF df, const CamToWorldPixels& pixels, const AlgoP
     y = hn::Add(hn::Set(df, origin.y), hn::Mul(distance, y));
     z = hn::Add(hn::Set(df, origin.z), hn::Mul(distance, z));
 
-    auto conf = hn::PromoteTo(du, hn::LoadU(d16, pixels.conf + i));
+    auto confidence = conf::load(df, pixels.conf + i);
     if (!allInCube(df, clipping, x, y, z)) {
-        conf = hn::Or(conf, clippedBits(df, clipping.cuboid, distance, x, y, z));
-        hn::StoreU(hn::DemoteTo(d16, hn::BitCast(di, conf)), d16, pixels.conf + i);
+        confidence = hn::Or(confidence, clippedBits(df, clipping.cuboid, distance, x, y, z));
+        conf::store(df, confidence, pixels.conf + i);
     }
-    const auto validBit = hn::AndNot(conf, hn::Set(du, uint32_t{kConfidenceInvalid}));
+    const auto validBit = hn::AndNot(confidence, hn::Set(du, uint32_t{kConfidenceInvalid}));
     const auto validity = hn::ConvertTo(df, hn::BitCast(di, validBit));
     hn::StoreU(hn::Mul(x, validity), df, pixels.X + i);
     hn::StoreU(hn::Mul(y, validity), df, pixels.Y + i);
@@ -124,16 +117,10 @@ HWY_INLINE void computePoints(DF df, const CamToWorldPixels& pixels, const AlgoP
 
 // The records come by value: no store to an image can change them, so that they stay in registers.
 void ComputePoints(CamToWorldPixels pixels, AlgoPoint3D origin, ClippingCuboid cuboid, int32_t count) {
-    const hn::ScalableTag<float32_t> df;
-    const auto step = static_cast<int32_t>(hn::Lanes(df));
     const Clipping clipping(cuboid);
-    int32_t i = 0;
-    for (; i + step <= count; i += step) {
-        computePoints(df, pixels, origin, clipping, i);
-    }
-    for (; i < count; i += 4) {
-        computePoints(hn::CappedTag<float32_t, 4>(), pixels, origin, clipping, i);
-    }
+    alpixels::HWY_NAMESPACE::forPixels(hn::ScalableTag<float32_t>(), 0, count,
+                                       [&](auto df, int32_t i)
+                                           HWY_ATTR { computePoints(df, pixels, origin, clipping, i); });
 }
 
 }  // namespace

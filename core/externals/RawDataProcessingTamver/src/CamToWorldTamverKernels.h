@@ -3,7 +3,7 @@
 // Loops over the rays and pixels of the distance to cartesian stage.
 #pragma once
 
-#include "CamToWorldTamver.h"
+#include "ALTypes.h"
 
 /** What the points of a stretch of pixels are computed from; the pointers stand at its first pixel. */
 struct CamToWorldPixels {

@@ -61,7 +61,7 @@ struct Share {
 Share shareOf(int32_t total, int32_t threadIdx, int32_t numThreads) noexcept {
     const int32_t each = al_truncate(static_cast<float32_t>(total) / static_cast<float32_t>(numThreads));
     const int32_t begin = threadIdx * each;
-    return {each, begin, threadIdx == numThreads - 1 ? total : begin + each};
+    return {.each = each, .begin = begin, .end = threadIdx == numThreads - 1 ? total : begin + each};
 }
 
 int32_t applyTemporalMean(const ImageFilterApplyArgs& args, const Share& pixels) noexcept {
@@ -231,10 +231,7 @@ int32_t ImageFilter_Init(ImageFilterState* state, const ImageFilterParam* param,
     if (state == nullptr) {
         return reportFailure(kSourceFile, "State pointer is NULL");
     }
-    if (services == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (param == nullptr) {
+    if (services == nullptr || param == nullptr) {
         return reportFailure(kSourceFile);
     }
     const bool needsMutex = param->numThreads > 0;
@@ -311,10 +308,7 @@ int32_t ImageFilter_Clear(ImageFilterState* state, ImageFilterServices* services
     if (state->mutexAllocated == 0) {
         return 0;
     }
-    if (services == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (services->fctMutexDestroy == nullptr) {
+    if (services == nullptr || services->fctMutexDestroy == nullptr) {
         return reportFailure(kSourceFile);
     }
     if (services->fctMutexDestroy(state->mutexHandle) != 0) {

@@ -124,7 +124,10 @@ int32_t ImageFilter_Apply(ImageFilterState* state, const ImageFilterInput* input
                           ImageFilterScratch* scratch, ImageFilterParam* param,
                           ImageFilterServices* services) noexcept;
 
-/** Destroys the mutex, if there is one. Returns 0, or 1 after a reported failure. */
+/**
+ * Destroys the mutex, if there is one. Returns 0, or 1 after a reported failure.
+ * The pipeline itself does not call it.
+ */
 int32_t ImageFilter_Clear(ImageFilterState* state, ImageFilterServices* services) noexcept;
 
 // The steps of ImageFilter_Apply.
@@ -206,5 +209,6 @@ int32_t applySpatialBilateralFilter(float32_t* inOutImage, int32_t noCols, int32
 /**
  * Zeroes the `maskSizeHN` outermost lines and columns. Fails for a null pointer, a border that does not fit
  * twice into the image, and a width that is no multiple of 4. Returns 0, or 1 after a reported failure.
+ * The pipeline itself does not call it.
  */
 int32_t zeroImageBorder(float32_t* matrix, int32_t width, int32_t height, int32_t maskSizeHN) noexcept;

@@ -34,8 +34,11 @@ bool fitsIntoScratch(int32_t noCols, int32_t noRows) noexcept {
 /** The lines of a band around which a mask fits. */
 FilterBand bandOf(float32_t* inOutImage, const ImageFilterScratch& scratch, int32_t noCols, int32_t noRows,
                   int32_t startLine, int32_t endLine, int32_t halfSize) noexcept {
-    return {scratch.inImage, inOutImage, noCols, std::max(startLine, halfSize),
-            std::min(endLine, noRows - halfSize)};
+    return {.source = scratch.inImage,
+            .target = inOutImage,
+            .width = noCols,
+            .firstLine = std::max(startLine, halfSize),
+            .lastLine = std::min(endLine, noRows - halfSize)};
 }
 
 void buildSpatialWeights(const SpatialFilterBilateralSettings& settings, int32_t halfSize,
@@ -94,13 +97,7 @@ int32_t updateBilateralTables(const SpatialFilterBilateralSettings& settings, in
 int32_t applySpatialMedianFilter(float32_t* inOutImage, int32_t noCols, int32_t noRows, int32_t startLine,
                                  int32_t endLine, ImageFilterScratch* scratch,
                                  const SpatialFilterMedianSettings* settings, int32_t threadIdx) noexcept {
-    if (inOutImage == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (scratch == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (settings == nullptr) {
+    if (inOutImage == nullptr || scratch == nullptr || settings == nullptr) {
         return reportFailure(kSourceFile);
     }
     const int32_t halfSize = halfSizeOf(settings->maskSize);
@@ -161,8 +158,10 @@ int32_t applySpatialBilateralFilter(float32_t* inOutImage, int32_t noCols, int32
         return 1;  // the mutex stays taken: the tables are half made
     }
     imf_unlockMutex(services, state);
-    const BilateralWeights weights = {state->bilatSpatialWeights, state->bilatGaussLUTSlope,
-                                      state->bilatGaussLUTOffset, state->bilatLUTStep};
+    const BilateralWeights weights = {.spatial = state->bilatSpatialWeights,
+                                      .slope = state->bilatGaussLUTSlope,
+                                      .offset = state->bilatGaussLUTOffset,
+                                      .step = state->bilatLUTStep};
     ImageFilter_ComputeBilateral(halfSize, weights,
                                  bandOf(inOutImage, *scratch, noCols, noRows, startLine, endLine, halfSize));
     return 0;

@@ -6,13 +6,13 @@
 #include <cstdlib>
 #include <utility>
 
-#include "QorRecords.h"
-
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "ImageFilterSpatialKernels.cpp"
 #include <hwy/foreach_target.h>  // IWYU pragma: keep
 //
+#include "ALPixels-inl.h"
 #include "ALSimd-inl.h"
+#include "Confidence-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace imagefilter {
@@ -20,6 +20,7 @@ namespace HWY_NAMESPACE {
 namespace {
 namespace hn = hwy::HWY_NAMESPACE;
 namespace al = alsimd::HWY_NAMESPACE;
+namespace conf = confidence::HWY_NAMESPACE;
 
 using OneLane = hn::CappedTag<float32_t, 1>;
 
@@ -461,26 +462,19 @@ constexpr float32_t kSmallestDistance = 1e-6F;
 template <class DF>
 HWY_INLINE void updatePixels(DF df, const float32_t* distance, uint16_t* confidence) {
     const hn::Rebind<uint16_t, DF> du16;
-    const hn::RebindToSigned<DF> di32;
     const auto invalidBit = hn::Set(du16, kConfidenceInvalid);
     const auto isInvalid = hn::Le(hn::LoadU(df, distance), hn::Set(df, kSmallestDistance));
-    const auto invalidNow = hn::DemoteTo(
-        du16, hn::IfThenElseZero(hn::RebindMask(di32, isInvalid), hn::Set(di32, kConfidenceInvalid)));
-    const auto before = hn::LoadU(du16, confidence);
+    const auto invalidNow = conf::narrow(df, conf::marksWhere(df, isInvalid, kConfidenceInvalid));
+    const auto before = conf::loadNarrow(df, confidence);
     const auto differs = hn::Ne(hn::And(before, invalidBit), invalidNow);
     const auto changed = hn::IfThenElseZero(differs, hn::Set(du16, kConfidenceChanged));
-    hn::StoreU(hn::Or(hn::Or(hn::AndNot(invalidBit, before), invalidNow), changed), du16, confidence);
+    conf::storeNarrow(df, hn::Or(hn::Or(hn::AndNot(invalidBit, before), invalidNow), changed), confidence);
 }
 
 void UpdateConfidence(const float32_t* distance, uint16_t* confidence, int32_t pixelCount) {
-    const hn::ScalableTag<float32_t> df;
-    int32_t i = 0;
-    for (; i <= pixelCount - lanesOf(df); i += lanesOf(df)) {
-        updatePixels(df, distance + i, confidence + i);
-    }
-    for (; i < pixelCount; ++i) {
-        updatePixels(OneLane(), distance + i, confidence + i);
-    }
+    alpixels::HWY_NAMESPACE::forPixels(hn::ScalableTag<float32_t>(), 0, pixelCount,
+                                       [&](auto df, int32_t i)
+                                           HWY_ATTR { updatePixels(df, distance + i, confidence + i); });
 }
 
 }  // namespace

@@ -55,8 +55,10 @@ int32_t applyTemporalMeanFilter(float32_t* inOutImage, int32_t startIdx, int32_t
     if (tempBuf->currentTempBuf >= kMaxTemporalFrames || !liesInHistory(startIdx, endIdx)) {
         return reportFailure(kSourceFile);
     }
-    const TemporalMeanImages images = {inOutImage, tempBuf->values[tempBuf->currentTempBuf], tempBuf->sum,
-                                       tempBuf->tempNoValidPixels};
+    const TemporalMeanImages images = {.image = inOutImage,
+                                       .oldest = tempBuf->values[tempBuf->currentTempBuf],
+                                       .sum = tempBuf->sum,
+                                       .validFrames = tempBuf->tempNoValidPixels};
     return ImageFilter_AverageOverTime(images, startIdx, endIdx) == 0 ? 0 : reportFailure(kSourceFile);
 }
 
@@ -112,7 +114,10 @@ int32_t applyTemporalAdExpFilter(float32_t* distInOut, float32_t* ampInOut, int3
     weight.offset = settings->minSDAlpha - weight.slope * settings->minSmoothDiff;
     weight.smallest = settings->minSDAlpha;
     weight.largest = settings->maxSDAlpha;
-    const AdaptiveImages images = {distInOut, ampInOut, tempBuf->values[0], tempBuf->values[1]};
+    const AdaptiveImages images = {.image = distInOut,
+                                   .other = ampInOut,
+                                   .smoothed = tempBuf->values[0],
+                                   .previousOther = tempBuf->values[1]};
     ImageFilter_SmoothAdaptively(weight, images, startIdx, endIdx);
     return 0;
 }

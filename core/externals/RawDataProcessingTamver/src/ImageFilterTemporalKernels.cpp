@@ -5,6 +5,7 @@
 #define HWY_TARGET_INCLUDE "ImageFilterTemporalKernels.cpp"
 #include <hwy/foreach_target.h>  // IWYU pragma: keep
 //
+#include "ALPixels-inl.h"
 #include "ALSimd-inl.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -13,8 +14,6 @@ namespace HWY_NAMESPACE {
 namespace {
 namespace hn = hwy::HWY_NAMESPACE;
 namespace al = alsimd::HWY_NAMESPACE;
-
-using OneLane = hn::CappedTag<float32_t, 1>;
 
 /**
  * A vector of pixels from i on. False, and nothing written, if one of them has a negative number of
@@ -53,18 +52,11 @@ HWY_INLINE void moveHistoryOn(const TemporalMeanImages& images, int32_t i) {
 }
 
 int32_t AverageOverTime(const TemporalMeanImages& images, int32_t first, int32_t last) {
-    const hn::ScalableTag<float32_t> df;
-    const auto step = static_cast<int32_t>(hn::Lanes(df));
-    int32_t i = first;
-    while (i <= last - step && averagePixels(df, images, i)) {
-        i += step;
-    }
-    // The rest of the range, or the pixels up to the one that stops the filter.
-    while (i < last && averagePixels(OneLane(), images, i)) {
-        ++i;
-    }
-    if (i < last) {
-        moveHistoryOn(images, i);
+    const int32_t stop = alpixels::HWY_NAMESPACE::forPixelsWhile(
+        hn::ScalableTag<float32_t>(), first, last,
+        [&](auto df, int32_t i) HWY_ATTR { return averagePixels(df, images, i); });
+    if (stop < last) {
+        moveHistoryOn(images, stop);
         return 1;
     }
     return 0;
@@ -90,15 +82,9 @@ HWY_INLINE void smoothPixels(DF df, const AdaptiveWeight& weight, const Adaptive
 
 void SmoothAdaptively(const AdaptiveWeight& weight, const AdaptiveImages& images, int32_t first,
                       int32_t last) {
-    const hn::ScalableTag<float32_t> df;
-    const auto step = static_cast<int32_t>(hn::Lanes(df));
-    int32_t i = first;
-    for (; i <= last - step; i += step) {
-        smoothPixels(df, weight, images, i);
-    }
-    for (; i < last; ++i) {
-        smoothPixels(OneLane(), weight, images, i);
-    }
+    alpixels::HWY_NAMESPACE::forPixels(hn::ScalableTag<float32_t>(), first, last,
+                                       [&](auto df, int32_t i)
+                                           HWY_ATTR { smoothPixels(df, weight, images, i); });
 }
 
 }  // namespace

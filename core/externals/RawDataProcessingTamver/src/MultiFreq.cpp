@@ -13,6 +13,7 @@
 namespace {
 
 constexpr char_t kSourceFile[] = "core/externals/RawDataProcessingTamver/src/MultiFreq";
+constexpr FixedLineReport fail = {kSourceFile};
 
 // Lines under which failures are reported, whatever the source looks like today.
 constexpr int32_t kLineInitState = 82;
@@ -54,11 +55,9 @@ constexpr int32_t kLineLineDistPercentage = 721;
 constexpr int32_t kLineBin = 752;
 constexpr int32_t kLineBinOfFilter = 812;
 
-constexpr char_t kModeText[] = "Unsupported frequency mode";
+static_assert(kLineBins == kTwoFreqBins);
 
-int32_t fail(int32_t line, const char_t* message = nullptr) noexcept {
-    return reportFailure(kSourceFile, message, line);
-}
+constexpr char_t kModeText[] = "Unsupported frequency mode";
 
 // ---------------------------------------------------------------------------------------------------------------------
 // Initialisation
@@ -283,19 +282,7 @@ int32_t MultiFreq_Init(MultiFreqState* state, MultiFreqParam* param, const Multi
 int32_t MultiFreq_Apply(MultiFreqState* state, MultiFreqScratch* scratch, const MultiFreqCalib* calib,
                         const MultiFreqInput* input, const MultiFreqParam* param, MultiFreqOutput* output,
                         MultiFreqServices* services) noexcept {
-    if (state == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (calib == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (input == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (param == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (output == nullptr) {
+    if (state == nullptr || calib == nullptr || input == nullptr || param == nullptr || output == nullptr) {
         return reportFailure(kSourceFile);
     }
     if (input->currentFreqIdx < 0 || input->currentFreqIdx >= kFrequencySlots) {
@@ -320,7 +307,13 @@ int32_t MultiFreq_Apply(MultiFreqState* state, MultiFreqScratch* scratch, const 
     // Static: if a worker cannot be started, the workers before it still run after this call returns.
     static MultiFreqApplyArgs applyArgs;
     static MultiFreqThreadData threadData[kMaxThreads];
-    applyArgs = {state, param, calib, input, output, al_maxi(param->numThreads, 1), scratch};
+    applyArgs = {.state = state,
+                 .param = param,
+                 .calib = calib,
+                 .input = input,
+                 .output = output,
+                 .numThreads = al_maxi(param->numThreads, 1),
+                 .scratch = scratch};
     for (int32_t t = 0; t < kMaxThreads; ++t) {
         threadData[t] = {&applyArgs, t};
     }
@@ -421,12 +414,12 @@ int32_t ApplyThreeFreq(MultiFreqState* state, const MultiFreqCalib* calib, Multi
     }
     const float32_t lineDistThresh =
         (state->halfLineDist3Freq * input->threeFreqMax3FLineDistPercentage) * 0.01F;
-    const PairResults pairs = {inter0->distance,
-                               inter1->distance,
-                               inter0->confidence,
-                               inter1->confidence,
-                               state->effectiveMeasurementRange,
-                               lineDistThresh};
+    const PairResults pairs = {.distance0 = inter0->distance,
+                               .distance1 = inter1->distance,
+                               .confidence0 = inter0->confidence,
+                               .confidence1 = inter1->confidence,
+                               .range = state->effectiveMeasurementRange,
+                               .maxDiff = lineDistThresh};
     MultiFreq_CombinePairs(pairs, distance, confidence, startLine * input->width, endLine * input->width);
     setComplete(*output);
     return 0;
@@ -440,12 +433,12 @@ int32_t assign2QDistance(const MultiFreqState* state, const MultiFreqInput* inpu
     const int32_t preceding = state->precedingFreqIdx;
     const int32_t combination = combinationOfIds(*calib, current, preceding);
     const int32_t h = combination >= 0 ? state->frequencyHoppingIndices[combination] : -1;
-    const LinePixels pixels = {input->currentDistance,
-                               input->previousDistance,
-                               input->currentConfidence,
-                               input->previousConfidence,
-                               distOutput,
-                               confOutput};
+    const LinePixels pixels = {.currentDistance = input->currentDistance,
+                               .previousDistance = input->previousDistance,
+                               .currentConfidence = input->currentConfidence,
+                               .previousConfidence = input->previousConfidence,
+                               .distance = distOutput,
+                               .confidence = confOutput};
     if (pixels.previousDistance == nullptr) {
         return fail(kLinePreviousDistance);
     }
@@ -455,13 +448,9 @@ int32_t assign2QDistance(const MultiFreqState* state, const MultiFreqInput* inpu
     if (lineDistPercentage < 0.0F) {
         return fail(kLineLineDistPercentage, "twoFreqMaxLineDistPercentage out of range");
     }
-    if (pixels.currentConfidence == nullptr || pixels.previousConfidence == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (distOutput == nullptr || confOutput == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (input->filterAssignment != 0 && scratch == nullptr) {
+    if (pixels.currentConfidence == nullptr || pixels.previousConfidence == nullptr ||
+        distOutput == nullptr || confOutput == nullptr ||
+        (input->filterAssignment != 0 && scratch == nullptr)) {
         return reportFailure(kSourceFile);
     }
 
@@ -486,7 +475,11 @@ int32_t assign2QDistance(const MultiFreqState* state, const MultiFreqInput* inpu
     if (MultiFreq_AssignLines(table, pixels, scratch->lineIndices, first, last) != 0) {
         return fail(kLineBinOfFilter);
     }
-    const LineVote vote = {scratch->lineIndices, distOutput, confOutput, input->width, input->height};
+    const LineVote vote = {.lineIndices = scratch->lineIndices,
+                           .distance = distOutput,
+                           .confidence = confOutput,
+                           .width = input->width,
+                           .height = input->height};
     MultiFreq_VoteOnLines(table, lut.offsetLut, vote, startLine, endLine);
     return 0;
 }

@@ -8,13 +8,15 @@
 #define HWY_TARGET_INCLUDE "MultiFreqKernels.cpp"
 #include <hwy/foreach_target.h>  // IWYU pragma: keep
 //
-#include <hwy/highway.h>
+#include "ALPixels-inl.h"
+#include "Confidence-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace multifreq {
 namespace HWY_NAMESPACE {
 namespace {
 namespace hn = hwy::HWY_NAMESPACE;
+namespace conf = confidence::HWY_NAMESPACE;
 
 // On most machines reading a table is not a vector operation. So pixels go through in blocks and passes:
 // vectors find the bins, plain loads fetch their contents, vectors compute the results. What one pass leaves
@@ -28,14 +30,10 @@ template <class DF>
 using OneLane = hn::CappedTag<hn::TFromD<DF>, 1>;
 
 /** The bits of `confidence`, and `bits` as well where `mask` holds. */
-template <class DF, class M>
-HWY_INLINE hn::Vec<hn::Rebind<uint16_t, DF>> markWhere(DF, M mask, uint32_t bits,
-                                                       hn::Vec<hn::Rebind<uint16_t, DF>> confidence) {
-    const hn::RebindToUnsigned<DF> du32;
-    const hn::RebindToSigned<DF> di32;
-    const hn::Rebind<uint16_t, DF> du16;
-    const auto marks = hn::IfThenElseZero(hn::RebindMask(du32, mask), hn::Set(du32, bits));
-    return hn::Or(confidence, hn::DemoteTo(du16, hn::BitCast(di32, marks)));
+template <class DF>
+HWY_INLINE conf::NarrowBits<DF> markWhere(DF df, hn::Mask<DF> mask, uint32_t bits,
+                                          conf::NarrowBits<DF> confidence) {
+    return hn::Or(confidence, conf::narrow(df, conf::marksWhere(df, mask, bits)));
 }
 
 /** Both distances of a vector of pixels. */
@@ -57,10 +55,9 @@ HWY_INLINE Measurement<DF> loadMeasurement(DF df, const LinePixels& pixels, int3
 }
 
 template <class DF>
-HWY_INLINE hn::Vec<hn::Rebind<uint16_t, DF>> mergedConfidence(DF, const LinePixels& pixels, int32_t pixel) {
-    const hn::Rebind<uint16_t, DF> du16;
-    return hn::Or(hn::LoadU(du16, pixels.previousConfidence + pixel),
-                  hn::LoadU(du16, pixels.currentConfidence + pixel));
+HWY_INLINE conf::NarrowBits<DF> mergedConfidence(DF df, const LinePixels& pixels, int32_t pixel) {
+    return hn::Or(conf::loadNarrow(df, pixels.previousConfidence + pixel),
+                  conf::loadNarrow(df, pixels.currentConfidence + pixel));
 }
 
 /** Bins of `count` pixels, whole vectors. False if one lies
@@ -74,7 +71,7 @@ HWY_INLINE bool findBins(DF df, const LineTable& table, const LinePixels& pixels
     const auto lutOffset = hn::Set(df, table.lutOffset);
     const auto invResolution = hn::Set(df, table.invResolution);
     const auto below = hn::Set(df, -1.0F);
-    const auto beyond = hn::Set(df, static_cast<float32_t>(kTwoFreqBins));
+    const auto beyond = hn::Set(df, static_cast<float32_t>(kLineBins));
     auto inside = hn::Lt(below, beyond);
     for (int32_t i = 0; i < count; i += step) {
         const auto m = loadMeasurement(df, pixels, first + i);
@@ -127,7 +124,6 @@ template <bool kForVote, class DF>
 HWY_INLINE void assignBlock(DF df, const LineTable& table, const LinePixels& pixels, int32_t* lineIndices,
                             int32_t first, int32_t count, const float32_t* fetched) {
     const hn::RebindToSigned<DF> di32;
-    const hn::Rebind<uint16_t, DF> du16;
     const auto step = static_cast<int32_t>(hn::Lanes(df));
     const auto maxLineDist = hn::Set(df, table.maxLineDist);
     for (int32_t i = 0; i < count; i += step) {
@@ -145,9 +141,9 @@ HWY_INLINE void assignBlock(DF df, const LineTable& table, const LinePixels& pix
         }
         const auto empty = hn::Or(m.missing, refused);
         hn::StoreU(hn::IfThenZeroElse(empty, distance), df, pixels.distance + pixel);
-        hn::StoreU(
-            markWhere(df, hn::AndNot(m.missing, refused), kNoLineBits, mergedConfidence(df, pixels, pixel)),
-            du16, pixels.confidence + pixel);
+        const auto marked =
+            markWhere(df, hn::AndNot(m.missing, refused), kNoLineBits, mergedConfidence(df, pixels, pixel));
+        conf::storeNarrow(df, marked, pixels.confidence + pixel);
         if constexpr (kForVote) {
             const auto line =
                 hn::IfThenElse(empty, hn::Set(df, static_cast<float32_t>(kNoLineIndex)), lineValue);
@@ -226,23 +222,14 @@ class LineRow {
     HWY_ALIGN int8_t lines_[kMargin + kImageWidth + kMargin] = {};
 };
 
-template <class DI>
-HWY_INLINE int32_t narrowColumns(DI di, const int32_t* lineIndices, int32_t column, int32_t width,
-                                 int8_t* lines) {
-    const hn::Rebind<int8_t, DI> d8;
-    const auto step = static_cast<int32_t>(hn::Lanes(di));
-    for (; column + step <= width; column += step) {
-        hn::StoreU(hn::DemoteTo(d8, hn::LoadU(di, lineIndices + column)), d8, lines + column);
-    }
-    return column;
-}
-
 HWY_INLINE void narrowRow(const LineVote& vote, int32_t y, LineRow& row) {
-    const hn::ScalableTag<int32_t> di;
-    const hn::CappedTag<int32_t, 1> oneLane;
     const int32_t* const lineIndices = vote.lineIndices + y * vote.width;
-    const int32_t column = narrowColumns(di, lineIndices, 0, vote.width, row.columns());
-    narrowColumns(oneLane, lineIndices, column, vote.width, row.columns());
+    int8_t* const columns = row.columns();
+    alpixels::HWY_NAMESPACE::forPixels(
+        hn::ScalableTag<int32_t>(), 0, vote.width, [&](auto di, int32_t column) HWY_ATTR {
+            const hn::Rebind<int8_t, decltype(di)> d8;
+            hn::StoreU(hn::DemoteTo(d8, hn::LoadU(di, lineIndices + column)), d8, columns + column);
+        });
 }
 
 /** Votes of a vector of pixels, counted downward from 0: a comparison that holds is -1. */
@@ -295,34 +282,25 @@ HWY_INLINE void voteOnRow(const LineRow& above, const LineRow& row, const LineRo
     voted.columns()[width - 1] = row.columns()[width - 1];
 }
 
+/** Adds the distances of the lines to a vector of pixels. */
 template <class DF>
-HWY_INLINE int32_t addLines(DF df, const LineTable& table, const float32_t* addends, int32_t column,
-                            int32_t width, float32_t* distance, uint16_t* confidence) {
-    const hn::RebindToUnsigned<DF> du32;
-    const hn::Rebind<uint16_t, DF> du16;
-    const auto step = static_cast<int32_t>(hn::Lanes(df));
-    const auto invalidBit = hn::Set(du32, uint32_t{kConfidenceInvalid});
-    for (; column + step <= width; column += step) {
-        const auto withinLine = hn::LoadU(df, distance + column);
-        const auto merged = hn::LoadU(du16, confidence + column);
-        const auto bits = hn::PromoteTo(du32, merged);
-        const auto invalid = hn::RebindMask(df, hn::Eq(hn::And(bits, invalidBit), invalidBit));
-        const auto ranged = intoRange(df, table, hn::Add(withinLine, hn::LoadU(df, addends + column)));
-        const auto assigned = hn::IfThenZeroElse(ranged.outside, ranged.value);
-        hn::StoreU(hn::IfThenElse(invalid, withinLine, assigned), df, distance + column);
-        hn::StoreU(markWhere(df, hn::AndNot(invalid, ranged.outside), kNoLineBits, merged), du16,
-                   confidence + column);
-    }
-    return column;
+HWY_INLINE void addLines(DF df, const LineTable& table, const float32_t* addends, float32_t* distance,
+                         uint16_t* confidence) {
+    const auto withinLine = hn::LoadU(df, distance);
+    const auto merged = conf::loadNarrow(df, confidence);
+    const auto invalid = conf::isInvalid(df, hn::PromoteTo(hn::RebindToUnsigned<DF>(), merged));
+    const auto ranged = intoRange(df, table, hn::Add(withinLine, hn::LoadU(df, addends)));
+    const auto assigned = hn::IfThenZeroElse(ranged.outside, ranged.value);
+    hn::StoreU(hn::IfThenElse(invalid, withinLine, assigned), df, distance);
+    conf::storeNarrow(df, markWhere(df, hn::AndNot(invalid, ranged.outside), kNoLineBits, merged),
+                      confidence);
 }
 
 void VoteOnLines(const LineTable& table, const float32_t* offsetOfLine, const LineVote& vote,
                  int32_t startLine, int32_t endLine) {
-    const hn::ScalableTag<float32_t> df;
-    const OneLane<decltype(df)> oneLane;
     float32_t addendOfLine[256];
     std::fill_n(addendOfLine, 256, -0.0F);  // adding it changes nothing, not even -0
-    std::copy_n(offsetOfLine, kTwoFreqBins, addendOfLine);
+    std::copy_n(offsetOfLine, kLineBins, addendOfLine);
     LineRow rows[3];  // row y is number y % 3
     if (startLine < endLine) {
         narrowRow(vote, std::max(startLine - 1, 0), rows[(startLine + 2) % 3]);
@@ -344,40 +322,36 @@ void VoteOnLines(const LineTable& table, const float32_t* offsetOfLine, const Li
         }
         float32_t* const distance = vote.distance + y * vote.width;
         uint16_t* const confidence = vote.confidence + y * vote.width;
-        const int32_t column = addLines(df, table, addends, 0, vote.width, distance, confidence);
-        addLines(oneLane, table, addends, column, vote.width, distance, confidence);
+        alpixels::HWY_NAMESPACE::forPixels(
+            hn::ScalableTag<float32_t>(), 0, vote.width, [&](auto df, int32_t column) HWY_ATTR {
+                addLines(df, table, addends + column, distance + column, confidence + column);
+            });
     }
 }
 
+/** The distances of a vector of pixels on which both pairs agree. */
 template <class DF>
-HWY_INLINE int32_t combinePairs(DF df, const PairResults& pairs, float32_t* distance, uint16_t* confidence,
-                                int32_t pixel, int32_t last) {
-    const hn::Rebind<uint16_t, DF> du16;
-    const auto step = static_cast<int32_t>(hn::Lanes(df));
+HWY_INLINE void combinePairs(DF df, const PairResults& pairs, float32_t* distance, uint16_t* confidence,
+                             int32_t pixel) {
     const auto zero = hn::Zero(df);
     const auto range = hn::Set(df, pairs.range);
-    const auto maxDiff = hn::Set(df, pairs.maxDiff);
-    for (; pixel + step <= last; pixel += step) {
-        const auto d0 = hn::LoadU(df, pairs.distance0 + pixel);
-        const auto d1 = hn::LoadU(df, pairs.distance1 + pixel);
-        const auto empty = hn::Or(hn::Eq(d0, zero), hn::Eq(d1, zero));
-        const auto inRange = hn::And(hn::Le(d0, range), hn::Le(d1, range));
-        const auto close = hn::Gt(maxDiff, hn::Abs(hn::Sub(d0, d1)));
-        const auto agree = hn::AndNot(empty, hn::And(inRange, close));
-        const auto merged =
-            hn::Or(hn::LoadU(du16, pairs.confidence0 + pixel), hn::LoadU(du16, pairs.confidence1 + pixel));
-        hn::StoreU(hn::IfThenElseZero(agree, d0), df, distance + pixel);
-        hn::StoreU(markWhere(df, hn::Not(agree), kDisagreeing, merged), du16, confidence + pixel);
-    }
-    return pixel;
+    const auto d0 = hn::LoadU(df, pairs.distance0 + pixel);
+    const auto d1 = hn::LoadU(df, pairs.distance1 + pixel);
+    const auto empty = hn::Or(hn::Eq(d0, zero), hn::Eq(d1, zero));
+    const auto inRange = hn::And(hn::Le(d0, range), hn::Le(d1, range));
+    const auto close = hn::Gt(hn::Set(df, pairs.maxDiff), hn::Abs(hn::Sub(d0, d1)));
+    const auto agree = hn::AndNot(empty, hn::And(inRange, close));
+    const auto merged = hn::Or(conf::loadNarrow(df, pairs.confidence0 + pixel),
+                               conf::loadNarrow(df, pairs.confidence1 + pixel));
+    hn::StoreU(hn::IfThenElseZero(agree, d0), df, distance + pixel);
+    conf::storeNarrow(df, markWhere(df, hn::Not(agree), kDisagreeing, merged), confidence + pixel);
 }
 
-void CombinePairs(const PairResults& pairs, float32_t* distance, uint16_t* confidence, int32_t first,
-                  int32_t last) {
-    const hn::ScalableTag<float32_t> df;
-    const OneLane<decltype(df)> oneLane;
-    const int32_t pixel = combinePairs(df, pairs, distance, confidence, first, last);
-    combinePairs(oneLane, pairs, distance, confidence, pixel, last);
+// The record comes by value: no store to an image can change it, so that it stays in registers.
+void CombinePairs(PairResults pairs, float32_t* distance, uint16_t* confidence, int32_t first, int32_t last) {
+    alpixels::HWY_NAMESPACE::forPixels(
+        hn::ScalableTag<float32_t>(), first, last,
+        [=](auto df, int32_t pixel) HWY_ATTR { combinePairs(df, pairs, distance, confidence, pixel); });
 }
 
 }  // namespace

@@ -4,7 +4,9 @@
 // `first` up to but not including `last`.
 #pragma once
 
-#include "MultiFreq.h"
+#include "ALTypes.h"
+
+inline constexpr int32_t kLineBins = 100;  ///< of a table
 
 /** A bin of the difference between current and preceding distance. */
 struct LineBin {
@@ -14,7 +16,7 @@ struct LineBin {
 
 /** A pair's table, made ready for the pixels of one image. */
 struct LineTable {
-    LineBin bins[kTwoFreqBins];
+    LineBin bins[kLineBins];
     float32_t lutOffset;      ///< turns the difference into 0 and up, metres
     float32_t invResolution;  ///< bins per metre
     float32_t maxLineDist;    ///< a pixel must lie closer to its line than this, metres

@@ -10,6 +10,7 @@
 namespace {
 
 constexpr char_t kSourceFile[] = "core/externals/RawDataProcessingTamver/src/MultiFreq";
+constexpr FixedLineReport fail = {kSourceFile};
 
 // Lines under which failures are reported, whatever the source looks like today.
 constexpr int32_t kLineRatioXNull = 425;
@@ -45,10 +46,6 @@ constexpr float32_t kWholeTolerance = 0.05F;
 constexpr float32_t kBinsPerRange = 0.01010101F;  // 1 / 99
 constexpr float32_t kRangeShare = 0.99F;          // the walk stops before both frequencies wrap together
 constexpr int32_t kLastBin = kTwoFreqBins - 1;
-
-int32_t fail(int32_t line, const char_t* message = nullptr) noexcept {
-    return reportFailure(kSourceFile, message, line);
-}
 
 bool isNearWhole(float32_t v) noexcept {
     return al_fabsf(static_cast<float32_t>(al_truncate(v + 0.5F)) - v) < kWholeTolerance;

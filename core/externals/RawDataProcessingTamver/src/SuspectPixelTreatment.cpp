@@ -9,6 +9,7 @@
 namespace {
 
 constexpr char_t kSourceFile[] = "core/externals/RawDataProcessingTamver/src/SuspectPixelTreatment";
+constexpr FixedLineReport fail = {kSourceFile};
 
 // Lines by which readers of the error history know the failures.
 constexpr int32_t kLineInitStateNull = 17;
@@ -44,8 +45,7 @@ int32_t takePixelsFromMatrix(const uint16_t* matrix, int32_t pixelCount,
 int32_t takePixelsFromArray(const int32_t* badPixelIdx, int32_t numBadPixel,
                             SuspectPixelTreatmentState& state) noexcept {
     if (badPixelIdx == nullptr) {
-        return reportFailure(kSourceFile, "Either matrix or idx-array must be valid",
-                             kLineNeitherMatrixNorArray);
+        return fail(kLineNeitherMatrixNorArray, "Either matrix or idx-array must be valid");
     }
     if (numBadPixel > kMaxBadPixels) {
         return reportFailure(kSourceFile, "Too many suspect pixels (array mode)", kLineTooManyInArray);
@@ -115,15 +115,15 @@ void replaceByMean(const SuspectPixelTreatmentState& state, int32_t i, const Ima
 int32_t SuspectPixelTreatment_Init(const SuspectPixelTreatmentCalib* calib,
                                    SuspectPixelTreatmentState* state) noexcept {
     if (state == nullptr) {
-        return reportFailure(kSourceFile, nullptr, kLineInitStateNull);
+        return fail(kLineInitStateNull);
     }
     if (calib == nullptr) {
-        return reportFailure(kSourceFile, nullptr, kLineInitCalibNull);
+        return fail(kLineInitCalibNull);
     }
     const int32_t width = calib->width;
     const int32_t height = calib->height;
     if (width < 1 || height < 1) {
-        return reportFailure(kSourceFile, nullptr, kLineInitSize);
+        return fail(kLineInitSize);
     }
     state->numBadPixel = 0;
     if (width > std::numeric_limits<int32_t>::max() / height) {
@@ -146,24 +146,24 @@ int32_t SuspectPixelTreatment_Apply(const SuspectPixelTreatmentInput* input,
                                     SuspectPixelTreatmentState* state,
                                     SuspectPixelTreatmentInOut* inout) noexcept {
     if (input == nullptr) {
-        return reportFailure(kSourceFile, nullptr, kLineApplyInputNull);
+        return fail(kLineApplyInputNull);
     }
     if (state == nullptr) {
-        return reportFailure(kSourceFile, nullptr, kLineApplyStateNull);
+        return fail(kLineApplyStateNull);
     }
     if (inout == nullptr) {
-        return reportFailure(kSourceFile, nullptr, kLineApplyInOutNull);
+        return fail(kLineApplyInOutNull);
     }
     const Images images = {int64_t{inout->width} * inout->height, inout->confidence, inout->distance,
                            inout->amplitude, inout->normalizedAmplitude};
     if (images.confidence == nullptr) {
-        return reportFailure(kSourceFile, nullptr, kLineApplyConfidenceNull);
+        return fail(kLineApplyConfidenceNull);
     }
     if (images.distance == nullptr) {
-        return reportFailure(kSourceFile, nullptr, kLineApplyDistanceNull);
+        return fail(kLineApplyDistanceNull);
     }
     if (inout->width < 1 || inout->height < 1) {
-        return reportFailure(kSourceFile, nullptr, kLineApplySize);
+        return fail(kLineApplySize);
     }
     if (input->applyTreatement == 0 || state->numBadPixel < 1) {
         return 0;

@@ -32,13 +32,7 @@ AlgoPoint2D transformToPixel(const AlgoIntrinsicCalibration& ic, const AlgoPoint
 
 std::int32_t bouguetModel(const AlgoIntrinsicCalibration* ic, const AlgoPoint2D* pixCoord,
                           AlgoPoint3D* cartCoord, std::int32_t toUnitVectors) noexcept {
-    if (ic == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (pixCoord == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (cartCoord == nullptr) {
+    if (ic == nullptr || pixCoord == nullptr || cartCoord == nullptr) {
         return reportFailure(kSourceFile);
     }
     AlgoPoint2D point = transformToImagerCoordinates(*ic, *pixCoord);
@@ -56,13 +50,7 @@ std::int32_t bouguetModel(const AlgoIntrinsicCalibration* ic, const AlgoPoint2D*
 
 std::int32_t bouguetModelInverse(const AlgoIntrinsicCalibration* invIc, const AlgoPoint3D* cartCoord,
                                  AlgoPoint2D* pixCoord) noexcept {
-    if (invIc == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (cartCoord == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (pixCoord == nullptr) {
+    if (invIc == nullptr || cartCoord == nullptr || pixCoord == nullptr) {
         return reportFailure(kSourceFile);
     }
     const AlgoPoint2D point = {cartCoord->x / cartCoord->z, cartCoord->y / cartCoord->z};

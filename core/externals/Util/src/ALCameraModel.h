@@ -23,6 +23,7 @@ std::int32_t bouguetModel(const AlgoIntrinsicCalibration* ic, const AlgoPoint2D*
 /**
  * The pixel position at which a point of the optical system is seen. `invIc` holds the coefficients fitted
  * for this direction. With z = 0 the result is whatever the division gives.
+ * The pipeline itself does not call it.
  */
 std::int32_t bouguetModelInverse(const AlgoIntrinsicCalibration* invIc, const AlgoPoint3D* cartCoord,
                                  AlgoPoint2D* pixCoord) noexcept;

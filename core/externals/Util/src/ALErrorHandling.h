@@ -50,6 +50,19 @@ inline std::int32_t reportFailure(const char_t* filename, const char_t* message 
 }
 
 /**
+ * Reports failures of one source at fixed lines: hosts know such a failure by its line, whatever the source
+ * looks like today. A stage declares `constexpr FixedLineReport fail = {kSourceFile};` and writes `return
+ * fail(kLineStateNull);`.
+ */
+struct FixedLineReport {
+    const char_t* filename;
+
+    std::int32_t operator()(std::int32_t line, const char_t* message = nullptr) const noexcept {
+        return reportFailure(filename, message, line);
+    }
+};
+
+/**
  * Registers `history` as the history of `historyType`; null ends the registration. The record belongs to the
  * caller and must live as long as it is registered. With `reInitializeErrorMemory` non-zero the record is
  * emptied, else it is continued. Returns 1 for an unknown type, else 0.
@@ -57,7 +70,10 @@ inline std::int32_t reportFailure(const char_t* filename, const char_t* message 
 std::int32_t ErrorHandling_Init(ALErrorHistory* history, ALErrorHistoryType historyType,
                                 std::int32_t reInitializeErrorMemory) noexcept;
 
-/** Installs the lock around reports; both functions get `mutexHandle`. A null function is not called. */
+/**
+ * Installs the lock around reports; both functions get `mutexHandle`. A null function is not called.
+ * The pipeline itself does not call it.
+ */
 void ErrorHandling_InitThreadSafety(std::int32_t mutexHandle, FctMutexLock locker,
                                     FctMutexUnlock unlocker) noexcept;
 

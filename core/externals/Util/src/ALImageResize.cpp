@@ -7,6 +7,7 @@
 namespace {
 
 constexpr char_t kSourceFile[] = "core/externals/Util/src/ALImageResize";
+constexpr FixedLineReport fail = {kSourceFile};
 
 // Lines under which failures are known, for mode 0. Each mode has seven, after those of the mode before.
 constexpr int32_t kLineLittleMemory = 53;
@@ -26,8 +27,13 @@ struct Halving {
 
 template <class T>
 IreImages<T> imagesOf(const Halving& h) noexcept {
-    return {static_cast<T*>(h.nimg), static_cast<const T*>(h.oimg), h.ow, h.oh, h.firstRow, h.endRow,
-            static_cast<T*>(h.temp)};
+    return {.nimg = static_cast<T*>(h.nimg),
+            .oimg = static_cast<const T*>(h.oimg),
+            .ow = h.ow,
+            .oh = h.oh,
+            .firstRow = h.firstRow,
+            .endRow = h.endRow,
+            .temp = static_cast<T*>(h.temp)};
 }
 
 int32_t halve(const Halving& h, IreDownsampleMode mode) noexcept {
@@ -68,7 +74,7 @@ int32_t ire_binom_half(void* nimg, uint32_t* nw, uint32_t* nh, const void* oimg,
     const uint32_t newWidth = ow / 2 + ow % 2;
     const uint32_t newHeight = oh / 2 + oh % 2;
     if (tempSize < lineBytes(mode) * newWidth) {
-        return reportFailure(kSourceFile, nullptr, kLineLittleMemory + kLinesOfMode * mode);
+        return fail(kLineLittleMemory + kLinesOfMode * mode);
     }
     *nw = newWidth;
     *nh = newHeight;
@@ -77,7 +83,7 @@ int32_t ire_binom_half(void* nimg, uint32_t* nw, uint32_t* nh, const void* oimg,
     if (endRow > newHeight) {
         return reportFailure(kSourceFile);  // there is no such row
     }
-    const Halving halving = {nimg, oimg, ow, oh, firstRow, endRow, temp};
-    return halve(halving, mode) != 0 ? reportFailure(kSourceFile, nullptr, kLineImage + kLinesOfMode * mode)
-                                     : 0;
+    const Halving halving = {
+        .nimg = nimg, .oimg = oimg, .ow = ow, .oh = oh, .firstRow = firstRow, .endRow = endRow, .temp = temp};
+    return halve(halving, mode) != 0 ? fail(kLineImage + kLinesOfMode * mode) : 0;
 }

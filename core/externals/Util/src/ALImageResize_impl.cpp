@@ -7,6 +7,7 @@
 namespace {
 
 constexpr char_t kSourceFile[] = "core/externals/Util/src/ALImageResize_impl";
+constexpr FixedLineReport fail = {kSourceFile};
 
 // Lines under which failures are known. A line fails only if an element has no source;
 // then the image's first line fails.
@@ -21,7 +22,7 @@ constexpr uint32_t kShortest5x5 = 3;
 template <class T>
 int32_t halveLine3x3(const T* src, T* res, int32_t ow) noexcept {
     if (src == nullptr || res == nullptr || ow < static_cast<int32_t>(kShortest3x3)) {
-        return reportFailure(kSourceFile, nullptr, kLineShort3x3);
+        return fail(kLineShort3x3);
     }
     ALImageResize_HalveLine3x3(src, res, static_cast<size_t>(ow));
     return 0;
@@ -30,7 +31,7 @@ int32_t halveLine3x3(const T* src, T* res, int32_t ow) noexcept {
 template <class T>
 int32_t halveLine5x5(const T* src, T* res, int32_t ow) noexcept {
     if (src == nullptr || res == nullptr || ow < static_cast<int32_t>(kShortest5x5)) {
-        return reportFailure(kSourceFile, nullptr, kLineShort5x5);
+        return fail(kLineShort5x5);
     }
     ALImageResize_HalveLine5x5(src, res, static_cast<size_t>(ow));
     return 0;
@@ -45,7 +46,7 @@ int32_t checkLines(const IreImages<T>& images, uint32_t shortest, int32_t lineSh
     } else if (images.oh != 0) {
         return 0;
     }
-    return reportFailure(kSourceFile, nullptr, lineFirst);
+    return fail(lineFirst);
 }
 
 template <class T>

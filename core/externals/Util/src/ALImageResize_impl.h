@@ -7,6 +7,7 @@
 
 // Filters a line of `ow` elements and keeps every second one, (ow + 1) / 2 of them. Returns 0, or 1 after a
 // report: the line has less than 2 (3x3) or 3 (5x5) elements.
+// The pipeline itself does not call them: it halves images.
 int32_t downsample_line_3x3_u8(const uint8_t* src, uint8_t* res, int32_t ow) noexcept;
 int32_t downsample_line_5x5_u8(const uint8_t* src, uint8_t* res, int32_t ow) noexcept;
 int32_t downsample_line_3x3_u16(const uint16_t* src, uint16_t* res, int32_t ow) noexcept;

@@ -35,7 +35,7 @@ constexpr float32_t al_fabsf(float32_t x) noexcept {
     return std::bit_cast<float32_t>(std::bit_cast<std::uint32_t>(x) & 0x7FFFFFFFU);
 }
 
-/** Absolute value; the most negative value stays as it is. */
+/** Absolute value; the most negative value stays as it is. The pipeline itself does not call it. */
 constexpr std::int32_t al_abs(std::int32_t x) noexcept {
     return x < 0 ? static_cast<std::int32_t>(0U - static_cast<std::uint32_t>(x)) : x;
 }
@@ -51,11 +51,15 @@ constexpr float32_t al_floor(float32_t x) noexcept {
     return y != t ? -(t + 1.0F) : -t;
 }
 
-/** The smallest integer not below x, within the range of int32_t; -0 from -1 (excluded) to 0. */
+/**
+ * The smallest integer not below x, within the range of int32_t; -0 from -1 (excluded) to 0.
+ * The pipeline itself does not call it.
+ */
 constexpr float32_t al_ceil(float32_t x) noexcept {
     return -al_floor(-x);
 }
 
+/** The pipeline itself does not call it. */
 constexpr float32_t al_squaref(float32_t x) noexcept {
     return x * x;
 }
@@ -70,27 +74,33 @@ constexpr float32_t al_fmaxf(float32_t x, float32_t y) noexcept {
     return y >= x ? y : x;
 }
 
-/** -1, 0 or 1. */
+/** -1, 0 or 1. The pipeline itself does not call it. */
 constexpr std::int32_t al_sign(std::int32_t x) noexcept {
     return static_cast<std::int32_t>(x > 0) - static_cast<std::int32_t>(x < 0);
 }
 
-/** Remainder of n by m with the sign of n. m must not be 0; if it is, the result is n. */
+/**
+ * Remainder of n by m with the sign of n. m must not be 0; if it is, the result is n.
+ * The pipeline itself does not call it.
+ */
 constexpr std::int16_t al_modi16(std::int16_t n, std::int16_t m) noexcept {
     return m == 0 ? n : static_cast<std::int16_t>(n % m);
 }
 
-/** The NaN with all bits set. */
+/** The NaN with all bits set. The pipeline itself does not call it. */
 constexpr float32_t al_nanf32() noexcept {
     return std::bit_cast<float32_t>(0xFFFFFFFFU);
 }
 
-/** 0 for every input, even NaN: callers treat all values as ordinary ones. */
+/**
+ * 0 for every input, even NaN: callers treat all values as ordinary ones.
+ * The pipeline itself does not call it.
+ */
 constexpr std::int32_t al_isnanf32(float32_t /*x*/) noexcept {
     return 0;
 }
 
-/** 0 for every input, as al_isnanf32. */
+/** 0 for every input, as al_isnanf32. The pipeline itself does not call it. */
 constexpr std::int32_t al_isNaNOrInfinity(float32_t /*val*/) noexcept {
     return 0;
 }
@@ -109,7 +119,10 @@ float32_t al_divf(float32_t x, float32_t y) noexcept;
  */
 float32_t al_sqrtf(float32_t x) noexcept;
 
-/** Truncating remainder of x by y with the sign of x, for quotients within the range of int32_t. */
+/**
+ * Truncating remainder of x by y with the sign of x, for quotients within the range of int32_t.
+ * The pipeline itself does not call it.
+ */
 float32_t al_fmodf(float32_t x, float32_t y) noexcept;
 
 // --- Trigonometry --------------------------------------------------------------------------------
@@ -118,13 +131,16 @@ float32_t al_fmodf(float32_t x, float32_t y) noexcept;
 float32_t al_sinf(float32_t x) noexcept;
 float32_t al_cosf(float32_t x) noexcept;
 
-/** abs 1.0e-6 from -1 to 1. NaN at half pi, where the cosine is exactly 0. */
+/**
+ * abs 1.0e-6 from -1 to 1. NaN at half pi, where the cosine is exactly 0.
+ * The pipeline itself does not call it.
+ */
 float32_t al_tanf(float32_t x) noexcept;
 
-/** 0 to pi, for x in -1 to 1, abs 6e-7. */
+/** 0 to pi, for x in -1 to 1, abs 6e-7. The pipeline itself does not call it. */
 float32_t al_acosf(float32_t x) noexcept;
 
-/** -pi/2 to pi/2, for x in -1 to 1, abs 6e-7. */
+/** -pi/2 to pi/2, for x in -1 to 1, abs 6e-7. The pipeline itself does not call it. */
 float32_t al_asinf(float32_t x) noexcept;
 
 /** The angle of the point (x, y), from -pi to below pi, abs 3.5e-7; 0 for (0, 0). */
@@ -135,8 +151,10 @@ float32_t al_atan2f(float32_t y, float32_t x) noexcept;
 /**
  * Binary logarithm of a normal positive x, abs 7.3e-5: exact at powers of two and furthest off just below
  * them. -127 for 0.
+ * The pipeline itself does not call it.
  */
 float32_t al_log2f(float32_t x) noexcept;
+/** The pipeline itself does not call it. */
 float32_t al_logf(float32_t x) noexcept;
 
 /** 2^x, rel 1.5e-7: 0 below -127, infinite from 127 on. */
@@ -145,5 +163,8 @@ float32_t al_pow2f(float32_t x) noexcept;
 /** e^x, rel 2e-7 near 0 and 4e-6 at the ends of the range. */
 float32_t al_expf(float32_t x) noexcept;
 
-/** x^y by the logarithm and the power to base 2; x must be a normal positive number. */
+/**
+ * x^y by the logarithm and the power to base 2; x must be a normal positive number.
+ * The pipeline itself does not call it.
+ */
 float32_t al_powf(float32_t x, float32_t y) noexcept;

@@ -112,6 +112,16 @@ struct AlgoPoint3D {
 };
 AL_DESCRIBE(AlgoPoint3D, x, y, z)
 
+/** A box along the axes, metres. Points outside are marked invalid. */
+struct ClippingCuboid {
+    alif_float32_t xMin;
+    alif_float32_t xMax;
+    alif_float32_t yMin;
+    alif_float32_t yMax;
+    alif_float32_t zMin;
+    alif_float32_t zMax;
+};
+
 /** A pose: translation in metres and three angles in radians. */
 struct AlgoExtrinsicCalibration {
     alif_float32_t transX;

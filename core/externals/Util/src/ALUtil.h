@@ -56,13 +56,19 @@ constexpr float32_t al_maxf(float32_t a, float32_t b) noexcept {
     return al_self(static_cast<std::int32_t>(a > b), a, b);
 }
 
-/** 1 if the closed intervals [v_min, v_max] and [w_min, w_max] have a point in common, else 0. */
+/**
+ * 1 if the closed intervals [v_min, v_max] and [w_min, w_max] have a point in common, else 0.
+ * The pipeline itself does not call it.
+ */
 constexpr std::int32_t intervals_overlap(float32_t v_min, float32_t v_max, float32_t w_min,
                                          float32_t w_max) noexcept {
     return static_cast<std::int32_t>(al_maxf(v_min, w_min) <= al_minf(v_max, w_max));
 }
 
-/** The line through (minx, y0) and (minx + 1 / oneDivDx, y1), read at x. */
+/**
+ * The line through (minx, y0) and (minx + 1 / oneDivDx, y1), read at x.
+ * The pipeline itself does not call it.
+ */
 constexpr float32_t interp(float32_t minx, float32_t x, float32_t oneDivDx, float32_t y0,
                            float32_t y1) noexcept {
     return y0 + ((y1 - y0) * oneDivDx) * (x - minx);
@@ -97,15 +103,18 @@ void al_initProfiling(Timestamp_t* g_ProfileTime, FctGetTime fctGetTime) noexcep
  */
 void al_profile(ALProfilingItem* item, FctGetTime fctGetTime, Timestamp_t* g_ProfileTime) noexcept;
 
-/** Wall clock time in nanoseconds. */
+/** Wall clock time in nanoseconds. The pipeline itself does not call it. */
 Timestamp64_t al_sysTimestamp_to_Timestamp64(AlgoSystemTime ts) noexcept;
 
-/** Nanoseconds as wall clock time, good for 136 years. */
+/** Nanoseconds as wall clock time, good for 136 years. The pipeline itself does not call it. */
 AlgoSystemTime al_uint64_to_sysTimestamp(Timestamp64_t ts) noexcept;
 
 // --- Others --------------------------------------------------------------------------------------
 
-/** Next pseudo random number in 0..*randmax, which is 32767. The generator's state is the caller's. */
+/**
+ * Next pseudo random number in 0..*randmax, which is 32767. The generator's state is the caller's.
+ * The pipeline itself does not call it.
+ */
 std::uint32_t al_rand(std::uint32_t* state, std::uint32_t* randmax) noexcept;
 
 /**
@@ -120,6 +129,7 @@ void al_packZeltaBuffer(AlgoMeasBuffer* measBuffer, std::uint32_t* idx, std::uin
  * Motion of a point over ground (`vxog`, `vyog` in m/s, `axog`, `ayog` in m/s^2) as seen from a carrier that
  * moves with speed `ev` along its x axis and turns with yaw rate `eomega` in rad/s. The point lies at (x, y)
  * in the carrier's frame, metres.
+ * The pipeline itself does not call it.
  */
 void al_convertAbsToRelMovement(float32_t* vxrel, float32_t* vyrel, float32_t* axrel, float32_t* ayrel,
                                 float32_t x, float32_t y, float32_t vxog, float32_t vyog, float32_t axog,

@@ -14,6 +14,7 @@
 namespace {
 
 constexpr char_t kSourceFile[] = "core/externals/Util/src/ALfft";
+constexpr FixedLineReport fail = {kSourceFile};
 
 // Lines under which failures are known.
 constexpr int32_t kLineNoRoomForSetups = 34;
@@ -36,10 +37,6 @@ constexpr int32_t kLineConvolveForward = 232;
 constexpr int32_t kLineConvolveInverse = 260;
 
 constexpr uintptr_t kAlignment = 16;
-
-int32_t fail(int32_t line) noexcept {
-    return reportFailure(kSourceFile, nullptr, line);
-}
 
 // --- Lengths -----------------------------------------------------------------------------------------------
 

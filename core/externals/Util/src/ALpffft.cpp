@@ -13,6 +13,7 @@
 namespace {
 
 constexpr char_t kSourceFile[] = "pffft";
+constexpr FixedLineReport fail = {kSourceFile};
 
 constexpr int32_t kLineBelowHeader = 1264;
 constexpr int32_t kLineRealLength = 1270;
@@ -172,17 +173,17 @@ int pffft_new_setup(PFFFT_Setup** res, int N, pffft_transform_t transform, unsig
         return reportFailure(kSourceFile);
     }
     if (bufferSize < kHeaderBytes) {
-        return reportFailure(kSourceFile, nullptr, kLineBelowHeader);
+        return fail(kLineBelowHeader);
     }
     if (transform != PFFFT_COMPLEX && !isLegal(N, 32)) {
-        return reportFailure(kSourceFile, nullptr, kLineRealLength);
+        return fail(kLineRealLength);
     }
     if (transform == PFFFT_COMPLEX && !isLegal(N, 16)) {
-        return reportFailure(kSourceFile, nullptr, kLineComplexLength);
+        return fail(kLineComplexLength);
     }
     const int64_t tables = tableBytes(N, transform);
     if (bufferSize < tables + kBytesBesideTables) {
-        return reportFailure(kSourceFile, nullptr, kLineBelowTables);
+        return fail(kLineBelowTables);
     }
     Arena arena(buffer, tables);
     if (!buildIn(arena, N, transform)) {

@@ -62,13 +62,7 @@ std::int32_t rotMatCreate3(RM_RotationMatrix result, float32_t rotX, float32_t r
 
 std::int32_t rotMatMultiply(RM_RotationMatrix result, Const_RM_RotationMatrix left,
                             Const_RM_RotationMatrix right) noexcept {
-    if (result == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (left == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (right == nullptr) {
+    if (result == nullptr || left == nullptr || right == nullptr) {
         return reportFailure(kSourceFile);
     }
     if (result == left) {
@@ -90,13 +84,7 @@ std::int32_t rotMatMultiply(RM_RotationMatrix result, Const_RM_RotationMatrix le
 }
 
 std::int32_t rotMatMultiplyVector(float32_t* result, Const_RM_RotationMatrix R, const float32_t* P) noexcept {
-    if (result == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (R == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (P == nullptr) {
+    if (result == nullptr || R == nullptr || P == nullptr) {
         return reportFailure(kSourceFile);
     }
     if (result == P) {
@@ -113,10 +101,7 @@ std::int32_t rotMatMultiplyVector(float32_t* result, Const_RM_RotationMatrix R, 
 }
 
 std::int32_t rotMatInverse(RM_RotationMatrix R_inv, Const_RM_RotationMatrix R) noexcept {
-    if (R_inv == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (R == nullptr) {
+    if (R_inv == nullptr || R == nullptr) {
         return reportFailure(kSourceFile);
     }
     if (R_inv == R) {
@@ -132,16 +117,7 @@ std::int32_t rotMatInverse(RM_RotationMatrix R_inv, Const_RM_RotationMatrix R) n
 
 std::int32_t rotMatReverse(float32_t* rotX, float32_t* rotY, float32_t* rotZ,
                            Const_RM_RotationMatrix R) noexcept {
-    if (rotX == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (rotY == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (rotZ == nullptr) {
-        return reportFailure(kSourceFile);
-    }
-    if (R == nullptr) {
+    if (rotX == nullptr || rotY == nullptr || rotZ == nullptr || R == nullptr) {
         return reportFailure(kSourceFile);
     }
     const float32_t a = al_atan2f(R[1][2], R[2][2]);

@@ -13,7 +13,10 @@ using RM_RotationMatrix = float32_t[3][3];              ///< row by row, first i
 using Const_RM_RotationMatrix = const float32_t[3][3];  ///< the same, only read
 using RM_Vector = float32_t[3];
 
-/** Rotation about one axis, 0 = x, 1 = y, 2 = z. Any other axis fails. */
+/**
+ * Rotation about one axis, 0 = x, 1 = y, 2 = z. Any other axis fails.
+ * The pipeline itself does not call it.
+ */
 std::int32_t rotMatCreate1(RM_RotationMatrix result, std::int32_t axis, float32_t angle) noexcept;
 
 /** Rotation about x times rotation about y times rotation about z. */
@@ -23,10 +26,10 @@ std::int32_t rotMatCreate3(RM_RotationMatrix result, float32_t rotX, float32_t r
 std::int32_t rotMatMultiply(RM_RotationMatrix result, Const_RM_RotationMatrix left,
                             Const_RM_RotationMatrix right) noexcept;
 
-/** `R` times the vector `P`; `result` and `P` are RM_Vectors. */
+/** `R` times the vector `P`; `result` and `P` are RM_Vectors. The pipeline itself does not call it. */
 std::int32_t rotMatMultiplyVector(float32_t* result, Const_RM_RotationMatrix R, const float32_t* P) noexcept;
 
-/** The inverse of a rotation, which is its transpose. */
+/** The inverse of a rotation, which is its transpose. The pipeline itself does not call it. */
 std::int32_t rotMatInverse(RM_RotationMatrix R_inv, Const_RM_RotationMatrix R) noexcept;
 
 /**

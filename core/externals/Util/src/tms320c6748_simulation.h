@@ -32,6 +32,8 @@ float _rcpsp(float x) noexcept;
  */
 float _rsqrsp(float x) noexcept;
 
+// The pipeline itself does not call the functions from here on.
+
 /** Absolute value, by clearing the sign. */
 inline float _fabsf(float x) noexcept {
     return std::bit_cast<float>(std::bit_cast<std::uint32_t>(x) & 0x7FFFFFFFU);

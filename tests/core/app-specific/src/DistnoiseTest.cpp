@@ -10,8 +10,8 @@
 #include <limits>
 #include <memory>
 
-#include "ALErrorHandling.h"
 #include "DistnoiseFrame.h"
+#include "support/Reports.h"
 
 namespace {
 
@@ -19,10 +19,7 @@ constexpr float kTwoPi = 6.2831855F;
 
 class Distnoise : public ::testing::Test {
  protected:
-    Distnoise() : frame_(std::make_unique<testing_support::DistnoiseFrame>()) {
-        ErrorHandling_Init(&errors_, ALERR_HT_PER_FRAME_HISTORY, 1);
-    }
-    ~Distnoise() override { ErrorHandling_Init(nullptr, ALERR_HT_PER_FRAME_HISTORY, 0); }
+    Distnoise() : frame_(std::make_unique<testing_support::DistnoiseFrame>()) {}
 
     DistnoiseInput& input() { return frame_->input; }
 
@@ -33,15 +30,15 @@ class Distnoise : public ::testing::Test {
         input().distNoiseThreshold = 1e-9F;
         frame_->output = {8.0F, 9, 10};
         EXPECT_EQ(frame_->apply(), 1);
-        ASSERT_EQ(errors_.numValidEntries, 1);
-        EXPECT_STREQ(errors_.entries[0].file, "Distnoise");
+        ASSERT_EQ(reports_.count(), 1);
+        EXPECT_EQ(reports_.file(), "Distnoise");
         EXPECT_TRUE(holds(frame_->noise, -7.0F));
         EXPECT_TRUE(holds(frame_->distance, 2.0F));
         EXPECT_TRUE(holds(frame_->confidence, uint16_t{0}));
         EXPECT_EQ(frame_->output.symNoiseFactor, 8.0F);
         EXPECT_EQ(frame_->output.width, 9);
         EXPECT_EQ(frame_->output.height, 10);
-        ErrorHandling_Init(&errors_, ALERR_HT_PER_FRAME_HISTORY, 1);
+        reports_.clear();
     }
 
     template <class T>
@@ -50,7 +47,7 @@ class Distnoise : public ::testing::Test {
     }
 
     std::unique_ptr<testing_support::DistnoiseFrame> frame_;
-    ALErrorHistory errors_ = {};
+    testing_support::Reports reports_;
 };
 
 // --- The model ---

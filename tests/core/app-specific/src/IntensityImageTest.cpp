@@ -2,14 +2,13 @@
 //
 // The intensity image: where the dark level comes from, and how measurements lower it.
 #include "IntensityImage.h"
+#include "support/Reports.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <memory>
 #include <vector>
-
-#include "ALErrorHandling.h"
 
 namespace {
 
@@ -22,9 +21,7 @@ class IntensityImg : public ::testing::Test {
           samples_(kImageHeight * kRawRowBytes) {
         input_.intensityPhase = samples_.data();
         std::fill_n(calib_->FPN, kPixelCount, int16_t{100});
-        ErrorHandling_Init(&errors_, ALERR_HT_PER_FRAME_HISTORY, 1);
     }
-    ~IntensityImg() override { ErrorHandling_Init(nullptr, ALERR_HT_PER_FRAME_HISTORY, 0); }
 
     /** The same three bytes in every pair of pixels. */
     void fillBytes(uint8_t b0, uint8_t b1, uint8_t b2) {
@@ -48,7 +45,7 @@ class IntensityImg : public ::testing::Test {
     std::unique_ptr<IntensityImgOutput> output_;
     std::vector<uint8_t> samples_;
     IntensityImgInput input_ = {};
-    ALErrorHistory errors_ = {};
+    testing_support::Reports reports_;
 };
 
 TEST_F(IntensityImg, ATableWithoutZerosIsTheDarkLevel) {
@@ -152,8 +149,8 @@ TEST_F(IntensityImg, NullArgumentsFailAndNothingIsWritten) {
     EXPECT_EQ(IntensityImgApply(state_.get(), &input_, nullptr), 1);
     input_.intensityPhase = nullptr;
     EXPECT_EQ(IntensityImgApply(state_.get(), &input_, output_.get()), 1);
-    EXPECT_EQ(errors_.numValidEntries, 6);
-    EXPECT_STREQ(errors_.entries[0].file, "IntensityImage");
+    EXPECT_EQ(reports_.count(), 6);
+    EXPECT_EQ(reports_.file(), "IntensityImage");
     EXPECT_EQ(state_->fpn[0], 100);
     EXPECT_EQ(output_->intensity[0], 77);
 }

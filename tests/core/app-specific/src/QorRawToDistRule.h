@@ -6,6 +6,7 @@
 
 #include <cstdint>
 
+#include "QorRawToDist.h"
 #include "QorRawToDistKernels.h"
 
 namespace rule {

@@ -12,9 +12,9 @@
 #include <string>
 #include <vector>
 
-#include "ALErrorHandling.h"
 #include "ALMath.h"
 #include "support/RawImages.h"
+#include "support/Reports.h"
 
 namespace {
 
@@ -47,10 +47,8 @@ class RawToDist : public ::testing::Test {
         output_.confidence = confidence_.data();
         output_.histograms = histograms_;
         output_.outputComplete = 7;
-        ErrorHandling_Init(&errors_, ALERR_HT_PER_FRAME_HISTORY, 1);
         QorRawToDist_Init(state_.get(), calib_.get());
     }
-    ~RawToDist() override { ErrorHandling_Init(nullptr, ALERR_HT_PER_FRAME_HISTORY, 0); }
 
     int32_t apply(const QorRawdataPhase& image) {
         input_.rawData = &image;
@@ -66,7 +64,7 @@ class RawToDist : public ::testing::Test {
         return apply(group[3]);
     }
 
-    std::string firstError() const { return errors_.numValidEntries > 0 ? errors_.entries[0].errorMsg : ""; }
+    std::string firstError() const { return reports_.text(); }
 
     QorRawdataPhase intensityImage() {
         QorRawdataPhase image = group_[0];
@@ -79,7 +77,7 @@ class RawToDist : public ::testing::Test {
     QorRawToDistParam param_ = {};
     QorRawToDistInput input_ = {};
     QorRawToDistOutput output_ = {};
-    ALErrorHistory errors_ = {};
+    testing_support::Reports reports_;
     uint32_t histograms_[kMaxExposures][kHistogramBins] = {};
     std::vector<float> distance_, amplitude_;
     std::vector<uint16_t> confidence_;
@@ -170,7 +168,7 @@ TEST_F(RawToDist, AnImageWithoutDataFails) {
 
 TEST_F(RawToDist, AFrequencySlotThatDoesNotExistFails) {
     for (const int32_t slot : {-1, 4, -2147483647 - 1, 2147483647}) {
-        ErrorHandling_Init(&errors_, ALERR_HT_PER_FRAME_HISTORY, 1);
+        reports_.clear();
         group_.setFrequency(slot);
         EXPECT_EQ(applyGroup(group_), 1) << slot;
         EXPECT_EQ(firstError(), "Unexpected frequency index.");
@@ -332,7 +330,7 @@ TEST_F(RawToDist, AnUnknownExposureIndexFails) {
 
 TEST_F(RawToDist, OtherNumbersOfExposuresFail) {
     for (const int32_t exposures : {0, 3, -1}) {
-        ErrorHandling_Init(&errors_, ALERR_HT_PER_FRAME_HISTORY, 1);
+        reports_.clear();
         param_.numExposures = exposures;
         EXPECT_EQ(applyGroup(group_), 1) << exposures;
         EXPECT_EQ(firstError(), "Unsupported number of exposures");
@@ -519,7 +517,7 @@ TEST_F(RawToDist, NullArgumentsFail) {
     EXPECT_EQ(QorRawToDist_Apply(state_.get(), &param_, calib_.get(), &input_, &output_), 1);
     EXPECT_EQ(QorRawToDist_Init(nullptr, calib_.get()), 1);
     EXPECT_EQ(QorRawToDist_Init(state_.get(), nullptr), 1);
-    EXPECT_EQ(errors_.numValidEntries, 8);
+    EXPECT_EQ(reports_.count(), 8);
 }
 
 TEST_F(RawToDist, InitialisationForgetsCollectedImagesAndExposures) {

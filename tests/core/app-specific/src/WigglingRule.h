@@ -6,6 +6,7 @@
 
 #include <array>
 
+#include "Wiggling.h"
 #include "WigglingKernels.h"
 
 namespace rule {

@@ -14,14 +14,15 @@
 #include <string>
 #include <vector>
 
-#include "ALErrorHandling.h"
 #include "WigglingRule.h"
 #include "support/Floats.h"
 #include "support/Random.h"
+#include "support/Reports.h"
 
 namespace {
 
 using testing_support::Random;
+using testing_support::Reports;
 using testing_support::sameFloats;
 
 constexpr float kTwoPi = 6.2831855F;
@@ -31,23 +32,6 @@ constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
 constexpr WigglingCalibReferenceFunc kReferenceFuncs[] = {ReferenceFunc_UnitCircle, ReferenceFunc_UnitSquare,
                                                           ReferenceFunc_UnitDiamond};
-
-/** Lines of the reports since construction, in their order. */
-class Reports {
- public:
-    Reports() { ErrorHandling_Init(&history_, ALERR_HT_PER_FRAME_HISTORY, 1); }
-    ~Reports() { ErrorHandling_Init(nullptr, ALERR_HT_PER_FRAME_HISTORY, 0); }
-
-    void clear() { ErrorHandling_Init(&history_, ALERR_HT_PER_FRAME_HISTORY, 1); }
-    int32_t count() const { return history_.numValidEntries; }
-    int32_t line(int32_t report = 0) const {
-        return history_.numValidEntries > report ? history_.entries[report].line : 0;
-    }
-    std::string file() const { return history_.numValidEntries > 0 ? history_.entries[0].file : ""; }
-
- private:
-    ALErrorHistory history_ = {};
-};
 
 class Wiggling : public ::testing::Test {
  protected:

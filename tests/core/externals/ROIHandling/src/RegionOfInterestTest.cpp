@@ -14,10 +14,10 @@
 #include <utility>
 #include <vector>
 
-#include "ALErrorHandling.h"
 #include "support/Floats.h"
 #include "support/GuardedBytes.h"
 #include "support/Random.h"
+#include "support/Reports.h"
 
 namespace {
 
@@ -62,9 +62,7 @@ class Regions : public ::testing::Test {
         std::fill_n(output_->polygonOutOfBounds, kMaxRegions, kUntouched);
         output_->width = kUntouched;
         output_->height = kUntouched;
-        ErrorHandling_Init(&errors_, ALERR_HT_PER_FRAME_HISTORY, 1);
     }
-    ~Regions() override { ErrorHandling_Init(nullptr, ALERR_HT_PER_FRAME_HISTORY, 0); }
 
     ROIItem& add(ROIType type, int32_t id) {
         ROIItem& item = input_->regions.ROIs[input_->regions.noROIs++];
@@ -98,11 +96,11 @@ class Regions : public ::testing::Test {
     }
 
     void expectFailureWithoutMessage() {
-        ASSERT_EQ(errors_.numValidEntries, 1);
-        EXPECT_STREQ(errors_.entries[0].file, "RegionOfInterest");
+        ASSERT_EQ(reports_.count(), 1);
+        EXPECT_EQ(reports_.file(), "RegionOfInterest");
         // Without a message of its own the entry names its place.
-        EXPECT_NE(std::string(errors_.entries[0].errorMsg).find("RegionOfInterest"), std::string::npos);
-        ErrorHandling_Init(&errors_, ALERR_HT_PER_FRAME_HISTORY, 1);
+        EXPECT_NE(reports_.text().find("RegionOfInterest"), std::string::npos);
+        reports_.clear();
     }
 
     static constexpr int32_t kUntouched = -7;
@@ -110,7 +108,7 @@ class Regions : public ::testing::Test {
     std::unique_ptr<RegionOfInterestInput> input_;
     std::unique_ptr<RegionOfInterestScratch> scratch_;
     std::unique_ptr<RegionOfInterestOutput> output_;
-    ALErrorHistory errors_ = {};
+    testing_support::Reports reports_;
 };
 
 // --- The list of regions ---
@@ -122,7 +120,7 @@ TEST_F(Regions, WithoutRegionsTheMaskIsZeroAndTheSizeIsSet) {
     EXPECT_TRUE(maskIsZero());
     EXPECT_EQ(output_->width, kImageWidth);
     EXPECT_EQ(output_->height, kImageHeight);
-    EXPECT_EQ(errors_.numValidEntries, 0);
+    EXPECT_EQ(reports_.count(), 0);
 }
 
 TEST_F(Regions, NullPointersFail) {

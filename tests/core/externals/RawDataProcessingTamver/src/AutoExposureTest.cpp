@@ -12,10 +12,10 @@
 #include <utility>
 #include <vector>
 
-#include "ALErrorHandling.h"
 #include "AutoExposureStage.h"
 #include "support/Floats.h"
 #include "support/Random.h"
+#include "support/Reports.h"
 
 namespace {
 
@@ -30,11 +30,7 @@ constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 
 class AutoExposures : public ::testing::Test, protected AutoExposureStage {
  protected:
-    AutoExposures() {
-        ErrorHandling_Init(&errors_, ALERR_HT_PER_FRAME_HISTORY, 1);
-        EXPECT_EQ(init(), 0);
-    }
-    ~AutoExposures() override { ErrorHandling_Init(nullptr, ALERR_HT_PER_FRAME_HISTORY, 0); }
+    AutoExposures() { EXPECT_EQ(init(), 0); }
 
     /** A report, innermost first: its file, and its message, empty where it has none of its own. */
     struct Report {
@@ -48,15 +44,11 @@ class AutoExposures : public ::testing::Test, protected AutoExposureStage {
 
     void expectReports(const std::vector<Report>& expected) {
         std::vector<Report> reports;
-        for (int32_t i = 0; i < errors_.numValidEntries; ++i) {
-            const std::string file = errors_.entries[i].file;
-            const std::string message = errors_.entries[i].errorMsg;
-            // Without a message of its own a report names its place.
-            const bool own = message.rfind("ERR@", 0) != 0;
-            reports.push_back({file, own ? message : ""});
+        for (int32_t i = 0; i < reports_.count(); ++i) {
+            reports.push_back({reports_.file(i), reports_.message(i)});
         }
         EXPECT_EQ(reports, expected);
-        ErrorHandling_Init(&errors_, ALERR_HT_PER_FRAME_HISTORY, 1);
+        reports_.clear();
     }
     void expectReport(const std::string& message) { expectReports({{"AutoExposure", message}}); }
 
@@ -88,7 +80,7 @@ class AutoExposures : public ::testing::Test, protected AutoExposureStage {
         return times;
     }
 
-    ALErrorHistory errors_ = {};
+    testing_support::Reports reports_;
 };
 
 // --- Initialisation ---

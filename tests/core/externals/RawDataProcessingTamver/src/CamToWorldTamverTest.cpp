@@ -13,10 +13,10 @@
 #include <vector>
 
 #include "ALCameraModel.h"
-#include "ALErrorHandling.h"
 #include "RotationMatrix.h"
 #include "support/Floats.h"
 #include "support/Random.h"
+#include "support/Reports.h"
 #include "support/Threads.h"
 
 namespace {
@@ -53,9 +53,7 @@ class CamToWorld : public ::testing::Test {
         output_.Y = y_.data();
         output_.Z = z_.data();
         setSize(kSmallWidth, kSmallHeight);
-        ErrorHandling_Init(&errors_, ALERR_HT_PER_FRAME_HISTORY, 1);
     }
-    ~CamToWorld() override { ErrorHandling_Init(nullptr, ALERR_HT_PER_FRAME_HISTORY, 0); }
 
     void setSize(int32_t width, int32_t height) {
         calib_.width = input_.width = width;
@@ -82,8 +80,8 @@ class CamToWorld : public ::testing::Test {
         ASSERT_EQ(init(), 0);
     }
 
-    std::string firstError() const { return errors_.numValidEntries > 0 ? errors_.entries[0].errorMsg : ""; }
-    void forgetErrors() { ErrorHandling_Init(&errors_, ALERR_HT_PER_FRAME_HISTORY, 1); }
+    std::string firstError() const { return reports_.text(); }
+    void forgetErrors() { reports_.clear(); }
 
     /** `action` fails, and the first report is without a message: it names its place instead. */
     template <class Action>
@@ -105,7 +103,7 @@ class CamToWorld : public ::testing::Test {
     CamToWorldInOut inout_ = {};
     CamToWorldOutput output_ = {};
     CamToWorldServices services_ = {};
-    ALErrorHistory errors_ = {};
+    testing_support::Reports reports_;
     std::vector<float> externalRays_;
     std::vector<uint16_t> conf_;
     std::vector<float> distance_, x_, y_, z_;
@@ -251,7 +249,7 @@ TEST_F(CamToWorld, AnIntrinsicValueOnItsLimitsPassesOneStepBeyondFails) {
             intrinsics_.*range.member = failing;
             EXPECT_EQ(init(), 1) << failing;
             EXPECT_EQ(firstError(), range.message) << failing;
-            EXPECT_EQ(errors_.numValidEntries, 2);  // and once more by the initialisation
+            EXPECT_EQ(reports_.count(), 2);  // and once more by the initialisation
         }
     }
 }
@@ -687,13 +685,13 @@ TEST_F(CamToWorld, AFocalLengthOutOfRangeAtRunTimeIsReportedOnceAndTheFramesGoOn
     input_.applyDistortion = 0;
     EXPECT_EQ(apply(), 0);
     EXPECT_EQ(firstError(), "Intrinsic fx out of range");
-    EXPECT_EQ(errors_.numValidEntries, 1);
+    EXPECT_EQ(reports_.count(), 1);
     EXPECT_EQ(output_.changeCounter, 2);  // the rays that were there are turned again
     EXPECT_EQ(state_->distortionApplied, 0);
     EXPECT_TRUE(sameFloats(state_->bouget_vectors, rays.data(), rays.size()));
     EXPECT_NE(z_[0], 42.0F);
     EXPECT_EQ(apply(), 0);  // not tried again
-    EXPECT_EQ(errors_.numValidEntries, 1);
+    EXPECT_EQ(reports_.count(), 1);
     EXPECT_EQ(output_.changeCounter, 2);
 }
 
@@ -878,7 +876,7 @@ TEST_F(CamToWorldThreads, TheEntryOfAWorkerReturnsNull) {
     EXPECT_EQ(Call_CamToWorld_Apply(&data), nullptr);
     EXPECT_NE(z_[0], 42.0F);
     EXPECT_EQ(Call_CamToWorld_Apply(nullptr), nullptr);
-    EXPECT_EQ(errors_.numValidEntries, 1);
+    EXPECT_EQ(reports_.count(), 1);
 }
 
 TEST_F(CamToWorldThreads, AWorkerThatFailsFailsTheCall) {
@@ -887,7 +885,7 @@ TEST_F(CamToWorldThreads, AWorkerThatFailsFailsTheCall) {
     input_.numThreads = 2;
     EXPECT_EQ(apply(), 1);
     EXPECT_EQ(threads_.joined, 2);
-    EXPECT_EQ(errors_.numValidEntries, 3);  // one by each worker, one by the call
+    EXPECT_EQ(reports_.count(), 3);  // one by each worker, one by the call
 }
 
 TEST_F(CamToWorldThreads, AThreadThatDoesNotStartFailsAtOnce) {

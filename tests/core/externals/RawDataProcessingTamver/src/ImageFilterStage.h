@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "ALErrorHandling.h"
 #include "ImageFilter.h"
 #include "support/Random.h"
+#include "support/Reports.h"
 #include "support/Threads.h"
 
 namespace testing_support {
@@ -25,9 +25,7 @@ class ImageFilterStage {
         input.settings.tempAdexpSettings = {0.1F, 0.25F, 0.5F, 0.75F};
         input.settings.spatBilateralSettings = {FilterMaskSize_3x3, 1.0F, 0.1F};
         input.settings.applyDistanceFilter = 1;
-        ErrorHandling_Init(&errors_, ALERR_HT_PER_FRAME_HISTORY, 1);
     }
-    ~ImageFilterStage() { ErrorHandling_Init(nullptr, ALERR_HT_PER_FRAME_HISTORY, 0); }
     ImageFilterStage(const ImageFilterStage&) = delete;
     ImageFilterStage& operator=(const ImageFilterStage&) = delete;
 
@@ -69,13 +67,11 @@ class ImageFilterStage {
     /** The messages since the last call, innermost first; empty for a report without one. */
     std::vector<std::string> takeMessages() {
         std::vector<std::string> messages;
-        for (int32_t i = 0; i < errors_.numValidEntries; ++i) {
-            EXPECT_STREQ(errors_.entries[i].file, "ImageFilter");
-            const std::string message = errors_.entries[i].errorMsg;
-            // Without a message of its own a report names its place.
-            messages.push_back(message.rfind("ERR@", 0) == 0 ? "" : message);
+        for (int32_t i = 0; i < reports_.count(); ++i) {
+            EXPECT_EQ(reports_.file(i), "ImageFilter");
+            messages.push_back(reports_.message(i));
         }
-        ErrorHandling_Init(&errors_, ALERR_HT_PER_FRAME_HISTORY, 1);
+        reports_.clear();
         return messages;
     }
 
@@ -89,7 +85,7 @@ class ImageFilterStage {
     std::vector<uint16_t> confidence;
 
  private:
-    ALErrorHistory errors_ = {};
+    Reports reports_;
 };
 
 using Messages = std::vector<std::string>;

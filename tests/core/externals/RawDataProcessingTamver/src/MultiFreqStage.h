@@ -10,9 +10,9 @@
 #include <utility>
 #include <vector>
 
-#include "ALErrorHandling.h"
 #include "MultiFreq.h"
 #include "MultiFreqRule.h"
+#include "support/Reports.h"
 
 namespace testing_support {
 
@@ -36,9 +36,7 @@ class MultiFreqStage {
         input.threeFreqMax2FLineDistPercentage = 80.0F;
         input.threeFreqMax3FLineDistPercentage = 80.0F;
         setSize(kImageWidth, kImageHeight);
-        ErrorHandling_Init(errors.get(), ALERR_HT_PER_FRAME_HISTORY, 1);
     }
-    ~MultiFreqStage() { ErrorHandling_Init(nullptr, ALERR_HT_PER_FRAME_HISTORY, 0); }
     MultiFreqStage(const MultiFreqStage&) = delete;
     MultiFreqStage& operator=(const MultiFreqStage&) = delete;
 
@@ -91,18 +89,12 @@ class MultiFreqStage {
     }
 
     /** The lines of all reports, innermost first. */
-    std::vector<int32_t> lines() const {
-        std::vector<int32_t> result;
-        for (int32_t i = 0; i < errors->numValidEntries; ++i) {
-            result.push_back(errors->entries[i].line);
-        }
-        return result;
-    }
+    std::vector<int32_t> lines() const { return reports.lines(); }
 
     /** The text of the first report. */
-    std::string firstText() const { return errors->numValidEntries > 0 ? errors->entries[0].errorMsg : ""; }
+    std::string firstText() const { return reports.text(); }
 
-    void forgetErrors() { ErrorHandling_Init(errors.get(), ALERR_HT_PER_FRAME_HISTORY, 1); }
+    void forgetErrors() { reports.clear(); }
 
     double uniqueRange(int32_t freqIdx) const {
         return static_cast<double>(kHalfSpeedOfLight) /
@@ -134,7 +126,7 @@ class MultiFreqStage {
 
     std::unique_ptr<MultiFreqState> state;
     std::unique_ptr<MultiFreqScratch> scratch;
-    std::unique_ptr<ALErrorHistory> errors = std::make_unique<ALErrorHistory>();
+    Reports reports;
     std::vector<float> frequencies;
     RuvoFrequencyHoppingTable hopping = {};
     MultiFreqCalib calib = {};

@@ -11,9 +11,9 @@
 #include <string>
 #include <vector>
 
-#include "ALErrorHandling.h"
 #include "support/Floats.h"
 #include "support/Random.h"
+#include "support/Reports.h"
 
 namespace {
 
@@ -47,9 +47,7 @@ class SuspectPixels : public ::testing::Test {
             amplitude_[i] = 100.0F + static_cast<float>(i);
             normalized_[i] = 1000.0F + static_cast<float>(i);
         }
-        ErrorHandling_Init(&errors_, ALERR_HT_PER_FRAME_HISTORY, 1);
     }
-    ~SuspectPixels() override { ErrorHandling_Init(nullptr, ALERR_HT_PER_FRAME_HISTORY, 0); }
 
     int32_t init(std::vector<int32_t> pixels) {
         indices_ = std::move(pixels);
@@ -74,20 +72,20 @@ class SuspectPixels : public ::testing::Test {
     }
 
     void expectFailure(int32_t line, const std::string& message = {}) {
-        ASSERT_EQ(errors_.numValidEntries, 1);
-        EXPECT_STREQ(errors_.entries[0].file, "SuspectPixelTreatme");  // cut at 19 characters
-        EXPECT_EQ(errors_.entries[0].line, line);
+        ASSERT_EQ(reports_.count(), 1);
+        EXPECT_EQ(reports_.file(), "SuspectPixelTreatme");  // cut at 19 characters
+        EXPECT_EQ(reports_.line(), line);
         if (!message.empty()) {
-            EXPECT_EQ(errors_.entries[0].errorMsg, message);
+            EXPECT_EQ(reports_.text(), message);
         }
-        ErrorHandling_Init(&errors_, ALERR_HT_PER_FRAME_HISTORY, 1);
+        reports_.clear();
     }
 
     SuspectPixelTreatmentCalib calib_ = {};
     SuspectPixelTreatmentInput input_ = {};
     SuspectPixelTreatmentInOut inout_ = {};
     SuspectPixelTreatmentState state_ = {};
-    ALErrorHistory errors_ = {};
+    testing_support::Reports reports_;
     std::vector<uint16_t> matrix_;
     std::vector<int32_t> indices_;
     std::vector<uint16_t> confidence_;
@@ -204,7 +202,7 @@ TEST_F(SuspectPixels, ASizeWhosePixelsNoIndexReachesFails) {
     calib_.width = 65536;
     calib_.height = 32768;
     EXPECT_EQ(init({1}), 1);
-    EXPECT_EQ(errors_.numValidEntries, 1);
+    EXPECT_EQ(reports_.count(), 1);
 }
 
 TEST_F(SuspectPixels, APixelOutsideTheImageHasNoNeighboursAndIsPassedOver) {
@@ -401,7 +399,7 @@ TEST_F(SuspectPixels, NeighboursOutsideASmallerImageArePassedOver) {
 TEST_F(SuspectPixels, AStateThatWasNeverInitialisedFails) {
     state_.numBadPixel = 16;
     EXPECT_EQ(apply(), 1);
-    EXPECT_EQ(errors_.numValidEntries, 1);
+    EXPECT_EQ(reports_.count(), 1);
 }
 
 TEST_F(SuspectPixels, NullArgumentsImagesAndSizesBelowOneFailToApply) {

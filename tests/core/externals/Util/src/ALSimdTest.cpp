@@ -85,6 +85,11 @@ TEST(Targets, EveryVectorTargetOfThisMachineIsTested) {
     EXPECT_EQ(isTested(HWY_AVX3), __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512bw") &&
                                       __builtin_cpu_supports("avx512dq"));
 }
+#elif defined(__arm__) || defined(__aarch64__)
+TEST(Targets, TheVectorTargetOfArmIsTested) {
+    const std::vector<int64_t> targets = testing_support::runnableTargets();
+    EXPECT_NE(std::find(targets.begin(), targets.end(), HWY_NEON), targets.end());
+}
 #endif
 
 TEST_P(AlSimd, SelectionsGiveTheSecondOperandWhereEitherIsNaN) {
