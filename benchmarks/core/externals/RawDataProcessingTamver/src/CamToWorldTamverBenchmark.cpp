@@ -5,6 +5,7 @@
 #include <memory>
 #include <vector>
 
+#include "CamToWorldTamver.h"
 #include "benchmarks/support/Targets.h"
 #include "support/Random.h"
 #include "tests/core/externals/RawDataProcessingTamver/src/CamToWorldTamverRule.h"
