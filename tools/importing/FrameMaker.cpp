@@ -132,7 +132,7 @@ void FrameMaker::judge(const std::array<std::vector<std::uint16_t>, phaseCount>&
         const int c = phases[2][i];
         const int d = phases[3][i];
         const auto [least, most] = std::minmax({a, b, c, d});
-        if (least < leastGoodSample || most > mostGoodSample) {
+        if (least < plan_.leastGoodSample || most > plan_.mostGoodSample) {
             ++figures_.saturated;
             continue;
         }

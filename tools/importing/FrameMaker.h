@@ -11,6 +11,7 @@
 #include <optional>
 #include <vector>
 
+#include "calibrating/NeutralCalibration.h"
 #include "importing/PhaseOrder.h"
 #include "importing/PhaseStack.h"
 #include "importing/Samples.h"
@@ -18,10 +19,6 @@
 #include "simulation/Camera.h"
 
 namespace importing {
-
-// Samples at these limits of the converter say only that it was overdriven.
-inline constexpr std::int16_t leastGoodSample = 1;
-inline constexpr std::int16_t mostGoodSample = 4094;
 
 struct FramePlan {
     SampleFormat samples;
@@ -32,6 +29,8 @@ struct FramePlan {
     std::optional<arrays::Array> intensity;  // pictures of the light that is not modulated: y,x or frame,y,x
     std::int32_t intensityExposureTime = 200;
     float temperature = 0.0F;  // of the illumination, degrees Celsius
+    int leastGoodSample = calibrating::leastGoodSample;
+    int mostGoodSample = calibrating::mostGoodSample;
 };
 
 // Shares are of the pixels that have a measurement, over all frames, frequencies and exposures.

@@ -8,8 +8,9 @@
 #include <cmath>
 #include <numbers>
 
+#include "calibrating/CalibrationRecord.h"
+#include "calibrating/NeutralCalibration.h"
 #include "importing/ImportError.h"
-#include "importing/NeutralCalibration.h"
 #include "recording/CameraRecords.h"
 #include "recording/Channels.h"
 #include "recording/RecordingWriter.h"
@@ -88,19 +89,25 @@ SizeFit sizeFit(const ImportRequest& request, const StackSize& size, std::vector
     return fit;
 }
 
+// A pixel without a sample is marked by the lowest one.
+void checkEmptyPixels(const ImportRequest& request, const SizeFit& fit) {
+    if (fit.emptyPixels() > 0 && request.camera && request.camera->calibration.minDiff < 1) {
+        throw ImportError(
+            "The camera has a minDiff below 1, so pixels without a sample would count as measured: set it to "
+            "1, or "
+            "choose another --fit.");
+    }
+}
+
 simulation::Lens lensOf(const ImportRequest& request, const StackSize& size,
                         std::vector<std::string>& assumptions) {
     if (request.lens) {
         return *request.lens;
     }
-    const auto width = static_cast<double>(size[Axis::Column]);
-    simulation::Lens lens;
-    lens.fx = lens.fy = width / 2.0 / std::tan(request.fieldOfView * std::numbers::pi / 360.0);
-    lens.mx = width / 2.0;
-    lens.my = static_cast<double>(size[Axis::Row]) / 2.0;
     assumptions.push_back(
         fmt::format("The lens sees {} degrees over the width, without distortion.", request.fieldOfView));
-    return lens;
+    return calibrating::lensOf(request.fieldOfView, static_cast<double>(size[Axis::Column]),
+                               static_cast<double>(size[Axis::Row]));
 }
 
 void checkSigns(const PhaseStack& stack, const ImportRequest& request) {
@@ -194,6 +201,12 @@ class References {
 
 std::vector<double> givenOffsets(const ImportRequest& request) {
     std::vector<double> offsets;
+    if (request.camera) {
+        for (const simulation::FrequencyCalibration& frequency : request.camera->calibration.frequencies) {
+            offsets.push_back(static_cast<double>(frequency.phaseWigg[0]));
+        }
+        return offsets;
+    }
     for (std::size_t k = 0; k < request.offsets.size(); ++k) {
         const double turn = 2.0 * std::numbers::pi;
         const double perMetre = turn / simulation::uniqueRange(request.frequencies[k]);
@@ -250,6 +263,22 @@ void tellReference(const ReferenceFit& fit, const ImportRequest& request,
     }
 }
 
+// The calibration that is given stays as it is.
+void tellCamera(const ReferenceFit& fit, const calibrating::CameraDescription& camera,
+                std::vector<std::string>& warnings) {
+    constexpr double tolerance = 0.3;  // radians; fixed patterns and harmonics are below that
+    for (std::size_t k = 0; k < fit.frequencies.size(); ++k) {
+        const double given = static_cast<double>(camera.calibration.frequencies[k].phaseWigg[0]);
+        const double found = fit.frequencies[k].right.offset;
+        if (std::abs(std::remainder(found - given, 2.0 * std::numbers::pi)) > tolerance) {
+            warnings.push_back(fmt::format(
+                "The distances say that the phase at distance 0 is {:.2f} radians at {:.2f} MHz; the "
+                "camera's phaseWigg[0] is {:.2f}.",
+                found, static_cast<double>(camera.calibration.frequencies[k].frequency) / 1.0e6, given));
+        }
+    }
+}
+
 // What the reference settles: order, sense of rotation and offsets.
 void settle(const ImportRequest& request, const std::vector<PhaseImages>& images, const Reference& reference,
             ImportResult& result) {
@@ -268,7 +297,9 @@ void settle(const ImportRequest& request, const std::vector<PhaseImages>& images
     tellReference(fit, request, result.warnings);
     result.order = fit.order;
     result.isReversed = request.isReversed.value_or(fit.isReversed);
-    if (request.offsets.empty()) {
+    if (request.camera) {
+        tellCamera(fit, *request.camera, result.warnings);
+    } else if (request.offsets.empty()) {
         for (std::size_t k = 0; k < fit.frequencies.size(); ++k) {
             result.offsets[k] = fit.frequencies[k].right.offset;
         }
@@ -281,6 +312,12 @@ recording::ProcessingSettings processingSettings(const ImportRequest& request) {
     settings.exposureCount = static_cast<int>(request.exposureTimes.size());
     settings.minAmplitude = request.minAmplitude;
     settings.noiseEstimation = request.intensity.has_value();
+    if (request.camera) {
+        settings.maxUniqueRange = request.camera->maxUniqueRange;
+        settings.straylightCorrection = request.camera->straylight.enable;
+        settings.straylightDistanceThreshold = request.camera->straylight.distanceThreshold;
+        settings.straylightAmplitudeThreshold = request.camera->straylight.amplitudeThreshold;
+    }
     return settings;
 }
 
@@ -295,11 +332,16 @@ void checkFit(const ImportRequest& request, const RoundingReport& rounding) {
 
 void writeFrames(const ImportRequest& request, const SizeFit& fit, const simulation::Lens& lens,
                  FrameMaker& maker, const References* references, ImportResult& result) {
-    const simulation::Calibration calibration =
-        neutralCalibration({request.frequencies, result.offsets, fit.fit(lens)});
-    recording::ImagePackets packets(calibration, processingSettings(request));
+    calibrating::CameraDescription camera;
+    if (request.camera) {
+        camera = *request.camera;
+    } else {
+        camera.calibration =
+            calibrating::neutralCalibration({request.frequencies, result.offsets, fit.fit(lens)});
+    }
+    recording::ImagePackets packets(camera.calibration, processingSettings(request));
     recording::RecordingWriter writer(request.output);
-    writer.write(recording::calibrationPacket(calibration, 0));
+    writer.write(calibrating::packetOf(camera));
     for (std::size_t frame = 0; frame < result.size[Axis::Frame]; ++frame) {
         std::vector<recording::Record> truth;
         if (references != nullptr && (frame == 0 || references->isPerFrame())) {
@@ -355,7 +397,9 @@ ImportResult importRecording(const ImportRequest& request) {
     result.size = stack.size();
     result.samples = request.samples;
     const SizeFit fit = sizeFit(request, result.size, result.assumptions);
-    const simulation::Lens lens = lensOf(request, result.size, result.assumptions);
+    checkEmptyPixels(request, fit);
+    const simulation::Lens lens =
+        request.camera ? request.camera->calibration.lens : lensOf(request, result.size, result.assumptions);
 
     FramePlan plan{request.samples,
                    PhaseOrder{},
@@ -365,6 +409,10 @@ ImportResult importRecording(const ImportRequest& request) {
                    std::nullopt,
                    request.intensityExposureTime,
                    request.temperature};
+    if (request.camera) {
+        plan.leastGoodSample = request.camera->calibration.minDiff;
+        plan.mostGoodSample = request.camera->calibration.maxDiff;
+    }
     if (request.intensity) {
         plan.intensity = arrays::readArray(*request.intensity);
     }

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "calibrating/CameraDescription.h"
 #include "importing/FrameMaker.h"
 #include "importing/PhaseOrder.h"
 #include "importing/ReferenceFit.h"
@@ -43,8 +44,10 @@ struct ImportRequest {
     std::optional<bool> isReversed;    // none: as the reference says, else not
     std::vector<PhaseOffset> offsets;  // none, or one for each frequency
     std::optional<FitKind> fit;
-    std::optional<simulation::Lens> lens;  // of the pictures as they come
-    double fieldOfView = 70.0;             // degrees over the width of the pictures, where there is no lens
+    std::optional<calibrating::CameraDescription> camera;  // of the 224 x 172 pixels; none: a neutral one
+    std::optional<simulation::Lens> lens;                  // of the pictures as they come
+    double fieldOfView =
+        calibrating::usualFieldOfView;  // degrees over the width of the pictures, where there is no lens
     std::optional<ReferenceRequest> reference;
     std::optional<std::string> intensity;  // file of pictures
     std::int32_t intensityExposureTime = 200;

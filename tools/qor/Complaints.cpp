@@ -3,6 +3,7 @@
 #include "qor/Complaints.h"
 
 #include <algorithm>
+#include <string_view>
 
 #include "qor/Arguments.h"
 #include "qor/StandardError.h"
@@ -10,7 +11,12 @@
 namespace qor {
 
 int complain(const std::string& command, int exitCode, const std::string& sentence) {
-    printError("qor {}: {}\n", command, printable(sentence));
+    std::string_view rest = sentence;
+    while (!rest.empty()) {
+        const std::size_t end = std::min(rest.find('\n'), rest.size());
+        printError("qor {}: {}\n", command, printable(rest.substr(0, end)));
+        rest.remove_prefix(std::min(end + 1, rest.size()));
+    }
     return exitCode;
 }
 

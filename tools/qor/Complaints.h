@@ -14,7 +14,7 @@ namespace qor {
 // More sentences of one kind than this help nobody.
 inline constexpr std::size_t mostSentences = 20;
 
-// Says one sentence. Gives the exit code back.
+// Says one sentence, or as many as there are lines. Gives the exit code back.
 int complain(const std::string& command, int exitCode, const std::string& sentence);
 
 // Ends a command without its report: says why, and makes the document of it if one is wanted.

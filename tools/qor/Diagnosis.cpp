@@ -12,6 +12,9 @@
 #include <string_view>
 
 #include "PacketZelta.h"
+#include "calibrating/CalibrationChecks.h"
+#include "calibrating/CalibrationError.h"
+#include "calibrating/CalibrationRecord.h"
 #include "plugin/ImageInfo.h"
 #include "qor/Arguments.h"
 #include "qor/Timeline.h"
@@ -27,11 +30,6 @@ using zelta::ZeltaChunk;
 namespace channel = recording::channel;
 
 using Bytes = std::span<const std::uint8_t>;
-
-constexpr std::size_t pixels = 38528;
-constexpr double shortestRay = 0.5;         // a unit vector has length 1
-constexpr double lowestFrequency = 1.0e5;   // hertz; below, the unique range is above a kilometre
-constexpr double highestFrequency = 1.0e9;  // hertz; above, it is below 15 centimetres
 
 const char* const useRecover = "qor recover writes the packets before and after it.";
 const char* const useCalibration =
@@ -68,13 +66,6 @@ Bytes dataOf(const ZeltaChunk& chunk) {
 std::size_t placeOfDefinition(Bytes bytes, const Stretch& stretch, const ZeltaChunk& chunk) {
     return stretch.offset +
            static_cast<std::size_t>(static_cast<const std::uint8_t*>(chunk.description) - bytes.data());
-}
-
-std::string faultOfFrequency(std::size_t number, double frequency) {
-    return frequency >= lowestFrequency && frequency <= highestFrequency
-               ? ""
-               : fmt::format("The calibration has {} as frequency {}, where hertz are due, such as 2e7.",
-                             frequency, number);
 }
 
 class Examination {
@@ -206,69 +197,19 @@ class Examination {
             return;
         }
         calibration_.emplace(record.begin(), record.end());
-        const std::string root = "QorDistanceImageIFCalib.";
         try {
-            lookAtVignetting(
-                recording::imageOf(chunk, root + "imagerCalib.freqIndependent.vignetting", pixels));
-            lookAtRays(recording::imageOf(chunk, root + "unitVectors", 3 * pixels));
-            lookAtFrequencies(chunk, root + "imagerCalib.");
+            const calibrating::CameraDescription camera = calibrating::cameraIn(chunk);
+            frequencies_ = static_cast<double>(camera.calibration.frequencies.size());
+            std::vector<calibrating::Fault> faults = calibrating::faultsOf(camera);
+            const std::vector<calibrating::Fault> doubts = calibrating::doubtsOf(camera);
+            faults.insert(faults.end(), doubts.begin(), doubts.end());
+            for (const calibrating::Fault& fault : faults) {
+                add(fault.sentence, useCalibration);
+            }
+        } catch (const calibrating::CalibrationError& error) {
+            add(error.what(), useCalibration);
         } catch (const recording::RecordError& error) {
             add(std::string("The calibration cannot be used: ") + error.what(), useCalibration);
-        }
-    }
-
-    void lookAtVignetting(const std::vector<float>& vignetting) {
-        const auto dark =
-            std::ranges::count_if(vignetting, [](float factor) { return !(factor > 0.0F); });  // also NaN
-        if (dark > 0) {
-            add(fmt::format("The vignetting of {} is not above 0: they have no amplitude.",
-                            counted(static_cast<std::uint64_t>(dark), "pixel")),
-                useCalibration);
-        }
-    }
-
-    void lookAtRays(const std::vector<float>& rays) {
-        std::size_t bad = 0;
-        for (std::size_t k = 0; k + 2 < rays.size(); k += 3) {
-            const double x = static_cast<double>(rays[k]);
-            const double y = static_cast<double>(rays[k + 1]);
-            const double z = static_cast<double>(rays[k + 2]);
-            bad += std::sqrt(x * x + y * y + z * z) > shortestRay ? 0U : 1U;  // also for NaN
-        }
-        if (bad > 0) {
-            add(fmt::format("The rays of {} have no length: their points lie in the camera.",
-                            counted(bad, "pixel")),
-                useCalibration);
-        }
-    }
-
-    void lookAtFrequencies(const ZeltaChunk& chunk, const std::string& imager) {
-        constexpr double slots = 4.0;
-        const double count = recording::numberOf(chunk, imager + "numberOfFrequencies");
-        if (!(count >= 1.0 && count <= slots)) {
-            add(fmt::format("The calibration has {} frequencies, where 1 to 4 are possible.", count),
-                useCalibration);
-            return;
-        }
-        frequencies_ = count;
-        std::set<double> seen;
-        for (std::size_t k = 0; k < static_cast<std::size_t>(count); ++k) {
-            const double frequency = recording::numberOf(chunk, fmt::format("{}frequencies[{}]", imager, k));
-            if (const std::string fault = faultOfFrequency(k, frequency); !fault.empty()) {
-                add(fault, useCalibration);
-            } else if (!seen.insert(frequency).second) {
-                add(fmt::format("The calibration has the frequency of {} Hz twice: two frequencies that are "
-                                "the same cannot tell distances apart.",
-                                frequency),
-                    useCalibration);
-            }
-            const double gain =
-                recording::numberOf(chunk, fmt::format("{}freqDependent[{}].ampWigg[0]", imager, k));
-            if (!(std::abs(gain) > 0.0)) {
-                add(fmt::format("The amplitude factor of frequency {} is {}: no pixel has an amplitude.", k,
-                                gain),
-                    useCalibration);
-            }
         }
     }
 
@@ -338,11 +279,12 @@ class Examination {
                 addOnce(fmt::format("{} is {}, where 1 and 2 are possible.", member, count), askSender);
             }
         }
-        const double range = recording::numberOf(input, param + "maxUniqueRange");
-        if (recording::numberOf(input, param + "numFrequencies") == 2.0 &&
-            (range == 0.0 || std::isnan(range))) {
+        const std::string fault =
+            calibrating::rangeFault(recording::numberOf(input, param + "maxUniqueRange"),
+                                    recording::numberOf(input, param + "numFrequencies"));
+        if (!fault.empty()) {
             addOnce(
-                fmt::format("maxUniqueRange is {} with two frequencies: they leave no distance.", range),
+                fault,
                 "Set it to the furthest distance in metres, or to -1 for all that the frequencies can tell.");
         }
     }

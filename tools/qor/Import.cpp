@@ -4,16 +4,22 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <numbers>
+#include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "calibrating/CalibrationError.h"
+#include "calibrating/CameraFile.h"
+#include "calibrating/NeutralCalibration.h"
 #include "importing/Importer.h"
 #include "qor/Arguments.h"
 #include "qor/Complaints.h"
@@ -39,7 +45,8 @@ struct Options {
     std::vector<double> exposures{1000.0};
     std::string fit;
     std::vector<double> intrinsics;
-    double fieldOfView = 70.0;
+    double fieldOfView = calibrating::usualFieldOfView;
+    std::string camera;
     std::string reference;
     std::string mask;
     std::string intensity;
@@ -76,13 +83,16 @@ importing::ReferenceRequest readReference(const std::string& text) {
     return {text.substr(0, colon), unit->second, std::nullopt};
 }
 
-importing::SampleFormat sampleFormat(const Options& options, const CLI::App& command) {
+importing::SampleFormat sampleFormat(const Options& options, const CLI::App& command,
+                                     const std::optional<calibrating::CameraDescription>& camera) {
     importing::SampleFormat format;
     format.isSigned = options.signedBits > 0;
     const int bits = format.isSigned ? options.signedBits : options.unsignedBits;
     format.bits = bits > 0 ? static_cast<unsigned int>(bits) : 12U;
     if (command.count("--mid") > 0) {
         format.mid = options.mid;
+    } else if (camera && camera->mid != calibrating::middleOfSamples) {
+        format.mid = camera->mid;
     }
     if (command.count("--scale") > 0) {
         format.scale = options.scale;
@@ -91,21 +101,38 @@ importing::SampleFormat sampleFormat(const Options& options, const CLI::App& com
     return format;
 }
 
-importing::ImportRequest requestOf(const Options& options, const CLI::App& command) {
+// What --frequencies adds to the camera's own. Throws std::invalid_argument where they differ.
+std::vector<double> frequenciesOf(const Options& options, const calibrating::CameraDescription& camera) {
+    std::vector<double> frequencies;
+    for (const simulation::FrequencyCalibration& frequency : camera.calibration.frequencies) {
+        frequencies.push_back(static_cast<double>(frequency.frequency));
+    }
+    const bool isSame = std::ranges::equal(options.frequencies, frequencies,
+                                           [](double a, double b) { return std::abs(a / b - 1.0) < 1.0e-6; });
+    if (!options.frequencies.empty() && !isSame) {
+        throw std::invalid_argument("--frequencies says " + frequencyText(options.frequencies) +
+                                    ", the camera has " + frequencyText(frequencies) + ".");
+    }
+    return frequencies;
+}
+
+importing::ImportRequest requestOf(const Options& options, const CLI::App& command,
+                                   std::optional<calibrating::CameraDescription> camera) {
     importing::ImportRequest request;
+    request.frequencies = camera ? frequenciesOf(options, *camera) : options.frequencies;
+    request.camera = std::move(camera);
     request.stack.files = options.files;
     request.stack.arrays = options.arrays;
     if (!options.axes.empty()) {
         request.stack.axes = importing::readAxes(options.axes);
     }
     request.stack.format = arrays::readRawFormat(options.format);
-    request.stack.frequencies = options.frequencies.size();
+    request.stack.frequencies = request.frequencies.size();
     request.stack.exposures = options.exposures.size();
-    request.frequencies = options.frequencies;
     for (const double exposure : options.exposures) {
         request.exposureTimes.push_back(static_cast<std::int32_t>(std::lround(exposure)));
     }
-    request.samples = sampleFormat(options, command);
+    request.samples = sampleFormat(options, command, request.camera);
     request.isSampleFormatGiven = options.signedBits > 0 || options.unsignedBits > 0;
     request.order = importing::readPhaseOrder(options.order);
     if (!options.sign.empty()) {
@@ -232,9 +259,22 @@ void printText(const importing::ImportRequest& request, const importing::ImportR
 }
 
 int run(const Options& options, const CLI::App& command) {
-    const importing::ImportRequest request = requestOf(options, command);
+    if (options.frequencies.empty() && options.camera.empty()) {
+        return giveUp("import", options.json, ExitCode::Usage,
+                      "--frequencies is required, or --camera with a file that has them.");
+    }
     try {
-        const importing::ImportResult result = importing::importRecording(request);
+        calibrating::CameraFile file;
+        std::optional<calibrating::CameraDescription> camera;
+        if (!options.camera.empty()) {
+            file = calibrating::readCameraFile(options.camera);
+            camera = std::move(file.camera);
+        }
+        const importing::ImportRequest request = requestOf(options, command, std::move(camera));
+        importing::ImportResult result = importing::importRecording(request);
+        for (const calibrating::Fault& doubt : file.doubts) {
+            result.warnings.push_back(doubt.key + ": " + doubt.sentence);
+        }
         if (options.json) {
             printJson(toJson(request, result));
         } else if (!options.quiet) {
@@ -245,6 +285,10 @@ int run(const Options& options, const CLI::App& command) {
             complaints.add(ExitCode::Findings, sentence);
         }
         return complaints.tell();
+    } catch (const std::invalid_argument& error) {
+        return giveUp("import", options.json, ExitCode::Usage, error.what());
+    } catch (const calibrating::CalibrationError& error) {
+        return giveUp("import", options.json, ExitCode::BadData, options.camera + ": " + error.what());
     } catch (const std::exception& error) {
         return giveUp("import", options.json, ExitCode::BadData, error.what());
     }
@@ -310,9 +354,9 @@ void addSampleOptions(CLI::App& command, Options& options) {
 
 void addPhaseOptions(CLI::App& command, Options& options) {
     command
-        .add_option("--frequencies", options.frequencies,
-                    "One or two modulation frequencies in Hz, or with a unit: 60MHz,80MHz")
-        ->required()
+        .add_option(
+            "--frequencies", options.frequencies,
+            "One or two modulation frequencies in Hz, or with a unit: 60MHz,80MHz; needed without --camera")
         ->delimiter(',')
         ->expected(1, 2)
         ->allow_extra_args(false)
@@ -374,6 +418,19 @@ void addGeometryOptions(CLI::App& command, Options& options) {
         ->capture_default_str();
 }
 
+void addCameraOption(CLI::App& command, Options& options) {
+    command
+        .add_option(
+            "--camera", options.camera,
+            "Calibration of the camera, as for qor calibration make; it has the frequencies, the lens\n"
+            "and the phases at distance 0")
+        ->check(CLI::ExistingFile)
+        ->excludes("--intrinsics")
+        ->excludes("--fov")
+        ->excludes("--offset")
+        ->type_name("CAMERA.json");
+}
+
 void addTruthOptions(CLI::App& command, Options& options) {
     CLI::Option* const reference =
         command
@@ -419,6 +476,7 @@ void addImport(CLI::App& app, int& exitCode) {
     addSampleOptions(*command, *options);
     addPhaseOptions(*command, *options);
     addGeometryOptions(*command, *options);
+    addCameraOption(*command, *options);
     addTruthOptions(*command, *options);
     command->add_option("-o,--out", options->output, "The recording; its folders are made if needed")
         ->required()

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "qor/Arguments.h"
+#include "qor/Calibration.h"
 #include "qor/Doctor.h"
 #include "qor/ExitCode.h"
 #include "qor/Extract.h"
@@ -60,6 +61,7 @@ int runCommand(int argc, char** argv) {
     int exitCode = qor::ExitCode::Good;
     qor::addSimulate(app, exitCode);
     qor::addImport(app, exitCode);
+    qor::addCalibration(app, exitCode);
     qor::addRun(app, exitCode);
     qor::addInfo(app, exitCode);
     qor::addTree(app, exitCode);

@@ -119,6 +119,44 @@ void setArray(Record& record, const std::string& expression, const Values& value
     record.set<T>(expression, std::vector<T>(values.begin(), values.end()));
 }
 
+// No filter is on. With these values spatialFilter or temporalFilter alone switches one on.
+void prepareFilters(Record& record) {
+    const std::string filters = "QorDistanceImageIFInput.customization.filterSet.";
+    record.set<int>(filters + "applyDistanceFilter", 1);
+    record.set<unsigned int>(filters + "tempMeanSettings.numberOfFrames", 4U);
+    // Counts per microsecond: the amplitude of a wall at 2 m is about 1.
+    record.set<float>(filters + "tempAdexpSettings.minSmoothDiff", 0.02F);
+    record.set<float>(filters + "tempAdexpSettings.minSDAlpha", 0.2F);
+    record.set<float>(filters + "tempAdexpSettings.maxSmoothDiff", 0.2F);
+    record.set<float>(filters + "tempAdexpSettings.maxSDAlpha", 1.0F);
+    record.set<float>(filters + "spatBilateralSettings.sigmaPixel", 1.0F);
+    record.set<float>(filters + "spatBilateralSettings.sigmaDistance", 0.05F);  // metres
+}
+
+void setAutoExposure(Record& record, const AutoExposureSettings& settings) {
+    const std::string param = "QorDistanceImageIFInput.param.";
+    record.set<int>(param + "maxExposureTime", settings.longestExposure);
+    // Each exposure may be as long as that; 0 would mean the algorithm's own limit.
+    record.set<int>(param + "maxSumExposureTime", 2 * settings.longestExposure);
+    const std::string control = "QorDistanceImageIFInput.customization.autoExpSet.";
+    record.set<int>(control + "applyAutoExposure", 1);
+    record.set<int>(control + "minLongShortFactor", settings.minLongShortFactor);
+    record.set<int>(control + "maxLongShortFactor", settings.maxLongShortFactor);
+    record.set<int>(control + "maxNumberOfSaturatedPixels", settings.saturatedPixels);
+    constexpr int rectangle = 2;
+    const std::string regions = control + "roiSettings.rois.";
+    record.set<unsigned int>(regions + "noROIs", 1U);
+    record.set<int>(regions + "ROIs[0].type", rectangle);
+    constexpr auto width = static_cast<float>(simulation::imageWidth);
+    constexpr auto height = static_cast<float>(simulation::imageHeight);
+    record.set<float>(regions + "ROIs[0].rectangle.center.x", width / 2.0F);
+    record.set<float>(regions + "ROIs[0].rectangle.center.y", height / 2.0F);
+    record.set<float>(regions + "ROIs[0].rectangle.width", width);
+    record.set<float>(regions + "ROIs[0].rectangle.height", height);
+}
+
+}  // namespace
+
 void setFrequency(Record& record, const std::string& slot,
                   const simulation::FrequencyCalibration& frequency) {
     setArray<float>(record, slot + ".ampWigg", frequency.ampWigg);
@@ -178,44 +216,6 @@ Record auxiliaryRecord(std::uint64_t serialNumber) {
     return record;
 }
 
-// No filter is on. With these values spatialFilter or temporalFilter alone switches one on.
-void prepareFilters(Record& record) {
-    const std::string filters = "QorDistanceImageIFInput.customization.filterSet.";
-    record.set<int>(filters + "applyDistanceFilter", 1);
-    record.set<unsigned int>(filters + "tempMeanSettings.numberOfFrames", 4U);
-    // Counts per microsecond: the amplitude of a wall at 2 m is about 1.
-    record.set<float>(filters + "tempAdexpSettings.minSmoothDiff", 0.02F);
-    record.set<float>(filters + "tempAdexpSettings.minSDAlpha", 0.2F);
-    record.set<float>(filters + "tempAdexpSettings.maxSmoothDiff", 0.2F);
-    record.set<float>(filters + "tempAdexpSettings.maxSDAlpha", 1.0F);
-    record.set<float>(filters + "spatBilateralSettings.sigmaPixel", 1.0F);
-    record.set<float>(filters + "spatBilateralSettings.sigmaDistance", 0.05F);  // metres
-}
-
-void setAutoExposure(Record& record, const AutoExposureSettings& settings) {
-    const std::string param = "QorDistanceImageIFInput.param.";
-    record.set<int>(param + "maxExposureTime", settings.longestExposure);
-    // Each exposure may be as long as that; 0 would mean the algorithm's own limit.
-    record.set<int>(param + "maxSumExposureTime", 2 * settings.longestExposure);
-    const std::string control = "QorDistanceImageIFInput.customization.autoExpSet.";
-    record.set<int>(control + "applyAutoExposure", 1);
-    record.set<int>(control + "minLongShortFactor", settings.minLongShortFactor);
-    record.set<int>(control + "maxLongShortFactor", settings.maxLongShortFactor);
-    record.set<int>(control + "maxNumberOfSaturatedPixels", settings.saturatedPixels);
-    constexpr int rectangle = 2;
-    const std::string regions = control + "roiSettings.rois.";
-    record.set<unsigned int>(regions + "noROIs", 1U);
-    record.set<int>(regions + "ROIs[0].type", rectangle);
-    constexpr auto width = static_cast<float>(simulation::imageWidth);
-    constexpr auto height = static_cast<float>(simulation::imageHeight);
-    record.set<float>(regions + "ROIs[0].rectangle.center.x", width / 2.0F);
-    record.set<float>(regions + "ROIs[0].rectangle.center.y", height / 2.0F);
-    record.set<float>(regions + "ROIs[0].rectangle.width", width);
-    record.set<float>(regions + "ROIs[0].rectangle.height", height);
-}
-
-}  // namespace
-
 std::vector<std::uint8_t> calibrationPacket(const simulation::Calibration& calibration,
                                             std::uint64_t serialNumber,
                                             const std::vector<zelta::ZeltaChunk>& more) {
@@ -235,12 +235,14 @@ ImagePackets::ImagePackets(const simulation::Calibration& calibration, const Pro
     input_.set<float>(customization + "twoFreqMaxLineDistPercentage", settings.twoFreqMaxLineDistPercentage);
     input_.set<unsigned char>(customization + "enableStraylightCorrection",
                               settings.straylightCorrection ? 1 : 0);
+    input_.set<float>(customization + "absDistStraylightThreshold", settings.straylightDistanceThreshold);
+    input_.set<float>(customization + "relAmpStraylightThreshold", settings.straylightAmplitudeThreshold);
     input_.set<unsigned char>(customization + "enableNoiseEstimation", settings.noiseEstimation ? 1 : 0);
     prepareFilters(input_);
     const std::string param = "QorDistanceImageIFInput.param.";
     input_.set<int>(param + "numExposures", settings.exposureCount);
     input_.set<int>(param + "numFrequencies", static_cast<int>(calibration.frequencies.size()));
-    input_.set<float>(param + "maxUniqueRange", -1.0F);  // whatever the frequencies can tell
+    input_.set<float>(param + "maxUniqueRange", settings.maxUniqueRange);
     if (settings.autoExposure) {
         setAutoExposure(input_, *settings.autoExposure);
     }

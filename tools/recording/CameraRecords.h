@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "recording/Record.h"
@@ -30,8 +31,18 @@ struct ProcessingSettings {
     float maximumRawSymmetry = 0.5F;                   // of the amplitude
     float twoFreqMaxLineDistPercentage = 80.0F;        // of half the distance between two lines
     bool straylightCorrection = false;
-    bool noiseEstimation = false;  // needs an intensity image in each frame
+    float straylightDistanceThreshold = 0.0F;   // metres; 0: none
+    float straylightAmplitudeThreshold = 0.0F;  // of the amplitude; 0: none
+    float maxUniqueRange = -1.0F;               // metres; -1: whatever the frequencies can tell
+    bool noiseEstimation = false;               // needs an intensity image in each frame
 };
+
+// The calibration record of a camera; `slot` is the expression of one of its frequencies.
+Record calibrationRecord(const simulation::Calibration& calibration);
+void setFrequency(Record& record, const std::string& slot, const simulation::FrequencyCalibration& frequency);
+
+// What else a camera tells of itself.
+Record auxiliaryRecord(std::uint64_t serialNumber);
 
 // The first packet of a recording. `more` are chunks that travel with it.
 std::vector<std::uint8_t> calibrationPacket(const simulation::Calibration& calibration,
