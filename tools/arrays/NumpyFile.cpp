@@ -147,6 +147,7 @@ void writeNpz(const std::filesystem::path& path, const std::vector<NamedArray>& 
     zip_source_keep(memory);
     const std::unique_ptr<zip_source_t, void (*)(zip_source_t*)> kept(memory, zip_source_free);
     std::vector<std::vector<std::uint8_t>> contents;  // they are read when the archive is closed
+    contents.reserve(arrays.size());
     for (const NamedArray& named : arrays) {
         contents.push_back(bytesOf(named.array));
     }

@@ -349,6 +349,7 @@ void writeFrames(const ImportRequest& request, const SizeFit& fit, const simulat
         }
         for (const simulation::RawImage& image : maker.frame(frame)) {
             std::vector<zelta::ZeltaChunk> chunks;
+            chunks.reserve(truth.size());
             for (const recording::Record& record : truth) {
                 chunks.push_back(record.chunk(recording::channel::sceneTruth));
             }

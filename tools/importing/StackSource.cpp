@@ -175,10 +175,8 @@ Array divided(Array array, const std::vector<Axis>& axes, const StackRequest& re
     size[Axis::Frame] = pictures / known;
     size[Axis::Row] = height;
     size[Axis::Column] = width;
-    std::vector<std::size_t> shape;
-    for (const Axis axis : axes) {
-        shape.push_back(size[axis]);
-    }
+    std::vector<std::size_t> shape(axes.size());
+    std::transform(axes.begin(), axes.end(), shape.begin(), [&size](Axis axis) { return size[axis]; });
     return arrays::makeArray(array.type, std::move(shape), std::move(array.bytes));
 }
 

@@ -76,10 +76,11 @@ Straylight::Straylight(const PointSpread& pointSpread, double weight, int coreRa
             if (dx * dx + dy * dy <= coreRadius * coreRadius) {
                 continue;
             }
-            const auto index =
-                static_cast<std::size_t>((dy + imageHeight) * PointSpread::width + dx + imageWidth);
+            const auto row = static_cast<std::size_t>(dy + imageHeight);
+            const auto column = static_cast<std::size_t>(dx + imageWidth);
             // A pixel receives light from the pixel that lies (dx, dy) away.
-            spectrum_[wrapped(-dy) * fourierSize + wrapped(-dx)] = share * pointSpread.values.at(index);
+            spectrum_[wrapped(-dy) * fourierSize + wrapped(-dx)] =
+                share * pointSpread.values.at(row * PointSpread::width + column);
         }
     }
     fourierTransform(spectrum_);
