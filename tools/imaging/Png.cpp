@@ -8,6 +8,7 @@
 #include <cmath>
 #include <csetjmp>
 #include <exception>
+#include <limits>
 #include <stdexcept>
 
 #include "imaging/WholeFile.h"
@@ -117,19 +118,36 @@ void writePng16(const std::filesystem::path& path, std::span<const std::uint16_t
     writeWhole(path, encoded(picture, texts));
 }
 
+Counts countsOf(std::span<const double> values, const CountScale& scale) {
+    const double least = scale.zeroIsNone ? std::max(scale.firstCount, 1) : scale.firstCount;
+    constexpr double most = 65535.0;
+    Counts counts;
+    counts.values.reserve(values.size());
+    for (const double value : values) {
+        if (std::isnan(value)) {
+            counts.values.push_back(0);
+            continue;
+        }
+        const double count =
+            std::floor(scale.firstCount + (value - scale.offset) * scale.countsPerUnit + 0.5);
+        counts.beyond += count < scale.firstCount || count > most ? 1 : 0;
+        counts.values.push_back(static_cast<std::uint16_t>(std::clamp(count, least, most)));
+    }
+    return counts;
+}
+
 void writeDistancePng(const std::filesystem::path& path, std::span<const float> metres,
                       std::span<const std::uint8_t> valid, int width, int height) {
     if (valid.size() != metres.size()) {
         throw std::invalid_argument("Distances and their validity must have the same count.");
     }
-    std::vector<std::uint16_t> millimetres(metres.size(), 0);
-    for (std::size_t i = 0; i < metres.size(); ++i) {
-        const double value = static_cast<double>(metres[i]) * 1000.0;
-        if (valid[i] != 0 && value > 0.0) {
-            millimetres[i] = static_cast<std::uint16_t>(std::clamp(std::floor(value + 0.5), 1.0, 65535.0));
+    std::vector<double> values(metres.begin(), metres.end());
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        if (valid[i] == 0 || !(values[i] > 0.0)) {
+            values[i] = std::numeric_limits<double>::quiet_NaN();
         }
     }
-    writePng16(path, millimetres, width, height,
+    writePng16(path, countsOf(values, {0.0, 1000.0, 0, true}).values, width, height,
                {{"Title", "Radial distance"},
                 {"Unit", "mm"},
                 {"Scale", "0.001 metres per count"},

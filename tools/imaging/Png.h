@@ -26,6 +26,25 @@ void writePng(const std::filesystem::path& path, const Canvas& canvas, const Png
 void writePng16(const std::filesystem::path& path, std::span<const std::uint16_t> values, int width,
                 int height, const PngTexts& texts = {});
 
+// How numbers become counts: count = firstCount + (value - offset) * countsPerUnit, rounded.
+struct CountScale {
+    double offset = 0.0;  // the value of firstCount
+    double countsPerUnit = 1.0;
+    int firstCount = 0;  // above 0 leaves the count 0 to pixels without a value
+    bool zeroIsNone = true;
+
+    // The value of the count 0, were it one: value = valueOfZero() + count / countsPerUnit.
+    double valueOfZero() const { return offset - firstCount / countsPerUnit; }
+};
+
+struct Counts {
+    std::vector<std::uint16_t> values;
+    std::size_t beyond = 0;  // values that are the first or last count, but lie farther out
+};
+
+// NaN is the count 0. Where 0 means no value, no value becomes 0.
+Counts countsOf(std::span<const double> values, const CountScale& scale);
+
 // Distances as whole millimetres, rounded; more than 65535 mm stays 65535. No measurement is 0: a distance
 // that is not above 0, and a pixel whose `valid` byte is 0. A distance below half a millimetre counts as 1
 // mm.

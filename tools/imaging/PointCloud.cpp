@@ -8,6 +8,7 @@
 #include <cmath>
 #include <limits>
 #include <stdexcept>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -36,6 +37,13 @@ bool isPoint(const PointImage& points, std::size_t i) {
            std::isfinite(points.z[i]);
 }
 
+struct Point {
+    float x;
+    float y;
+    float z;
+    float amplitude;
+};
+
 void append(std::vector<std::uint8_t>& bytes, std::string_view text) {
     bytes.insert(bytes.end(), text.begin(), text.end());
 }
@@ -48,29 +56,38 @@ void append(std::vector<std::uint8_t>& bytes, float value) {
     }
 }
 
-void appendPoint(std::vector<std::uint8_t>& bytes, const PointImage& points, std::size_t i) {
-    append(bytes, points.x[i]);
-    append(bytes, points.y[i]);
-    append(bytes, points.z[i]);
-    append(bytes, points.amplitude[i]);
+// As few digits as give the same number back. Readers know no other word than "nan" for what is no number.
+std::string textOf(float value) {
+    return std::isfinite(value) ? fmt::format("{}", value) : "nan";
+}
+
+void append(std::vector<std::uint8_t>& bytes, const Point& point, CloudEncoding encoding) {
+    if (encoding == CloudEncoding::Text) {
+        append(bytes, fmt::format("{} {} {} {}\n", textOf(point.x), textOf(point.y), textOf(point.z),
+                                  textOf(point.amplitude)));
+        return;
+    }
+    append(bytes, point.x);
+    append(bytes, point.y);
+    append(bytes, point.z);
+    append(bytes, point.amplitude);
 }
 
 }  // namespace
 
-void writePly(const std::filesystem::path& path, const PointImage& points) {
+std::size_t writePly(const std::filesystem::path& path, const PointImage& points, CloudEncoding encoding) {
     const std::size_t count = checkedCount(points);
     std::vector<std::uint8_t> body;
-    body.reserve(count * 4 * sizeof(float));
     std::size_t vertices = 0;
     for (std::size_t i = 0; i < count; ++i) {
         if (isPoint(points, i)) {
-            appendPoint(body, points, i);
+            append(body, Point{points.x[i], points.y[i], points.z[i], points.amplitude[i]}, encoding);
             ++vertices;
         }
     }
     std::vector<std::uint8_t> bytes;
     append(bytes, fmt::format("ply\n"
-                              "format binary_little_endian 1.0\n"
+                              "format {} 1.0\n"
                               "comment {}\n"
                               "comment amplitude in counts per microsecond; invalid pixels are left out\n"
                               "element vertex {}\n"
@@ -79,12 +96,14 @@ void writePly(const std::filesystem::path& path, const PointImage& points) {
                               "property float z\n"
                               "property float amplitude\n"
                               "end_header\n",
+                              encoding == CloudEncoding::Text ? "ascii" : "binary_little_endian",
                               frameOfReference, vertices));
     bytes.insert(bytes.end(), body.begin(), body.end());
     writeWhole(path, bytes);
+    return vertices;
 }
 
-void writePcd(const std::filesystem::path& path, const PointImage& points) {
+std::size_t writePcd(const std::filesystem::path& path, const PointImage& points, CloudEncoding encoding) {
     const std::size_t count = checkedCount(points);
     std::vector<std::uint8_t> bytes;
     append(bytes, fmt::format("# .PCD v0.7 - Point Cloud Data file format\n"
@@ -99,20 +118,18 @@ void writePcd(const std::filesystem::path& path, const PointImage& points) {
                               "HEIGHT {}\n"
                               "VIEWPOINT 0 0 0 1 0 0 0\n"
                               "POINTS {}\n"
-                              "DATA binary\n",
-                              frameOfReference, points.width, points.height, count));
+                              "DATA {}\n",
+                              frameOfReference, points.width, points.height, count,
+                              encoding == CloudEncoding::Text ? "ascii" : "binary"));
     constexpr float none = std::numeric_limits<float>::quiet_NaN();
     for (std::size_t i = 0; i < count; ++i) {
-        if (isPoint(points, i)) {
-            appendPoint(bytes, points, i);
-        } else {
-            append(bytes, none);
-            append(bytes, none);
-            append(bytes, none);
-            append(bytes, points.amplitude[i]);
-        }
+        const Point point = isPoint(points, i)
+                                ? Point{points.x[i], points.y[i], points.z[i], points.amplitude[i]}
+                                : Point{none, none, none, points.amplitude[i]};
+        append(bytes, point, encoding);
     }
     writeWhole(path, bytes);
+    return count;
 }
 
 }  // namespace imaging

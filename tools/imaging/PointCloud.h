@@ -5,6 +5,7 @@
 
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <span>
@@ -22,11 +23,17 @@ struct PointImage {
     int height = 0;
 };
 
-// PLY, binary, little-endian: the valid points only, those with finite coordinates. Throws
-// std::invalid_argument if the counts do not match, std::runtime_error with a sentence that names the path.
-void writePly(const std::filesystem::path& path, const PointImage& points);
+enum class CloudEncoding : std::uint8_t { Binary, Text };
 
-// PCD 0.7, binary, organised: a point for each pixel, NaN where there is none. Throws as above.
-void writePcd(const std::filesystem::path& path, const PointImage& points);
+// PLY, binary (little-endian) or text: the valid points only, those with finite coordinates. Throws
+// std::invalid_argument if the counts do not match, std::runtime_error with a sentence that names the path.
+// Returns the number of points.
+std::size_t writePly(const std::filesystem::path& path, const PointImage& points,
+                     CloudEncoding encoding = CloudEncoding::Binary);
+
+// PCD 0.7, binary or text, organised: a point for each pixel, NaN where there is none. Throws as above.
+// Returns the number of points, those without numbers among them.
+std::size_t writePcd(const std::filesystem::path& path, const PointImage& points,
+                     CloudEncoding encoding = CloudEncoding::Binary);
 
 }  // namespace imaging

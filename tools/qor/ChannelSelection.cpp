@@ -51,7 +51,9 @@ constexpr std::array resultChannels{
                   Often::Once, 476},
 };
 
-std::optional<int> channelOf(const std::string& text) {
+}  // namespace
+
+std::optional<int> channelNumber(const std::string& text) {
     const auto* const named =
         std::find_if(resultChannels.begin(), resultChannels.end(),
                      [&text](const ResultChannel& candidate) { return candidate.name == text; });
@@ -64,14 +66,12 @@ std::optional<int> channelOf(const std::string& text) {
     return error == std::errc{} && rest == end && number >= 0 ? std::optional(number) : std::nullopt;
 }
 
-}  // namespace
-
 bool ChannelSelection::add(const std::string& text) {
     if (text == "all") {
         all_ = true;
         return true;
     }
-    const std::optional<int> number = channelOf(text);
+    const std::optional<int> number = channelNumber(text);
     if (number) {
         channels_.insert(*number);
     }
@@ -115,6 +115,11 @@ std::string checkChannel(const std::string& text) {
     return readChannels({text})
                ? ""
                : "\"" + text + "\" is no channel; write one of the names below, a number, or all";
+}
+
+std::string checkOneChannel(const std::string& text) {
+    return channelNumber(text) ? ""
+                               : "\"" + text + "\" is no channel; write a name such as input, or a number";
 }
 
 std::string channelList() {

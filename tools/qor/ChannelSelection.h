@@ -43,6 +43,11 @@ std::optional<ChannelSelection> readChannels(const std::vector<std::string>& tex
 
 std::string checkChannel(const std::string& text);
 
+// The number of one channel, given by its name or number; none for another text, and for "all".
+std::optional<int> channelNumber(const std::string& text);
+
+std::string checkOneChannel(const std::string& text);
+
 // The channels that have names, one a line: name, number, what it holds.
 std::string channelList();
 

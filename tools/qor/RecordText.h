@@ -5,19 +5,13 @@
 #pragma once
 
 #include <nlohmann/json.hpp>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "qor/RecordValues.h"
 #include "zelta_packet.h"
 
 namespace qor {
-
-// An expression that the record does not have.
-class NoSuchExpression : public std::runtime_error {
- public:
-    using std::runtime_error::runtime_error;
-};
 
 // One number or array of numbers.
 // NOLINTNEXTLINE(bugprone-exception-escape): what moves and ends a JSON document throws nothing.
@@ -30,12 +24,7 @@ struct ShownValue {
     nlohmann::ordered_json json;    // a number, a text, or arrays of them, as the dimensions are
 };
 
-enum class Unused { LeftOut, Shown };
-
-// What an expression addresses: one value, or for a structure all that is in it. Indices may be slices. In a
-// structure, some arrays have a member beside them that counts their elements in use, such as regions of
-// interest; only those elements are shown, unless all are wanted. Throws NoSuchExpression;
-// recording::RecordError if the record is damaged or has more than a hundred thousand members.
+// What an expression addresses, as recordValuesOf finds it.
 std::vector<ShownValue> valuesOf(const zelta::ZeltaChunk& chunk, const std::string& expression,
                                  Unused unused = Unused::LeftOut);
 

@@ -19,6 +19,7 @@
 #include "qor/Calibration.h"
 #include "qor/Doctor.h"
 #include "qor/ExitCode.h"
+#include "qor/Export.h"
 #include "qor/Extract.h"
 #include "qor/Import.h"
 #include "qor/Info.h"
@@ -68,6 +69,7 @@ int runCommand(int argc, char** argv) {
     qor::addShow(app, exitCode);
     qor::addExtract(app, exitCode);
     qor::addConcat(app, exitCode);
+    qor::addExport(app, exitCode);
     qor::addDoctor(app, exitCode);
     qor::addRecover(app, exitCode);
     try {

@@ -33,11 +33,20 @@ TEST(Turbo, FollowsThePublishedTable) {
     expectNear(colorAt(ColorMap::Turbo, 1.0), {122, 4, 3}, 0);
 }
 
-TEST(Viridis, GrowsBrighterAllAlong) {
+TEST(Cividis, FollowsThePublishedTable) {
+    expectNear(colorAt(ColorMap::Cividis, 0.0), {0, 34, 78}, 0);
+    expectNear(colorAt(ColorMap::Cividis, 64.0 / 255.0), {67, 78, 108}, 3);
+    expectNear(colorAt(ColorMap::Cividis, 128.0 / 255.0), {125, 124, 120}, 3);
+    expectNear(colorAt(ColorMap::Cividis, 191.0 / 255.0), {187, 173, 109}, 3);
+    expectNear(colorAt(ColorMap::Cividis, 1.0), {254, 232, 56}, 0);
+}
+
+TEST(ColorMap, ViridisAndCividisGrowBrighterAllAlong) {
     const auto luma = [](Color c) { return 0.2126 * c.red + 0.7152 * c.green + 0.0722 * c.blue; };
-    for (int k = 0; k < 64; ++k) {
-        EXPECT_LT(luma(colorAt(ColorMap::Viridis, k / 64.0)),
-                  luma(colorAt(ColorMap::Viridis, (k + 1) / 64.0)));
+    for (const ColorMap map : {ColorMap::Viridis, ColorMap::Cividis}) {
+        for (int k = 0; k < 64; ++k) {
+            EXPECT_LT(luma(colorAt(map, k / 64.0)), luma(colorAt(map, (k + 1) / 64.0)));
+        }
     }
 }
 

@@ -77,6 +77,31 @@ TEST(PointCloud, PcdIsOrganisedAndHasNoNumberWhereThereIsNoPoint) {
     EXPECT_EQ(file.numbers[8], 2.0F);
 }
 
+TEST(PointCloud, PlyAsTextHasALineForEachPoint) {
+    const TestFolder folder;
+    const std::filesystem::path path = folder.path() / "p.ply";
+    Points points;
+    points.x[0] = 0.1F;
+    EXPECT_EQ(writePly(path, points.image(), CloudEncoding::Text), 4U);
+    const std::vector<std::uint8_t> bytes = fileBytes(path);
+    const std::string text(bytes.begin(), bytes.end());
+    EXPECT_NE(text.find("ply\nformat ascii 1.0\n"), std::string::npos);
+    EXPECT_EQ(text.substr(text.find("end_header\n") + 11),
+              "0.1 0.5 10 1\n2 2.5 12 3\n3 3.5 13 4\n5 5.5 15 6\n");
+}
+
+TEST(PointCloud, PcdAsTextHasALineForEachPixel) {
+    const TestFolder folder;
+    const std::filesystem::path path = folder.path() / "p.pcd";
+    Points points;
+    points.amplitude[5] = std::numeric_limits<float>::infinity();
+    EXPECT_EQ(writePcd(path, points.image(), CloudEncoding::Text), 6U);
+    const std::vector<std::uint8_t> bytes = fileBytes(path);
+    const std::string text(bytes.begin(), bytes.end());
+    EXPECT_EQ(text.substr(text.find("DATA ascii\n") + 11),
+              "0 0.5 10 1\nnan nan nan 2\n2 2.5 12 3\n3 3.5 13 4\nnan nan nan 5\n5 5.5 15 nan\n");
+}
+
 TEST(PointCloud, WithoutValidPointsPlyHasNoVertex) {
     const TestFolder folder;
     Points points;
