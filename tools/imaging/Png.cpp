@@ -131,7 +131,9 @@ Counts countsOf(std::span<const double> values, const CountScale& scale) {
         const double count =
             std::floor(scale.firstCount + (value - scale.offset) * scale.countsPerUnit + 0.5);
         counts.beyond += count < scale.firstCount || count > most ? 1 : 0;
-        counts.values.push_back(static_cast<std::uint16_t>(std::clamp(count, least, most)));
+        // What is no number, 0 * infinity, is the least.
+        const double within = count >= most ? most : count >= least ? count : least;
+        counts.values.push_back(static_cast<std::uint16_t>(within));
     }
     return counts;
 }

@@ -75,6 +75,17 @@ TEST(WriteDistancePng, HoldsWholeMillimetresAndZeroForNoMeasurement) {
     EXPECT_EQ(picture.texts.at("Unit"), "mm");
 }
 
+// A scale finer than numbers can tell makes 0 * infinity of the value at its start.
+TEST(CountsOf, EveryValueHasACountWhateverTheScale) {
+    const double infinity = std::numeric_limits<double>::infinity();
+    const double largest = std::numeric_limits<double>::max();
+    const Counts fine = countsOf(std::vector<double>{1.0, 2.0, -infinity, infinity, largest, -largest},
+                                 {1.0, infinity, 1, true});
+    EXPECT_EQ(fine.values, (std::vector<std::uint16_t>{1, 65535, 1, 65535, 65535, 1}));
+    const Counts coarse = countsOf(std::vector<double>{largest, -largest}, {-largest, 0.0, 1, true});
+    EXPECT_EQ(coarse.values, (std::vector<std::uint16_t>{1, 1}));
+}
+
 TEST(WriteDistancePng, RefusesAValidityOfAnotherSize) {
     const TestFolder folder;
     EXPECT_THROW(
