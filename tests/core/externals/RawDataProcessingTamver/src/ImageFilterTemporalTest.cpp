@@ -3,6 +3,7 @@
 // The image filter's filters over time.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <limits>
 #include <vector>
 
@@ -271,6 +272,18 @@ TEST_F(AdaptiveExponential, EveryRefusalHasItsMessageInOrder) {
     settings_ = {0.0F, 0.0F, 1.0F, 1.5F};
     EXPECT_EQ(filter(), 1);
     settings_ = {0.0F, -0.5F, 1.0F, 1.0F};
+    EXPECT_EQ(filter(), 1);
+    EXPECT_EQ(takeMessages(), (Messages{"maxSDAlpha out of range", "minSDAlpha out of range"}));
+}
+
+TEST_F(AdaptiveExponential, AWeightIsFromZeroToOneAndNothingBeyond) {
+    settings_.minSDAlpha = 0.0F;
+    settings_.maxSDAlpha = 1.0F;
+    EXPECT_EQ(filter(), 0);
+    settings_.maxSDAlpha = std::nextafter(1.0F, 2.0F);
+    EXPECT_EQ(filter(), 1);
+    settings_.maxSDAlpha = 1.0F;
+    settings_.minSDAlpha = -std::numeric_limits<float>::min();
     EXPECT_EQ(filter(), 1);
     EXPECT_EQ(takeMessages(), (Messages{"maxSDAlpha out of range", "minSDAlpha out of range"}));
 }
