@@ -51,7 +51,9 @@ IsComplete() {
     for file in bin/qor lib/libqor.so lib/libqor.so.0 "lib/libqor.so.$VERSION" lib/libqor.a lib/libqor_descriptors.a \
         lib/libzelta.a include/qor/QorPlugin.h include/qor/QorDefinitions.h include/zelta/zelta.h \
         lib/cmake/Qor/QorConfig.cmake lib/cmake/zelta/zeltaConfig.cmake lib/pkgconfig/qor.pc \
-        lib/pkgconfig/qor-descriptors.pc lib/pkgconfig/zelta.pc share/qor/straylight_psf.f32 share/doc/qor/LICENSE \
+        lib/pkgconfig/qor-descriptors.pc lib/pkgconfig/zelta.pc share/qor/straylight_psf.f32 \
+        share/man/man1/qor.1 share/man/man1/qor-run.1 share/bash-completion/completions/qor \
+        share/zsh/site-functions/_qor share/fish/vendor_completions.d/qor.fish share/doc/qor/LICENSE \
         share/doc/qor/NOTICE share/doc/zelta/LICENSE; do
         [ -e "$prefix/$file" ] || fail "$file is not installed"
     done

@@ -196,6 +196,28 @@ std::string Plugin::version() const {
            std::to_string(version.patch);
 }
 
+std::vector<std::vector<std::uint8_t>> Plugin::definitions() const {
+    std::vector<std::vector<std::uint8_t>> found;
+    for (const char* const record :
+         {"QorDICIAuxiliaryParam", "QorDICIError", "QorDistanceImageCalib", "QorDistanceImageCustomization",
+          "QorDistanceImageDebug", "QorDistanceImageIFCalib", "QorDistanceImageIFInput",
+          "QorDistanceImageIFOutput", "QorDistanceImageInOut", "QorDistanceImageInput",
+          "QorDistanceImageOutput", "QorDistanceImageParam", "QorDistanceImageProfiling",
+          "QorDistanceImageState", "QorRawPhaseData"}) {
+        using Getter = void (*)(const void**, unsigned int*);
+        const auto getter =
+            reinterpret_cast<Getter>(dlsym(library_->handle, (std::string("zeltaGet_") + record).c_str()));
+        if (getter != nullptr) {
+            const void* definition = nullptr;
+            unsigned int size = 0;
+            getter(&definition, &size);
+            const auto* const bytes = static_cast<const std::uint8_t*>(definition);
+            found.emplace_back(bytes, bytes + size);
+        }
+    }
+    return found;
+}
+
 std::string Plugin::lastMessage() const {
     const char* const text = functions_->lastMessage();
     return text == nullptr ? "" : text;

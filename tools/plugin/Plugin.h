@@ -49,6 +49,9 @@ class Plugin {
     std::string name() const;
     std::string version() const;  // major.minor.patch
     std::string lastMessage() const;
+    // The definitions of the records that it exchanges with its hosts, in the order of their names; none from
+    // a plug-in that does not give them.
+    std::vector<std::vector<std::uint8_t>> definitions() const;
     const std::filesystem::path& path() const { return path_; }
 
  private:

@@ -156,7 +156,10 @@ void addDoctor(CLI::App& app, int& exitCode) {
     addInput(*command, *options);
     command->add_flag("--json", options->json, "Print JSON");
     command->footer(
-        "Exit codes: 0 nothing is wrong; 1 findings; 2 usage; 3 the recording is empty or cannot be read\n");
+        "Example:\n"
+        "  qor doctor room.zelta\n"
+        "\nExit codes: 0 nothing is wrong; 1 findings; 2 usage; 3 the recording is empty or cannot be "
+        "read\n");
     command->callback([options, &exitCode] { exitCode = attempt(*options, diagnoseFile); });
 }
 
@@ -173,7 +176,9 @@ void addRecover(CLI::App& app, int& exitCode) {
     command->add_flag("--json", options->json, "Print what was written and lost as JSON");
     command->add_flag("--quiet", options->quiet, "Print only what is lost");
     command->footer(
-        "Exit codes: 0 nothing is lost; 1 something is lost; 2 usage;\n"
+        "Example:\n"
+        "  qor recover damaged.zelta -o whole.zelta\n"
+        "\nExit codes: 0 nothing is lost; 1 something is lost; 2 usage;\n"
         "            3 the recording cannot be read, holds no good packet, or the file cannot be written\n");
     command->callback([options, &exitCode] { exitCode = attempt(*options, recoverFile); });
 }

@@ -485,6 +485,8 @@ void addExport(CLI::App& app, int& exitCode) {
     addOutput(*command, *options);
     command->footer(
         formatList() +
+        "\nExample:\n"
+        "  qor export room.zelta --format png --images raw --out frames\n"
         "\nExit codes: 0 good; 1 nothing was written, or what was wished for is not in all frames;\n"
         "            2 usage, a file is there already, or an expression addresses nothing;\n"
         "            3 the recording or a record is damaged or cannot be read, or a file cannot be "

@@ -257,7 +257,9 @@ void addExtract(CLI::App& app, int& exitCode) {
         ->type_name("CONDITION");
     addOutputOptions(*command, *options);
     command->footer(
-        "Exit codes: 0 good; 1 nothing is selected; 2 usage, or a condition names no member;\n"
+        "Example:\n"
+        "  qor extract room.zelta --frames 10:20 -o part.zelta\n"
+        "\nExit codes: 0 good; 1 nothing is selected; 2 usage, or a condition names no member;\n"
         "            3 the recording is damaged, empty or cannot be read, or the file cannot be written\n");
     command->callback([options, &exitCode] { exitCode = run(*options); });
 }
@@ -271,7 +273,9 @@ void addConcat(CLI::App& app, int& exitCode) {
         ->type_name("");
     addOutputOptions(*command, *options);
     command->footer(
-        "Exit codes: 0 good; 1 the calibrations differ; 2 usage;\n"
+        "Example:\n"
+        "  qor concat first.zelta second.zelta -o both.zelta\n"
+        "\nExit codes: 0 good; 1 the calibrations differ; 2 usage;\n"
         "            3 a recording is damaged, empty or cannot be read, or the file cannot be written\n");
     command->callback([options, &exitCode] { exitCode = run(*options); });
 }

@@ -254,7 +254,9 @@ void addInfo(CLI::App& app, int& exitCode) {
     command->add_option("FILE", options->file, "Recording, - for standard input")->required()->type_name("");
     command->add_flag("--json", options->json, "Print JSON");
     command->footer(
-        "Exit codes: 0 good; 1 a definition is damaged or does not fit its data, or a packet has\n"
+        "Example:\n"
+        "  qor info room.zelta\n"
+        "\nExit codes: 0 good; 1 a definition is damaged or does not fit its data, or a packet has\n"
         "            no chunks; 2 usage;\n"
         "            3 the recording is damaged, empty or cannot be read\n");
     command->callback([options, &exitCode] { exitCode = run(*options); });

@@ -160,6 +160,8 @@ void addRun(CLI::App& app, int& exitCode) {
     command->footer(
         channelList() +
         "\nPictures are those of the first frame, or of all that --frames selects.\n"
+        "\nExample:\n"
+        "  qor run room.zelta --out room --set QorDistanceImageIFInput.customization.minAmplitude=50\n"
         "\nExit codes: 0 good; 1 nothing written, no valid pixel, an incomplete frame, or\n"
         "            interrupted; 2 usage;\n"
         "            3 the plug-in failed, the recording is damaged, or a file could not be written\n");

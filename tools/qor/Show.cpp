@@ -165,7 +165,9 @@ void addShow(CLI::App& app, int& exitCode) {
                       "In a structure, also show unused elements, such as regions beyond their count");
     command->add_flag("--json", options->json, "Print JSON");
     command->footer(
-        "Exit codes: 0 good; 1 nothing found; 2 usage, or the expression addresses nothing;\n"
+        "Example:\n"
+        "  qor show room.zelta 3208 QorDistanceImageIFInput.phaseInfo.exposureTime --all\n"
+        "\nExit codes: 0 good; 1 nothing found; 2 usage, or the expression addresses nothing;\n"
         "            3 the recording or the record is damaged, or the recording is empty or cannot be "
         "read\n");
     command->callback([options, &exitCode] { exitCode = run(*options); });

@@ -391,7 +391,9 @@ void addSimulate(CLI::App& app, int& exitCode) {
     addExposureControlOptions(*command, *options);
     addOutputOptions(*command, *options);
     command->footer(sceneList() +
-                    "\nExit codes: 0 good, 1 interrupted, 2 usage, 3 the recording could not be written\n");
+                    "\nExample:\n"
+                    "  qor simulate --scene room --exposures 400,1600 --frames 3 --out room.zelta\n"
+                    "\nExit codes: 0 good; 1 interrupted; 2 usage; 3 the recording could not be written\n");
     command->callback([options, &exitCode] { exitCode = run(*options); });
 }
 

@@ -173,6 +173,8 @@ void addTree(CLI::App& app, int& exitCode) {
     command->footer(
         "Sizes are those of one element; offsets count from the start of the record, inside an\n"
         "array of structures for its first element. All in bytes.\n"
+        "\nExample:\n"
+        "  qor tree room.zelta 3208\n"
         "\nExit codes: 0 good; 1 nothing found or a definition is damaged; 2 usage;\n"
         "            3 the recording is damaged, empty or cannot be read\n");
     command->callback([options, &exitCode] { exitCode = run(*options); });

@@ -16,11 +16,13 @@
 #include <vector>
 
 #include "qor/Arguments.h"
+#include "qor/BuildFacts.h"
 #include "qor/Calibration.h"
 #include "qor/Doctor.h"
 #include "qor/ExitCode.h"
 #include "qor/Export.h"
 #include "qor/Extract.h"
+#include "qor/Help.h"
 #include "qor/Import.h"
 #include "qor/Info.h"
 #include "qor/Run.h"
@@ -57,7 +59,7 @@ std::string commandName(const CLI::App& app, int argc, char** argv) {
 int runCommand(int argc, char** argv) {
     CLI::App app("Distance images of a time-of-flight camera: simulate, process, inspect");
     app.name("qor");
-    app.set_version_flag("--version", "qor " QOR_VERSION);
+    app.set_version_flag("--version", qor::versionText, "Print the version and how it was built");
     app.require_subcommand(1);
     int exitCode = qor::ExitCode::Good;
     qor::addSimulate(app, exitCode);
@@ -72,6 +74,17 @@ int runCommand(int argc, char** argv) {
     qor::addExport(app, exitCode);
     qor::addDoctor(app, exitCode);
     qor::addRecover(app, exitCode);
+    // Last, as they tell of the others. A footer that is set earlier would become theirs.
+    qor::addHelp(app, exitCode);
+    qor::addCompletion(app, exitCode);
+    qor::addWriteManual(app, exitCode);
+    app.footer(
+        "Example:\n"
+        "  qor simulate --scene room --out room.zelta\n"
+        "  qor run room.zelta --out room\n"
+        "\nqor help COMMAND tells more of a command.\n"
+        "\nExit codes: 0 good; 1 the work was done and something was found; 2 usage; 3 data that cannot be "
+        "processed\n");
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
