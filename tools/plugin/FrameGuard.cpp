@@ -14,9 +14,10 @@ namespace {
 // A packet of the chunks that are on one of the channels; empty if there are none.
 std::vector<std::uint8_t> packetOnly(const zelta::Packet& chunks, std::initializer_list<int> channels) {
     zelta::Packet chosen;
-    std::ranges::copy_if(chunks, std::back_inserter(chosen), [channels](const zelta::ZeltaChunk& chunk) {
-        return std::ranges::find(channels, chunk.channelID) != channels.end();
-    });
+    std::copy_if(chunks.begin(), chunks.end(), std::back_inserter(chosen),
+                 [channels](const zelta::ZeltaChunk& chunk) {
+                     return std::find(channels.begin(), channels.end(), chunk.channelID) != channels.end();
+                 });
     const int size = chosen.empty() ? 0 : zelta::packet_get_required_size(chosen);
     std::vector<std::uint8_t> packet(static_cast<std::size_t>(std::max(size, 0)));
     if (!packet.empty() && zelta::packet_create(packet.data(), size, chosen) != 0) {
@@ -26,7 +27,8 @@ std::vector<std::uint8_t> packetOnly(const zelta::Packet& chunks, std::initializ
 }
 
 bool holds(const zelta::Packet& chunks, int channel) {
-    return std::ranges::find(chunks, channel, &zelta::ZeltaChunk::channelID) != chunks.end();
+    return std::any_of(chunks.begin(), chunks.end(),
+                       [channel](const zelta::ZeltaChunk& chunk) { return chunk.channelID == channel; });
 }
 
 }  // namespace

@@ -20,7 +20,9 @@ namespace {
 using Number = zelta::InterpreterRef<double>::Type;
 
 const zelta::ZeltaChunk* firstOn(const zelta::Packet& packet, int channel) {
-    const auto found = std::ranges::find(packet, channel, &zelta::ZeltaChunk::channelID);
+    const auto found = std::find_if(packet.begin(), packet.end(), [channel](const zelta::ZeltaChunk& chunk) {
+        return chunk.channelID == channel;
+    });
     return found == packet.end() ? nullptr : &*found;
 }
 

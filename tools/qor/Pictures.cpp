@@ -14,6 +14,7 @@
 #include "imaging/Figure.h"
 #include "imaging/Png.h"
 #include "imaging/PointCloud.h"
+#include "qor/PixelStates.h"
 #include "simulation/Image.h"
 
 namespace qor {
@@ -22,53 +23,6 @@ namespace {
 using simulation::imageHeight;
 using simulation::imageWidth;
 using simulation::pixelCount;
-
-// The states of a pixel, in the order of the key. A reason for being invalid that
-// explains others comes before them.
-enum State : std::uint8_t {
-    LastExposure,
-    FirstExposure,
-    NoDistance,
-    Saturated,
-    Asymmetric,
-    LowAmplitude,
-    Unassigned,
-    OtherFault
-};
-
-const std::vector<imaging::Category>& states() {
-    static const std::vector<imaging::Category> categories{
-        {{46, 125, 170}, "valid"},
-        {{120, 190, 220}, "valid, first exposure"},
-        {{235, 235, 235}, "valid, no distance"},
-        {{250, 200, 40}, "saturated"},
-        {{190, 60, 150}, "asymmetric"},
-        {{70, 74, 84}, "low amplitude"},
-        {{225, 90, 50}, "no assignment"},
-        {{0, 0, 0}, "invalid otherwise"},
-    };
-    return categories;
-}
-
-std::uint8_t stateOf(std::uint8_t confidence, std::uint8_t usable) {
-    const auto has = [confidence](unsigned bit) { return (confidence & bit) != 0; };
-    if (!has(invalidBit) && usable == 0) {
-        return NoDistance;
-    }
-    if (!has(invalidBit)) {
-        return has(lastExposureBit) ? LastExposure : FirstExposure;
-    }
-    if (has(saturatedBit)) {
-        return Saturated;
-    }
-    if (has(unassignedBit)) {
-        return Unassigned;
-    }
-    if (has(lowAmplitudeBit)) {
-        return LowAmplitude;
-    }
-    return has(asymmetricBit) ? Asymmetric : OtherFault;
-}
 
 // The first of 1, 2, 5, 10, 20, 50 and so on that is not below the value, of a thousandth and up.
 double roundedUp(double value) {
@@ -126,7 +80,7 @@ std::vector<std::filesystem::path> writePictures(const PictureSettings& settings
          {imaging::ColorMap::Viridis, settings.amplitude.minimum, settings.amplitude.maximum, "counts / us"});
     imaging::writePng(pathOf("confidence.png"),
                       imaging::drawFigure({"Confidence", settings.subtitle}, state, imageWidth, imageHeight,
-                                          states(), settings.enlargement));
+                                          pixelStates(), settings.enlargement));
     if (!frame.noise.empty()) {
         draw("noise.png", "Noise of the distance", inMillimetres(frame.noise),
              {imaging::ColorMap::Viridis, 0.0, 1000.0 * settings.noise, "mm"});

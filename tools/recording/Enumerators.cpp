@@ -68,13 +68,6 @@ bool isOfTheAlgorithm(std::string_view expression) {
     return expression.starts_with("QorDistanceImage");
 }
 
-bool isSwitch(std::string_view expression) {
-    const std::string path = withoutIndices(expression);
-    return isOfTheAlgorithm(path) &&
-           std::any_of(switches.begin(), switches.end(),
-                       [&](std::string_view ending) { return path.ends_with(ending); });
-}
-
 bool sameLetters(std::string_view left, std::string_view right) {
     const auto small = [](char letter) { return std::tolower(static_cast<unsigned char>(letter)); };
     return std::equal(left.begin(), left.end(), right.begin(), right.end(),
@@ -109,6 +102,13 @@ std::string withNumber(std::string_view expression, std::span<const Enumerator> 
 }
 
 }  // namespace
+
+bool isSwitch(std::string_view expression) {
+    const std::string path = withoutIndices(expression);
+    return isOfTheAlgorithm(path) &&
+           std::any_of(switches.begin(), switches.end(),
+                       [&](std::string_view ending) { return path.ends_with(ending); });
+}
 
 std::span<const Enumerator> enumeratorsOf(std::string_view expression) {
     const std::string path = withoutIndices(expression);

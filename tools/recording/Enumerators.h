@@ -25,6 +25,9 @@ std::span<const Enumerator> enumeratorsOf(std::string_view expression);
 // The name of one value; none for a number that has no name.
 std::optional<std::string_view> enumeratorName(std::string_view expression, long long value);
 
+// Whether the member that an expression addresses is a switch, 0 or 1. Indices do not matter.
+bool isSwitch(std::string_view expression);
+
 // Values as users write them, separated by commas, with numbers in place of names: "median" becomes "1", for
 // a switch "true" and "on" become "1", "false" and "off" become "0". Names are taken in capital or small
 // letters. Throws RecordError for a name that the member does not have.
