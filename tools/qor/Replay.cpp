@@ -26,8 +26,11 @@ class Replay {
           plugin_(plugin),
           guard_(plugin,
                  [this](const std::string& sentence) { listener_.trouble(place_ + ": " + sentence); }),
-          listener_(listener),
-          writer_(settings.results) {}
+          listener_(listener) {
+        if (!settings.results.empty()) {
+            writer_.emplace(settings.results);
+        }
+    }
 
     ReplayCounts run() {
         try {
@@ -157,6 +160,9 @@ class Replay {
             if (error && !failed) {
                 listener_.trouble(where(packet) + ": the frame went on without a stage: " + *error);
             }
+            if (listener_.result) {
+                listener_.result(result);
+            }
             frame = frameIn(result, settings_.withCoordinates);
         } catch (const recording::RecordError& error) {
             listener_.trouble(where(packet) + ": its result cannot be used: " + error.what());
@@ -170,13 +176,16 @@ class Replay {
 
     // Writes the selected channels of a result.
     void keep(const std::vector<std::uint8_t>& bytes, const zelta::Packet& result) {
+        if (!writer_) {
+            return;
+        }
         zelta::Packet kept;
         std::copy_if(result.begin(), result.end(), std::back_inserter(kept),
                      [this](const auto& chunk) { return settings_.channels.contains(chunk.channelID); });
         if (kept.size() == result.size()) {
-            writer_.write(bytes);
+            writer_->write(bytes);
         } else if (!kept.empty()) {
-            writer_.write(recording::packetOf(kept));
+            writer_->write(recording::packetOf(kept));
         }
     }
 
@@ -230,9 +239,11 @@ class Replay {
 
     void finish() {
         counts_.missingImages = guard_.sequence().missingBetweenFrames();
-        counts_.written = writer_.packets();
-        counts_.writtenBytes = writer_.bytes();
-        writer_.finish();
+        if (writer_) {
+            counts_.written = writer_->packets();
+            counts_.writtenBytes = writer_->bytes();
+            writer_->finish();
+        }
     }
 
     recording::RecordingReader& reader_;
@@ -241,7 +252,7 @@ class Replay {
     plugin::FrameGuard guard_;
     std::string place_;  // of the packet that the guard judges
     const ReplayListener& listener_;
-    recording::RecordingWriter writer_;
+    std::optional<recording::RecordingWriter> writer_;
     ReplayCounts counts_;
     std::optional<std::vector<std::uint8_t>> calibration_;  // the first
     bool otherCalibration_ = false;

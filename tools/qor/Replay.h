@@ -22,7 +22,7 @@ namespace qor {
 
 struct ReplaySettings {
     std::filesystem::path recording;
-    std::filesystem::path results;  // the recording of the result packets
+    std::filesystem::path results;  // the recording of the result packets; empty: they are not written
     ChannelSelection channels;      // of a result that are written
     bool withCoordinates = false;
     FrameSelection frames;  // whose results are kept; numbers are those of the recording
@@ -53,6 +53,8 @@ struct ReplayListener {
     // The frames from here on are of another scene: a calibration came, as at the start of each recording
     // of concatenated ones. A truth ends there. May be left out.
     std::function<void()> scene;
+    // The packet of results of a call, of a selected frame, before `frame`. May be left out.
+    std::function<void(const zelta::Packet& result)> result;
     // A finished frame among those selected. The truth is null if the recording has none.
     std::function<void(std::size_t number, const ResultFrame& frame, const simulation::Truth* truth,
                        const recording::SimulationSettings* simulation)>

@@ -3,6 +3,7 @@
 #include "qor/ResultFrame.h"
 
 #include <algorithm>
+#include <cmath>
 #include <string>
 
 #include "plugin/Plugin.h"
@@ -81,6 +82,22 @@ std::optional<ResultFrame> frameIn(const zelta::Packet& result, bool withCoordin
                                         recording::imageOf(*chunk, root + "Z", pixelCount)};
     }
     return frame;
+}
+
+Rays raysIn(const zelta::Packet& result) {
+    Rays rays;
+    const zelta::ZeltaChunk* const chunk = recording::findChunk(result, recording::channel::result);
+    const std::string conversion = root + "distToCartesian.";
+    if (chunk == nullptr || !recording::hasMember(*chunk, conversion + "unitVector") ||
+        !recording::hasMember(*chunk, conversion + "cameraCalibration.rotX")) {
+        return rays;
+    }
+    rays.vectors = recording::imageOf(*chunk, conversion + "unitVector", 3 * pixelCount);
+    // The rays are turned by the pose of the camera, and so is the axis (0, 0, 1).
+    const double rotX = recording::numberOf(*chunk, conversion + "cameraCalibration.rotX");
+    const double rotY = recording::numberOf(*chunk, conversion + "cameraCalibration.rotY");
+    rays.axis = {std::sin(rotY), -std::cos(rotY) * std::sin(rotX), std::cos(rotY) * std::cos(rotX)};
+    return rays;
 }
 
 std::optional<std::string> errorIn(const zelta::Packet& result) {

@@ -4,6 +4,7 @@
 
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -56,6 +57,15 @@ zelta::Packet resultPacket(const std::vector<std::uint8_t>& bytes);
 // The frame that a result packet holds, if it holds one. Throws recording::RecordError, with a sentence, for
 // a record that is not what it has to be.
 std::optional<ResultFrame> frameIn(const zelta::Packet& result, bool withCoordinates);
+
+// Where the pixels look.
+struct Rays {
+    std::vector<float> vectors;  // x, y, z of one pixel after the other; empty if the result tells none
+    std::array<double, 3> axis{0, 0, 1};  // the optical axis, in the same directions
+};
+
+// Of the frame that a result packet holds. Throws as frameIn does.
+Rays raysIn(const zelta::Packet& result);
 
 // The first error that the pipeline met in the call of a result packet: "ImageFilter(108): Unsupported mask
 // size". A stage may fail while the frame continues. Throws as frameIn does.

@@ -9,14 +9,35 @@
 
 namespace qor {
 
+void addPluginOptions(CLI::App& command, RunOptions& options) {
+    command.add_option("--plugin", options.plugin, "Plug-in; by default the libqor.so of this command")
+        ->type_name("FILE");
+    command
+        .add_option("--set", options.overrides,
+                    "Give a member of a recorded record another value, for example\n"
+                    "QorDistanceImageIFInput.customization.minAmplitude=20; may be repeated")
+        ->check(checkOverride)
+        ->allow_extra_args(false)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->type_name("RECORD.MEMBER=VALUE");
+    command
+        .add_option(
+            "--settings", options.settingsFiles,
+            "A file of such values, one a line, # begins a comment; each run writes one, settings.txt.\n"
+            "--set goes on top; may be repeated")
+        ->check(checkNotEmpty)
+        ->allow_extra_args(false)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->type_name("FILE");
+}
+
 void addRunOptions(CLI::App& command, RunOptions& options) {
     command
         .add_option("RECORDING", options.recording,
                     "Recording: every packet of it is fed once, in order; - for standard input")
         ->required()
         ->type_name("");
-    command.add_option("--plugin", options.plugin, "Plug-in; by default the libqor.so of this command")
-        ->type_name("FILE");
+    addPluginOptions(command, options);
     command
         .add_option(
             "-o,--out", options.folder,
@@ -28,29 +49,12 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
     command.add_flag("--force", options.force,
                      "Remove what an earlier run wrote into the folder; other files stay");
     command
-        .add_option("--set", options.overrides,
-                    "Give a member of a recorded record another value, for example\n"
-                    "QorDistanceImageIFInput.customization.minAmplitude=20; may be repeated")
-        ->check(checkOverride)
-        ->allow_extra_args(false)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-        ->type_name("RECORD.MEMBER=VALUE");
-    command
         .add_option("--channels", options.channels,
                     "Also write these channels of the results, by name or number; all for every one")
         ->delimiter(',')
         ->allow_extra_args(false)
         ->check(checkChannel)
         ->type_name("CHANNEL,...");
-    command
-        .add_option(
-            "--settings", options.settingsFiles,
-            "A file of such values, one a line, # begins a comment; each run writes one, settings.txt.\n"
-            "--set goes on top; may be repeated")
-        ->check(checkNotEmpty)
-        ->allow_extra_args(false)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-        ->type_name("FILE");
     command
         .add_option("--frames", options.frames,
                     "Keep results and draw pictures of these frames, numbered from 0; B is not included")

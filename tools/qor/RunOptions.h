@@ -31,6 +31,9 @@ struct RunOptions {
     bool quiet = false;
 };
 
+// The plug-in and the settings that it gets, for every command that feeds it.
+void addPluginOptions(CLI::App& command, RunOptions& options);
+
 void addRunOptions(CLI::App& command, RunOptions& options);
 
 // What they mean for the replay. Throws as readSettings does.

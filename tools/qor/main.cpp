@@ -25,6 +25,7 @@
 #include "qor/Help.h"
 #include "qor/Import.h"
 #include "qor/Info.h"
+#include "qor/Metrics.h"
 #include "qor/Run.h"
 #include "qor/Show.h"
 #include "qor/Simulate.h"
@@ -66,6 +67,7 @@ int runCommand(int argc, char** argv) {
     qor::addImport(app, exitCode);
     qor::addCalibration(app, exitCode);
     qor::addRun(app, exitCode);
+    qor::addMetrics(app, exitCode);
     qor::addInfo(app, exitCode);
     qor::addTree(app, exitCode);
     qor::addShow(app, exitCode);
