@@ -18,6 +18,7 @@
 #include "qor/Arguments.h"
 #include "qor/BuildFacts.h"
 #include "qor/Calibration.h"
+#include "qor/Diff.h"
 #include "qor/Doctor.h"
 #include "qor/ExitCode.h"
 #include "qor/Export.h"
@@ -68,6 +69,7 @@ int runCommand(int argc, char** argv) {
     qor::addCalibration(app, exitCode);
     qor::addRun(app, exitCode);
     qor::addMetrics(app, exitCode);
+    qor::addDiff(app, exitCode);
     qor::addInfo(app, exitCode);
     qor::addTree(app, exitCode);
     qor::addShow(app, exitCode);
