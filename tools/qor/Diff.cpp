@@ -463,8 +463,7 @@ void addDiff(CLI::App& app, int& exitCode) {
     command->add_flag("--quiet", options->quiet, "Print only what is wrong; the exit code tells the rest");
     command->footer(
         "Example:\n"
-        "  qor diff before/result.zelta after/result.zelta --tolerance "
-        "QorDistanceImageIFOutput.distance=0.001\n"
+        "  qor diff before.zelta after.zelta --leave-out QorDistanceImageIFOutput.timestamp\n"
         "\nExit codes: 0 equal; 1 different; 2 usage;\n"
         "            3 one of the two is damaged or cannot be read\n");
     command->callback([options, &exitCode] { exitCode = run(*options); });
