@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <optional>
 #include <span>
 #include <string>
@@ -53,12 +54,20 @@ double numberOf(const ZeltaChunk& chunk, const std::string& expression) {
     return recording::hasMember(chunk, expression) ? recording::numberOf(chunk, expression) : 0.0;
 }
 
+// 0 for what the type does not hold, as records of other layouts may have it.
+template <typename T>
+T held(double value) {
+    const bool fits = value >= static_cast<double>(std::numeric_limits<T>::min()) &&
+                      value <= static_cast<double>(std::numeric_limits<T>::max());
+    return fits ? static_cast<T>(value) : T{0};
+}
+
 template <typename T>
 std::vector<T> wholeNumbersOf(const ZeltaChunk& chunk, const std::string& expression, std::size_t count) {
     std::vector<T> values(count, T{0});
     if (recording::hasMember(chunk, expression)) {
         std::ranges::transform(recording::numbersOf(chunk, expression, count), values.begin(),
-                               [](double value) { return static_cast<T>(value); });
+                               [](double value) { return held<T>(value); });
     }
     return values;
 }

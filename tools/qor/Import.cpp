@@ -24,6 +24,7 @@
 #include "qor/Arguments.h"
 #include "qor/Complaints.h"
 #include "qor/ExitCode.h"
+#include "qor/LengthUnit.h"
 
 namespace qor {
 namespace {
@@ -70,17 +71,6 @@ std::optional<importing::PhaseOffset> readOffset(const std::string& text) {
     }
     offset.isMetres = unit == "m";
     return offset;
-}
-
-// "FILE", "FILE:UNIT", "FILE.npz:ARRAY" or "FILE.npz:ARRAY:UNIT".
-importing::ReferenceRequest readReference(const std::string& text) {
-    const std::map<std::string, double> units{{"m", 1.0}, {"cm", 0.01}, {"mm", 0.001}};
-    const std::size_t colon = text.rfind(':');
-    const auto unit = colon == std::string::npos ? units.end() : units.find(text.substr(colon + 1));
-    if (unit == units.end()) {
-        return {text, 1.0, std::nullopt};
-    }
-    return {text.substr(0, colon), unit->second, std::nullopt};
 }
 
 importing::SampleFormat sampleFormat(const Options& options, const CLI::App& command,
@@ -151,7 +141,8 @@ importing::ImportRequest requestOf(const Options& options, const CLI::App& comma
     }
     request.fieldOfView = options.fieldOfView;
     if (!options.reference.empty()) {
-        request.reference = readReference(options.reference);
+        const FileAndUnit reference = readFileAndUnit(options.reference);
+        request.reference = {reference.file, reference.metres, std::nullopt};
         if (!options.mask.empty()) {
             request.reference->mask = options.mask;
         }

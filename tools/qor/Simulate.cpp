@@ -21,6 +21,7 @@
 #include "qor/ExitCode.h"
 #include "qor/ExposureLoop.h"
 #include "qor/Interruption.h"
+#include "qor/LengthUnit.h"
 #include "qor/Progress.h"
 #include "qor/Report.h"
 #include "recording/CameraRecords.h"
@@ -34,6 +35,8 @@ namespace {
 
 struct Options {
     std::string scene = "room";
+    std::optional<std::uint64_t> noiseSeed;
+    std::optional<double> wallDistance;  // metres; none: the scene
     int frames = 1;
     std::vector<std::int32_t> exposures{1000};
     std::vector<double> frequencies{60.0e6};
@@ -67,10 +70,12 @@ struct Outcome {
 
 simulation::CameraSettings cameraSettings(const Options& options) {
     simulation::CameraSettings settings;
-    settings.scene = simulation::sceneNamed(options.scene);
+    settings.scene = options.wallDistance ? simulation::wallAt(*options.wallDistance)
+                                          : simulation::sceneNamed(options.scene);
     settings.frequencies = options.frequencies;
     settings.exposureTimes = options.exposures;
     settings.seed = options.seed;
+    settings.noiseSeed = options.noiseSeed;
     settings.photonNoise = !options.noNoise;
     settings.wiggling = !options.noWiggling;
     settings.fixedPattern = !options.noFixedPattern;
@@ -280,6 +285,14 @@ void addCameraOptions(CLI::App& command, Options& options) {
         ->check(CLI::IsMember(sceneNames))
         ->type_name("NAME")
         ->capture_default_str();
+    command
+        .add_option(
+            "--wall", options.wallDistance,
+            "In place of a scene, the wall at this distance along the optical axis: metres, or as 50cm")
+        ->transform(CLI::AsNumberWithUnit(lengthUnits(), CLI::AsNumberWithUnit::CASE_SENSITIVE))
+        ->check(numberFrom(0.05, 100.0))
+        ->excludes("--scene")
+        ->type_name("D");
     command.add_option("--frames", options.frames, "Frames to simulate")
         ->check(CLI::Range(1, 100000))
         ->type_name("N")
@@ -305,6 +318,11 @@ void addCameraOptions(CLI::App& command, Options& options) {
         ->check(checkSeed)
         ->type_name("N")
         ->capture_default_str();
+    command
+        .add_option("--noise-seed", options.noiseSeed,
+                    "Selects other noise of the same specimen, as of another recording of it")
+        ->check(checkSeed)
+        ->type_name("N");
     command.add_option("--ambient", options.ambient, "Ambient light in kilolux, 0 to 1000")
         ->check(numberFrom(0.0, 1000.0))
         ->type_name("KLX")

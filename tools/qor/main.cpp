@@ -17,6 +17,7 @@
 
 #include "qor/Arguments.h"
 #include "qor/BuildFacts.h"
+#include "qor/Calibrate.h"
 #include "qor/Calibration.h"
 #include "qor/Diff.h"
 #include "qor/Doctor.h"
@@ -67,6 +68,7 @@ int runCommand(int argc, char** argv) {
     qor::addSimulate(app, exitCode);
     qor::addImport(app, exitCode);
     qor::addCalibration(app, exitCode);
+    qor::addCalibrate(app, exitCode);
     qor::addRun(app, exitCode);
     qor::addMetrics(app, exitCode);
     qor::addDiff(app, exitCode);

@@ -82,7 +82,7 @@ FrequencyTruth truthAt(double frequency, const std::vector<double>& distance,
 Camera::Camera(CameraSettings settings)
     : settings_(checked(std::move(settings))),
       calibration_(calibrationFor(settings_)),
-      sensor_(calibration_, settings_.seed, settings_.photonNoise) {
+      sensor_(calibration_, settings_.noiseSeed.value_or(settings_.seed), settings_.photonNoise) {
     view_ = viewScene(settings_.scene, calibration_, settings_.ambient);
     brightness_ = brightness();
     expose();

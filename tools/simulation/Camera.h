@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "simulation/Calibration.h"
@@ -32,6 +33,7 @@ struct CameraSettings {
     std::vector<double> frequencies{60.0e6};        // Hz, one or two
     std::vector<std::int32_t> exposureTimes{1000};  // microseconds, one or two, not falling
     std::uint64_t seed = 1;                         // selects the camera and its noise
+    std::optional<std::uint64_t> noiseSeed;         // selects another noise of the same camera
     bool photonNoise = true;
     bool wiggling = true;
     bool fixedPattern = true;

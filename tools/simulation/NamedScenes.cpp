@@ -2,6 +2,7 @@
 //
 // The scenes that users ask for by name.
 
+#include <cmath>
 #include <stdexcept>
 
 #include "simulation/Elementary.h"
@@ -49,12 +50,12 @@ Scene room() {
         2.5};
 }
 
-Scene wall() {
+Scene wall(double distance, double nearest, double furthest) {
     return {"wall",
             "one flat wall across the optical axis at 1.2 m, 60 % reflectivity",
-            {{planeThrough({0.0, 0.0, 1.2}, {0.0, 0.0, -1.0}), {Pattern::Uniform, 0.0, 0.6, 1.0}}},
-            1.0,
-            2.0};
+            {{planeThrough({0.0, 0.0, distance}, {0.0, 0.0, -1.0}), {Pattern::Uniform, 0.0, 0.6, 1.0}}},
+            nearest,
+            furthest};
 }
 
 // Distance changes from left to right, reflectivity from bottom to top.
@@ -101,8 +102,13 @@ Scene glare() {
 }  // namespace
 
 const std::vector<Scene>& namedScenes() {
-    static const std::vector<Scene> scenes{room(), wall(), ramp(), hall(), glare()};
+    static const std::vector<Scene> scenes{room(), wall(1.2, 1.0, 2.0), ramp(), hall(), glare()};
     return scenes;
+}
+
+Scene wallAt(double distance) {
+    // A ray at the corner of the image is 1.4 times as long as one along the axis.
+    return wall(distance, std::floor(10.0 * distance) / 10.0, std::ceil(15.0 * distance) / 10.0);
 }
 
 const Scene& sceneNamed(std::string_view name) {

@@ -61,4 +61,7 @@ struct Scene {
 const std::vector<Scene>& namedScenes();
 const Scene& sceneNamed(std::string_view name);
 
+// The wall at another distance along the optical axis, metres.
+Scene wallAt(double distance);
+
 }  // namespace simulation

@@ -83,5 +83,25 @@ TEST(CalibrationRecord, WhatALayoutLacksIsZero) {
     EXPECT_TRUE(camera.unusedFrequencies.empty());
 }
 
+// Seen to be undefined before: a number that the type does not hold.
+TEST(CalibrationRecord, WholeNumbersOfAnotherLayoutThatDoNotFitAreZero) {
+    const recording::Record record(recording::structure(
+        "QorDistanceImageIFCalib",
+        {recording::structure("imagerCalib",
+                              {recording::structure("freqIndependent", {recording::float32("minDiff"),
+                                                                        recording::float32("maxDiff")}),
+                               recording::int32("numberOfFrequencies")})}));
+    std::vector<std::uint8_t> bytes = record.data();
+    const std::string imager = "QorDistanceImageIFCalib.imagerCalib.";
+    recording::setFromText(record.type(), imager + "numberOfFrequencies", "1", bytes);
+    recording::setFromText(record.type(), imager + "freqIndependent.minDiff", "-1e30", bytes);
+    recording::setFromText(record.type(), imager + "freqIndependent.maxDiff", "4000", bytes);
+    zelta::ZeltaChunk chunk = record.chunk(recording::channel::calibration);
+    chunk.data = bytes.data();
+    const CameraDescription camera = cameraIn(chunk);
+    EXPECT_EQ(camera.calibration.minDiff, 0);
+    EXPECT_EQ(camera.calibration.maxDiff, 4000);
+}
+
 }  // namespace
 }  // namespace calibrating

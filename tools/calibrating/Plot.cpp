@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "calibrating/Plot.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "imaging/ColorMap.h"
+#include "imaging/Figure.h"
+#include "simulation/Image.h"
+
+namespace calibrating {
+namespace {
+
+constexpr double width = 520.0;  // of a diagram with its labels, pixels
+constexpr double height = 300.0;
+constexpr double left = 64.0;
+constexpr double right = 12.0;
+constexpr double top = 42.0;
+constexpr double bottom = 42.0;
+
+struct Axis {
+    double minimum = 0.0;
+    double maximum = 1.0;
+    double begin = 0.0;  // pixels
+    double end = 1.0;
+
+    double at(double value) const { return begin + (value - minimum) / (maximum - minimum) * (end - begin); }
+};
+
+Axis axisOf(std::vector<double> values, double begin, double end) {
+    std::erase_if(values, [](double value) { return !std::isfinite(value); });
+    if (values.empty()) {
+        return {0.0, 1.0, begin, end};
+    }
+    const auto [least, most] = std::ranges::minmax(values);
+    const double margin = most > least ? 0.05 * (most - least) : std::max(1.0, std::abs(most));
+    return {least - margin, most + margin, begin, end};
+}
+
+std::string textAt(double x, double y, const std::string& anchor, const std::string& text) {
+    return fmt::format("<text x=\"{:.1f}\" y=\"{:.1f}\" text-anchor=\"{}\">{}</text>", x, y, anchor,
+                       escaped(text));
+}
+
+std::string gridOf(const Axis& x, const Axis& y) {
+    std::string svg;
+    for (const double mark : imaging::scaleMarks(x.minimum, x.maximum, 8)) {
+        svg +=
+            fmt::format("<path class=\"grid\" d=\"M{0:.1f} {1:.1f}V{2:.1f}\"/>", x.at(mark), y.begin, y.end);
+        svg += textAt(x.at(mark), y.begin + 15.0, "middle", fmt::format("{:g}", mark + 0.0));
+    }
+    for (const double mark : imaging::scaleMarks(y.minimum, y.maximum, 6)) {
+        svg +=
+            fmt::format("<path class=\"grid\" d=\"M{0:.1f} {1:.1f}H{2:.1f}\"/>", x.begin, y.at(mark), x.end);
+        svg += textAt(x.begin - 6.0, y.at(mark) + 4.0, "end", fmt::format("{:g}", mark + 0.0));
+    }
+    return svg;
+}
+
+std::string seriesSvg(const PlotSeries& series, const Axis& x, const Axis& y) {
+    std::string svg;
+    std::string line;
+    for (const PlotPoint& point : series.points) {
+        if (!std::isfinite(point.x) || !std::isfinite(point.y)) {
+            continue;
+        }
+        line += fmt::format("{}{:.1f} {:.1f}", line.empty() ? "M" : "L", x.at(point.x), y.at(point.y));
+        if (series.hasBars) {
+            svg += fmt::format("<path stroke=\"{}\" stroke-opacity=\"0.45\" d=\"M{:.1f} {:.1f}V{:.1f}\"/>",
+                               series.color, x.at(point.x), y.at(point.low), y.at(point.high));
+        }
+        if (!series.isLine || series.hasBars) {
+            svg += fmt::format("<circle fill=\"{}\" cx=\"{:.1f}\" cy=\"{:.1f}\" r=\"2.5\"/>", series.color,
+                               x.at(point.x), y.at(point.y));
+        }
+    }
+    return series.isLine
+               ? svg + fmt::format("<path fill=\"none\" stroke=\"{}\" d=\"{}\"/>", series.color, line)
+               : svg;
+}
+
+std::string open(double wide, double high) {
+    return fmt::format(
+        "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"{0}\" height=\"{1}\" viewBox=\"0 0 {0} {1}\">",
+        wide, high);
+}
+
+}  // namespace
+
+std::string escaped(const std::string& text) {
+    std::string result;
+    for (const char letter : text) {
+        switch (letter) {
+            case '&':
+                result += "&amp;";
+                break;
+            case '<':
+                result += "&lt;";
+                break;
+            case '>':
+                result += "&gt;";
+                break;
+            case '"':
+                result += "&quot;";
+                break;
+            default:
+                result += letter;
+        }
+    }
+    return result;
+}
+
+std::string svgOf(const Plot& plot) {
+    std::vector<double> xs;
+    std::vector<double> ys{0.0};
+    for (const PlotSeries& series : plot.series) {
+        for (const PlotPoint& point : series.points) {
+            xs.push_back(point.x);
+            ys.push_back(point.y);
+            if (series.hasBars) {
+                ys.insert(ys.end(), {point.low, point.high});
+            }
+        }
+    }
+    const Axis x = axisOf(xs, left, width - right);
+    const Axis y = axisOf(ys, height - bottom, top);
+    std::string svg = open(width, height) + gridOf(x, y);
+    double legend = left;
+    for (const PlotSeries& series : plot.series) {
+        svg += seriesSvg(series, x, y);
+        svg +=
+            fmt::format("<path stroke=\"{}\" stroke-width=\"3\" d=\"M{:.1f} 30h16\"/>", series.color, legend);
+        svg += textAt(legend + 21.0, 34.0, "start", series.name);
+        legend += 36.0 + 7.0 * static_cast<double>(series.name.size());
+    }
+    svg += "<g class=\"title\">" + textAt(left, 16.0, "start", plot.title) + "</g>";
+    svg += textAt(0.5 * (left + width - right), height - 6.0, "middle", plot.xLabel);
+    svg += fmt::format("<g transform=\"translate(14 {:.1f}) rotate(-90)\">", 0.5 * (top + height - bottom)) +
+           textAt(0.0, 0.0, "middle", plot.yLabel) + "</g></svg>";
+    return svg;
+}
+
+std::string svgOfImage(const std::string& title, std::span<const float> values, double limit,
+                       const std::string& unit) {
+    constexpr int square = 4;
+    constexpr int columns = simulation::imageWidth / square;
+    constexpr int rows = simulation::imageHeight / square;
+    constexpr double size = 8.0;  // of a square, pixels
+    std::string svg = open(columns * size, top + rows * size);
+    svg += "<g class=\"title\">" + textAt(0.0, 16.0, "start", title) + "</g>";
+    svg +=
+        textAt(0.0, 34.0, "start", fmt::format("blue {:.3g} {}, red {:.3g} {}", -limit, unit, limit, unit));
+    for (int row = 0; row < rows; ++row) {
+        for (int column = 0; column < columns; ++column) {
+            double sum = 0.0;
+            for (int k = 0; k < square * square; ++k) {
+                const int pixel =
+                    (row * square + k / square) * simulation::imageWidth + column * square + k % square;
+                sum += static_cast<double>(values[static_cast<std::size_t>(pixel)]);
+            }
+            const double position = 0.5 + 0.5 * sum / (square * square) / limit;
+            const imaging::Color color = imaging::colorAt(imaging::ColorMap::BlueWhiteRed, position);
+            svg += fmt::format(
+                "<rect x=\"{:g}\" y=\"{:g}\" width=\"{:g}\" height=\"{:g}\" fill=\"#{:02x}{:02x}{:02x}\"/>",
+                column * size, top + row * size, size, size, color.red, color.green, color.blue);
+        }
+    }
+    return svg + "</svg>";
+}
+
+}  // namespace calibrating
