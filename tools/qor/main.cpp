@@ -28,11 +28,13 @@
 #include "qor/Import.h"
 #include "qor/Info.h"
 #include "qor/Metrics.h"
+#include "qor/ReportCommand.h"
 #include "qor/Run.h"
 #include "qor/Show.h"
 #include "qor/Simulate.h"
 #include "qor/StandardError.h"
 #include "qor/Tree.h"
+#include "qor/View.h"
 
 namespace {
 
@@ -74,6 +76,8 @@ int runCommand(int argc, char** argv) {
     qor::addDiff(app, exitCode);
     qor::addInfo(app, exitCode);
     qor::addTree(app, exitCode);
+    qor::addView(app, exitCode);
+    qor::addReport(app, exitCode);
     qor::addShow(app, exitCode);
     qor::addExtract(app, exitCode);
     qor::addConcat(app, exitCode);

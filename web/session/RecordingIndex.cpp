@@ -30,6 +30,12 @@ bool RecordingIndex::grow(double milliseconds) {
             complete_ = true;
             break;
         }
+        if (packet->chunks.empty()) {
+            if (Clock::now() >= end) {
+                break;
+            }
+            continue;  // a hole in a file is made of these
+        }
         const auto holds = [packet](int channel) {
             return recording::findChunk(packet->chunks, channel) != nullptr;
         };

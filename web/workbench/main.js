@@ -398,6 +398,9 @@ function onProgress(side, progress) {
         return;
     }
     showFrame();
+    if (state.wanted > state.frame && progress.frames > state.wanted) {
+        goTo(state.wanted);
+    }
     byId('index').textContent = progress.isComplete ? `${progress.frames} frames` : `${progress.frames} frames, ${Math.round(100 * progress.bytesRead / Math.max(progress.bytes, 1))} % read`;
     if (progress.isComplete && progress.damage) {
         say(progress.damage, true);
@@ -419,6 +422,7 @@ async function open(file, side = sideA) {
         document.title = `${file.name} – Qor`;
         byId('drop').hidden = true;
         byId('bench').hidden = false;
+        state.wanted = state.frame;  // which the index may not have reached
         state.frame = Math.min(state.frame, Math.max(side.progress.frames - 1, 0));
         settingsList.take(side.settings);
         settingsList.replace(side.changes);
@@ -465,6 +469,7 @@ function edit(letter) {
 
 function goTo(frame) {
     state.frame = Math.max(0, Math.min(frame, sideA.progress.frames - 1));
+    state.wanted = state.frame;
     showFrame();
     return update();
 }
