@@ -8,10 +8,12 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <system_error>
 
 #include "files/UnfinishedFile.h"
+#include "recording/Container.h"
 
 namespace qor {
 namespace {
@@ -77,12 +79,12 @@ std::string checkRecordingName(const std::string& text) {
     if (files::isStream(text)) {
         return "";
     }
-    constexpr std::string_view suffix = ".zelta";
-    const std::size_t slash = text.find_last_of('/');
-    const std::size_t nameLength = slash == std::string::npos ? text.size() : text.size() - slash - 1;
-    return text.ends_with(suffix) && nameLength > suffix.size()
-               ? ""
-               : "\"" + text + "\" is no name of a recording; write FOLDER/NAME.zelta";
+    const std::filesystem::path path = text;
+    const bool good = path.has_stem() && (path.extension() == ".zelta" || recording::isContainerName(path));
+    return good ? ""
+                : "\"" + text +
+                      "\" is no name of a recording; write FOLDER/NAME.zelta, or NAME.zeltaz for a "
+                      "compressed one";
 }
 
 std::function<std::string(const std::string&)> numberFrom(double least, double most) {

@@ -34,7 +34,7 @@ std::string checkSeed(const std::string& text);
 std::string checkPacketNumber(const std::string& text);
 std::string checkNotEmpty(const std::string& text);
 
-// NAME.zelta, "-", or something that takes bytes as they come.
+// NAME.zelta, NAME.zeltaz, "-", or something that takes bytes as they come.
 std::string checkRecordingName(const std::string& text);
 std::function<std::string(const std::string&)> numberFrom(double least, double most);
 

@@ -334,7 +334,7 @@ Diagnosis diagnose(recording::FileBytes& bytes) {
     recording::Salvage salvage(bytes);
     Examination examination;
     while (const std::optional<Stretch> stretch = salvage.next()) {
-        examination.look(bytes.part(stretch->offset, stretch->size), *stretch);
+        examination.look(salvage.bytesOf(*stretch), *stretch);
     }
     return examination.take();
 }

@@ -217,7 +217,9 @@ int run(const Options& options) {
 }
 
 void addOutputOptions(CLI::App& command, Options& options) {
-    command.add_option("-o,--out", options.file, "The recording to write; - for standard output")
+    command
+        .add_option("-o,--out", options.file,
+                    "The recording to write; NAME.zeltaz is compressed, - is standard output")
         ->required()
         ->check(checkRecordingName)
         ->type_name("FILE.zelta");

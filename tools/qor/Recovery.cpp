@@ -16,7 +16,7 @@ Recovered recover(recording::FileBytes& bytes, recording::RecordingWriter& write
     Recovered recovered;
     recording::Salvage salvage(bytes);
     while (const std::optional<recording::Stretch> stretch = salvage.next()) {
-        const std::span<const std::uint8_t> part = bytes.part(stretch->offset, stretch->size);
+        const std::span<const std::uint8_t> part = salvage.bytesOf(*stretch);
         const std::size_t packet = recovered.packets + recovered.emptyPackets;
         std::vector<Finding> faults;
         if (stretch->fault.empty()) {

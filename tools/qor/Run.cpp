@@ -91,7 +91,7 @@ RunOutcome process(const RunOptions& options, const ReplaySettings& settings,
 int runChecked(const RunOptions& options, const ReplaySettings& settings,
                recording::RecordingReader& reader) {
     std::optional<RunFolder> folder;
-    if (!files::isStream(options.folder)) {
+    if (!isOneFile(options.folder)) {
         folder.emplace(options.folder, settings.recording, options.force);
     }
     RunFolder* const place = folder ? &*folder : nullptr;
@@ -130,7 +130,7 @@ int run(const RunOptions& options) {
     if (files::isStandardOutput(options.folder)) {
         files::standardOutputForData();
     }
-    if (files::isStream(options.folder) && !options.clouds.empty()) {
+    if (isOneFile(options.folder) && !options.clouds.empty()) {
         return giveUp("run", options.json, ExitCode::Usage, "--cloud needs a folder as --out.");
     }
     std::optional<ReplaySettings> settings;

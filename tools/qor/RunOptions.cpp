@@ -6,6 +6,7 @@
 #include "qor/Arguments.h"
 #include "qor/ChannelSelection.h"
 #include "qor/RunFolder.h"
+#include "recording/Container.h"
 
 namespace qor {
 
@@ -41,8 +42,8 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
     command
         .add_option(
             "-o,--out", options.folder,
-            "Folder of result.zelta and the pictures, made if needed; - writes the result packets to\n"
-            "standard output and the report to standard error, without pictures")
+            "Folder of result.zelta and the pictures, made if needed; NAME.zeltaz writes only the result\n"
+            "packets, compressed; - writes them to standard output and the report to standard error")
         ->check(checkNotEmpty)
         ->type_name("FOLDER")
         ->capture_default_str();
@@ -89,12 +90,15 @@ void addRunOptions(CLI::App& command, RunOptions& options) {
     command.add_flag("--quiet", options.quiet, "No progress and no report; only what is wrong");
 }
 
+bool isOneFile(const std::filesystem::path& out) {
+    return files::isStream(out) || recording::isContainerName(out);
+}
+
 ReplaySettings replaySettings(const RunOptions& options) {
     ReplaySettings settings;
     settings.recording = options.recording;
     settings.channels = readChannels(options.channels).value();
-    settings.results =
-        files::isStream(options.folder) ? options.folder : options.folder / RunFolder::resultName;
+    settings.results = isOneFile(options.folder) ? options.folder : options.folder / RunFolder::resultName;
     settings.withCoordinates = !options.clouds.empty();
     settings.frames = readFrameSelection(options.frames).value_or(FrameSelection{});
     for (const std::filesystem::path& file : options.settingsFiles) {

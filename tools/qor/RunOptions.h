@@ -36,6 +36,9 @@ void addPluginOptions(CLI::App& command, RunOptions& options);
 
 void addRunOptions(CLI::App& command, RunOptions& options);
 
+// Whether --out names something that takes the result packets alone: a stream, or a container.
+bool isOneFile(const std::filesystem::path& out);
+
 // What they mean for the replay. Throws as readSettings does.
 ReplaySettings replaySettings(const RunOptions& options);
 

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstring>
 #include <limits>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -60,13 +61,14 @@ RecordingReader::RecordingReader(const std::filesystem::path& path) : path_(path
 
 RecordedPacket* RecordingReader::next() {
     if (!ahead_.empty()) {
-        buffer_ = std::move(ahead_.front());
+        buffer_ = std::move(ahead_.front().bytes);
+        stored_ = ahead_.front().stored;
         ahead_.pop_front();
     } else if (!readNext()) {
         return nullptr;
     }
     RecordedPacket* const packet = packetIn(packetsGiven_, position_, buffer_);
-    position_ += buffer_.size();
+    position_ += stored_;
     ++packetsGiven_;
     return packet;
 }
@@ -80,9 +82,9 @@ const RecordedPacket* RecordingReader::lookAhead() {
         damage_ = error.what();
         return nullptr;
     }
-    ahead_.push_back(std::move(buffer_));
-    std::vector<std::uint8_t>& bytes = ahead_.back();
-    return packetIn(packetsRead_ - 1, end_ - bytes.size(), bytes);
+    ahead_.push_back({std::move(buffer_), stored_});
+    HeldPacket& held = ahead_.back();
+    return packetIn(packetsRead_ - 1, end_ - held.stored, held.bytes);
 }
 
 // Into the buffer; false at the end.
@@ -96,21 +98,71 @@ bool RecordingReader::readNext() {
     ended_ = true;  // unless this packet turns out good
     const int first = std::fgetc(file_.get());
     if (first == EOF && std::ferror(file_.get()) == 0) {
+        if (unpacker_) {
+            fail(end_, "the file ends without the index of the container; all packets before are whole");
+        }
         return false;
     }
     buffer_.clear();
     if (first != EOF) {
         std::ungetc(first, file_.get());
     }
-    readPacket();
+    if (!unpacker_) {
+        readPacket();  // or the head of a container
+        stored_ = buffer_.size();
+    }
+    if (unpacker_ && !readStored()) {
+        return false;
+    }
     zelta::Packet chunks;
     if (zelta::packet_parse(buffer_.data(), static_cast<int>(buffer_.size()), chunks) != 0) {
         fail(end_, "the packet cannot be taken apart");
     }
-    end_ += buffer_.size();
+    offsets_.insert(offsets_.end(), unpacker_ ? 1 : 0, end_);
+    end_ += stored_;
     ++packetsRead_;
     ended_ = false;
     return true;
+}
+
+// A packet of a container, into the buffer; false at the index.
+bool RecordingReader::readStored() {
+    if (readWord("without the index of the container") == container::indexMark) {
+        readIndex();
+        return false;
+    }
+    readBytes(container::headerSize - buffer_.size(), "in the header of a packet");
+    const std::optional<container::Header> header = container::headerIn(buffer_);
+    if (!header) {
+        fail(end_, "the header of the packet is damaged");
+    }
+    readBytes(header->storedSize, "in a compressed packet");
+    stored_ = buffer_.size();
+    std::vector<std::uint8_t> packet;
+    const std::string fault =
+        unpacker_->unpack(*header, std::span(buffer_).subspan(container::headerSize), packet);
+    if (!fault.empty()) {
+        fail(end_, fault);
+    }
+    buffer_ = std::move(packet);
+    return true;
+}
+
+void RecordingReader::readIndex() {
+    constexpr std::size_t frontSize = 16;
+    readBytes(frontSize - buffer_.size(), "in the index of the container");
+    if (container::countIn(buffer_) != offsets_.size()) {
+        fail(end_, "the index of the container tells of " + std::to_string(container::countIn(buffer_)) +
+                       " packets, before it are " + std::to_string(offsets_.size()));
+    }
+    readBytes(container::indexFrameSize - frontSize + 8 * offsets_.size(), "in the index of the container");
+    const auto told = container::offsetsIn(buffer_, end_);
+    if (!told || *told != offsets_) {
+        fail(end_, "the index of the container is damaged; all packets before are whole");
+    }
+    if (std::fgetc(file_.get()) != EOF) {
+        fail(end_ + buffer_.size(), "bytes follow the index of the container");
+    }
 }
 
 // The bytes were parsed before.
@@ -123,6 +175,16 @@ RecordedPacket* RecordingReader::packetIn(std::size_t index, std::uint64_t offse
 
 void RecordingReader::readPacket() {
     const std::uint32_t count = readWord("in its number of chunks");
+    if (end_ == 0 && count == container::firstWord) {
+        readBytes(container::headSize - sizeof(count), "in the head of the container");
+        if (buffer_ != container::head()) {
+            fail(0, "it begins like a container, of a kind that is not known here");
+        }
+        unpacker_ = std::make_unique<container::Unpacker>();
+        end_ = position_ = buffer_.size();
+        buffer_.clear();
+        return;
+    }
     if (count > zelta::kMaxChunks) {
         fail(end_, "it says that it has " + std::to_string(count) + " chunks, where " +
                        std::to_string(zelta::kMaxChunks) + " are possible");

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Reads a recording packet by packet. A recording is packets of the wire format one after the other and
-// nothing else. Everything before a damaged place stays readable.
+// nothing else, or a container of them. Everything before a damaged place stays readable.
 
 #pragma once
 
@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "recording/Container.h"
 #include "recording/RecordingError.h"
 #include "zelta_packet.h"
 
@@ -61,7 +62,15 @@ class RecordingReader {
         void operator()(std::FILE* file) const { std::fclose(file); }
     };
 
+    // A packet as it lies in memory, and the bytes that it takes in the file.
+    struct HeldPacket {
+        std::vector<std::uint8_t> bytes;
+        std::size_t stored = 0;
+    };
+
     bool readNext();
+    bool readStored();
+    void readIndex();
     RecordedPacket* packetIn(std::size_t index, std::uint64_t offset, std::vector<std::uint8_t>& bytes);
     void readPacket();
     void readChunk(std::uint32_t number);
@@ -80,9 +89,12 @@ class RecordingReader {
     std::size_t packetsGiven_ = 0;
     std::size_t packetsRead_ = 0;
     bool ended_ = false;
-    std::string damage_;                           // met while looking ahead; empty if none
-    std::deque<std::vector<std::uint8_t>> ahead_;  // looked at, but not given
+    std::string damage_;            // met while looking ahead; empty if none
+    std::deque<HeldPacket> ahead_;  // looked at, but not given
     std::vector<std::uint8_t> buffer_;
+    std::size_t stored_ = 0;                         // bytes in the file of what is in the buffer
+    std::unique_ptr<container::Unpacker> unpacker_;  // of a container
+    std::vector<std::uint64_t> offsets_;             // of the packets of a container
     RecordedPacket packet_;
 };
 

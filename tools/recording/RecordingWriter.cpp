@@ -8,19 +8,37 @@ namespace recording {
 
 RecordingWriter::RecordingWriter(const std::filesystem::path& path) : path_(path) {
     attempt([this] { file_.emplace(path_); });
+    if (isContainerName(path)) {
+        packer_.emplace();
+        append(container::head());
+    }
 }
 
 void RecordingWriter::write(std::span<const std::uint8_t> packet) {
     if (!file_) {
         throw RecordingError("Cannot write " + path_.string() + ": it is closed.");
     }
-    attempt([&] { file_->write(packet); });
+    if (packer_) {
+        std::vector<std::uint8_t> stored;
+        attempt([&] { stored = packer_->packed(packet); });
+        offsets_.push_back(bytes_);
+        append(stored);
+    } else {
+        append(packet);
+    }
     ++packets_;
-    bytes_ += packet.size();
+}
+
+void RecordingWriter::append(std::span<const std::uint8_t> bytes) {
+    attempt([&] { file_->write(bytes); });
+    bytes_ += bytes.size();
 }
 
 void RecordingWriter::finish() {
     if (file_ && packets_ > 0) {
+        if (packer_) {
+            append(container::index(offsets_, bytes_));
+        }
         attempt([this] { file_->finish(); });
     }
     file_.reset();

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Writes a recording. It appears under its name only when it is finished. If writing fails, as on a full
-// disk, the whole packets so far stay under the unfinished name, which the error names.
+// Writes a recording, as a container if its name ends in .zeltaz. It appears under its name only when it is
+// finished. If writing fails, as on a full disk, the whole packets so far stay under the unfinished name,
+// which the error names.
 
 #pragma once
 
@@ -11,8 +12,10 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "files/UnfinishedFile.h"
+#include "recording/Container.h"
 
 namespace recording {
 
@@ -37,9 +40,12 @@ class RecordingWriter {
     template <typename Work>
     void attempt(const Work& work);
 
+    void append(std::span<const std::uint8_t> bytes);
     std::string keepPackets();
 
     std::filesystem::path path_;
+    std::optional<container::Packer> packer_;    // of a container
+    std::vector<std::uint64_t> offsets_;         // of its packets
     std::optional<files::UnfinishedFile> file_;  // what is not finished is removed
     std::size_t packets_ = 0;
     std::uint64_t bytes_ = 0;

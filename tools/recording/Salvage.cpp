@@ -176,6 +176,34 @@ Stretch faultBefore(FileBytes& bytes, const Stretch& packet) {
     return {};
 }
 
+std::uint32_t wordAt(FileBytes& bytes, std::size_t offset) {
+    std::uint32_t word = 0;
+    if (bytes.reach(offset + wordSize)) {
+        std::memcpy(&word, bytes.part(offset, wordSize).data(), wordSize);
+    }
+    return word;
+}
+
+std::optional<container::Header> storedHeaderAt(FileBytes& bytes, std::size_t offset) {
+    return wordAt(bytes, offset) == container::packetMark && bytes.reach(offset + container::headerSize)
+               ? container::headerIn(bytes.part(offset, container::headerSize))
+               : std::nullopt;
+}
+
+// The size of the index that stands here whole; none if none does.
+std::optional<std::size_t> indexAt(FileBytes& bytes, std::size_t offset) {
+    constexpr std::size_t frontSize = 16;
+    if (wordAt(bytes, offset) != container::indexMark || !bytes.reach(offset + frontSize)) {
+        return std::nullopt;
+    }
+    const std::uint64_t count = container::countIn(bytes.part(offset, frontSize));
+    constexpr std::uint64_t mostPackets = std::uint64_t{1} << 40U;
+    const std::size_t size =
+        container::indexFrameSize + 8 * static_cast<std::size_t>(std::min(count, mostPackets));
+    const bool whole = bytes.reach(offset + size) && container::offsetsIn(bytes.part(offset, size), offset);
+    return whole ? std::optional(size) : std::nullopt;
+}
+
 }  // namespace
 
 FileBytes::FileBytes(const std::filesystem::path& path) : name_(nameOf(path)) {
@@ -248,8 +276,103 @@ Stretch packetAt(FileBytes& bytes, std::size_t offset) {
     return Walk(bytes, offset).packet();
 }
 
+Salvage::Salvage(FileBytes& bytes) : bytes_(bytes) {
+    // With a damaged head, a container still shows by the header of its first packet.
+    const bool head = bytes.reach(container::headSize) &&
+                      std::ranges::equal(bytes.part(0, container::headSize), container::head());
+    if (head || storedHeaderAt(bytes, container::headSize)) {
+        unpacker_.emplace();
+    }
+}
+
 std::optional<Stretch> Salvage::next() {
     bytes_.forget(given_);
+    return unpacker_ ? nextStored() : nextPlain();
+}
+
+std::span<const std::uint8_t> Salvage::bytesOf(const Stretch& stretch) const {
+    return unpacker_ && stretch.fault.empty() ? std::span<const std::uint8_t>(packet_)
+                                              : bytes_.part(stretch.offset, stretch.size);
+}
+
+std::optional<Stretch> Salvage::nextStored() {
+    if (given_ == 0) {
+        if (!std::ranges::equal(bytes_.part(0, container::headSize), container::head())) {
+            return damagedFrom("the head of the container is damaged");
+        }
+        given_ = container::headSize;
+    }
+    if (!bytes_.reach(given_ + 1)) {
+        return faultOfEnd();
+    }
+    if (wordAt(bytes_, given_) == container::indexMark) {
+        return faultOfIndex();
+    }
+    const std::optional<container::Header> header = storedHeaderAt(bytes_, given_);
+    if (!header) {
+        return damagedFrom("the header of a packet is damaged");
+    }
+    const std::size_t size = container::headerSize + header->storedSize;
+    if (!bytes_.reach(given_ + size)) {
+        return damagedFrom("the file ends in a compressed packet");
+    }
+    const std::string fault =
+        unpacker_->unpack(*header, bytes_.part(given_ + container::headerSize, header->storedSize), packet_);
+    if (!fault.empty()) {
+        return damagedFrom(fault);
+    }
+    FileBytes unpacked{std::span<const std::uint8_t>(packet_)};
+    const Stretch inner = packetAt(unpacked, 0);
+    if (!inner.fault.empty() || inner.size != packet_.size()) {
+        return damagedFrom("what is compressed is no packet");
+    }
+    const Stretch stretch{given_, size, 0, ""};
+    offsets_.push_back(given_);
+    given_ += size;
+    return stretch;
+}
+
+// From here to the next header that is whole, to the index, or to the end.
+Stretch Salvage::damagedFrom(const std::string& fault) {
+    damaged_ = true;
+    std::size_t end = given_ + 1;
+    while (bytes_.reach(end + 1) && !storedHeaderAt(bytes_, end) && !indexAt(bytes_, end)) {
+        ++end;
+    }
+    const Stretch stretch{given_, end - given_, given_, fault};
+    given_ = end;
+    return stretch;
+}
+
+// Without an index, the end is told once.
+std::optional<Stretch> Salvage::faultOfEnd() {
+    if (std::exchange(indexSeen_, true)) {
+        return std::nullopt;
+    }
+    return Stretch{given_, 0, given_, "the file ends without the index of the container"};
+}
+
+// Of a good index that fits, there is nothing to say.
+std::optional<Stretch> Salvage::faultOfIndex() {
+    indexSeen_ = true;
+    const std::optional<std::size_t> size = indexAt(bytes_, given_);
+    if (!size) {
+        return damagedFrom("the index of the container is damaged");
+    }
+    const auto told = container::offsetsIn(bytes_.part(given_, *size), given_);
+    const std::size_t start = given_;
+    given_ += *size;
+    if (bytes_.reach(given_ + 1)) {
+        return damagedFrom("bytes follow the index of the container");
+    }
+    // After a damage, the index tells of what was lost.
+    if (*told == offsets_ || damaged_) {
+        return std::nullopt;
+    }
+    return Stretch{start, *size, start, "the index of the container tells of other packets than are there"};
+}
+
+std::optional<Stretch> Salvage::nextPlain() {
     Stretch stretch;
     if (next_) {
         stretch = *std::exchange(next_, std::nullopt);

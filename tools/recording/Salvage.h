@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "recording/Container.h"
+
 namespace recording {
 
 // The bytes of a recording, by their offset. Of what cannot be mapped, such as a pipe, those are in memory
@@ -66,19 +68,33 @@ struct Stretch {
 // What stands at an offset: a packet and its size, or the rule that it breaks and where.
 Stretch packetAt(FileBytes& bytes, std::size_t offset);
 
-// Goes through a recording, whatever is wrong with it. After damage, the next packet with chunks is
-// searched; all bytes before it belong to the damage.
+// Goes through a recording or a container, whatever is wrong with it. After damage, the next packet with
+// chunks is searched; all bytes before it belong to the damage.
 class Salvage {
  public:
-    explicit Salvage(FileBytes& bytes) : bytes_(bytes) {}
+    explicit Salvage(FileBytes& bytes);
 
-    // In order and without gaps; none at the end. The bytes of a stretch are there until the next call.
+    // In order and, but for head and index of a container, without gaps; none at the end.
     std::optional<Stretch> next();
 
+    // The bytes of the packet that next() gave, or of the damage. They are there until the next call.
+    std::span<const std::uint8_t> bytesOf(const Stretch& stretch) const;
+
  private:
+    std::optional<Stretch> nextPlain();
+    std::optional<Stretch> nextStored();
+    std::optional<Stretch> faultOfIndex();
+    std::optional<Stretch> faultOfEnd();
+    Stretch damagedFrom(const std::string& fault);
+
     FileBytes& bytes_;
-    std::size_t given_ = 0;        // offset after the stretches given
-    std::optional<Stretch> next_;  // looked at already
+    std::optional<container::Unpacker> unpacker_;  // of a container
+    std::vector<std::uint8_t> packet_;             // of a container
+    std::vector<std::uint64_t> offsets_;           // of the good packets of a container
+    bool damaged_ = false;                         // a stretch of a container was
+    bool indexSeen_ = false;                       // whole or damaged
+    std::size_t given_ = 0;                        // offset after the stretches given
+    std::optional<Stretch> next_;                  // looked at already
 };
 
 }  // namespace recording

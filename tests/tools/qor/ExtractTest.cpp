@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "recording/RecordingReader.h"
 #include "tools/qor/Command.h"
 
@@ -130,6 +132,53 @@ TEST_F(Extract, AnotherCalibrationInTheRowIsAFinding) {
     EXPECT_NE(outcome.errors.find("b.zelta, packet 0: another calibration"), std::string::npos)
         << outcome.errors;
     EXPECT_EQ(packetsIn("c.zelta").size(), 10U);
+}
+
+TEST_F(Extract, AContainerIsWrittenAndReadByEveryCommand) {
+    simulate("--frames 2");
+    simulate("--frames 2", "s.zeltaz");
+    ASSERT_EQ(run("extract r.zelta --out c.zeltaz").exitCode, 0);
+    ASSERT_EQ(run("extract c.zeltaz --out back.zelta").exitCode, 0);
+    EXPECT_EQ(contentOf(path("back.zelta")), contentOf(path("r.zelta")));
+    EXPECT_EQ(contentOf(path("s.zeltaz")), contentOf(path("c.zeltaz")));
+    EXPECT_LT(std::filesystem::file_size(path("c.zeltaz")), std::filesystem::file_size(path("r.zelta")));
+    const std::string member = "3208 QorDistanceImageIFInput.phaseInfo.timestamp --all";
+    EXPECT_EQ(run("show c.zeltaz " + member).output, run("show r.zelta " + member).output);
+    EXPECT_EQ(jsonOf("info c.zeltaz").at("frames"), 2);
+    EXPECT_EQ(jsonOf("info c.zeltaz").at("checksum"), jsonOf("info r.zelta").at("checksum"));
+    EXPECT_EQ(run("tree c.zeltaz 3208").output, run("tree r.zelta 3208").output);
+    EXPECT_EQ(run("doctor c.zeltaz").exitCode, 0);
+    EXPECT_EQ(run("show - " + member, "cat c.zeltaz |").output, run("show r.zelta " + member).output);
+    ASSERT_EQ(run("concat c.zeltaz r.zelta --out d.zeltaz").exitCode, 0);
+    EXPECT_EQ(jsonOf("info d.zeltaz").at("packets"), 2 * jsonOf("info r.zelta").at("packets").get<int>());
+}
+
+TEST_F(Extract, ARunTakesAContainerAndWritesItsResultsAsOne) {
+    simulate("--frames 2");
+    ASSERT_EQ(run("extract r.zelta --out c.zeltaz").exitCode, 0);
+    ASSERT_EQ(run("run r.zelta --quiet --out plain").exitCode, 0);
+    ASSERT_EQ(run("run c.zeltaz --quiet --out packed.zeltaz").exitCode, 0);
+    ASSERT_EQ(run("extract packed.zeltaz --out back.zelta").exitCode, 0);
+    EXPECT_EQ(contentOf(path("back.zelta")), contentOf(path("plain/result.zelta")));
+    EXPECT_EQ(run("run c.zeltaz --cloud ply --out other.zeltaz").exitCode, 2);
+}
+
+TEST_F(Extract, ADamagedContainerIsToldAndItsOtherPacketsAreSaved) {
+    simulate("--frames 2", "c.zeltaz");
+    simulate("--frames 2");
+    std::string bytes = contentOf(path("c.zeltaz"));
+    bytes[bytes.size() * 3 / 4] = static_cast<char>(bytes[bytes.size() * 3 / 4] ^ 1);
+    std::ofstream(path("c.zeltaz"), std::ios::binary) << bytes;
+    const Outcome shown = run("show c.zeltaz 3208 QorDistanceImageIFInput.phaseInfo.timestamp --all");
+    EXPECT_EQ(shown.exitCode, 3);
+    EXPECT_NE(shown.errors.find("c.zeltaz is damaged at byte"), std::string::npos) << shown.errors;
+    EXPECT_EQ(run("doctor c.zeltaz").exitCode, 1);
+    EXPECT_EQ(run("recover c.zeltaz --out saved.zelta").exitCode, 1);
+    EXPECT_EQ(packetsIn("saved.zelta").size() + 1, packetsIn("r.zelta").size());
+    for (const auto& packet : packetsIn("saved.zelta")) {
+        const auto all = packetsIn("r.zelta");
+        EXPECT_NE(std::find(all.begin(), all.end(), packet), all.end());
+    }
 }
 
 TEST_F(Extract, InfoTellsTheCourseOfARecording) {
