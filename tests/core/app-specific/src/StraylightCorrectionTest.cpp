@@ -737,6 +737,29 @@ TEST_P(StraylightState, HostileIndicesOfTheImageFail) {
     }
 }
 
+TEST_P(StraylightState, AnImageOfMissingRecordsOrWithoutLevelsFails) {
+    setRandomImages();
+    ASSERT_EQ(apply(3), 0);
+    const SLC_ProcessHDR_Args complete = {
+        &calib_, state_.get(), &scratch_->fftProcScratch[0], real_.pixels.data(), 224, 172, 1.0F, 0, 0};
+    const auto fails = [&complete](auto change) {
+        SLC_ProcessHDR_Args args = complete;
+        change(args);
+        return slcProcessHDR(&args) == 1;
+    };
+    const Reports reports;
+    EXPECT_TRUE(fails([](SLC_ProcessHDR_Args& args) { args.state = nullptr; }));
+    EXPECT_TRUE(fails([](SLC_ProcessHDR_Args& args) { args.scratch = nullptr; }));
+    EXPECT_TRUE(fails([](SLC_ProcessHDR_Args& args) { args.hdr_image = nullptr; }));
+    EXPECT_TRUE(fails([](SLC_ProcessHDR_Args& args) { args.w = 0; }));
+    EXPECT_TRUE(fails([](SLC_ProcessHDR_Args& args) { args.h = 0; }));
+    state_->pyrLevel = 0;  // a binned image would be at level -1
+    EXPECT_TRUE(fails([](SLC_ProcessHDR_Args& args) { args.binnedMode = 1; }));
+    state_->pyrLevel = 1000;
+    EXPECT_TRUE(fails([](SLC_ProcessHDR_Args&) {}));
+    EXPECT_EQ(reports.all().size(), 7U);
+}
+
 TEST_P(StraylightState, ValuesThatAreNoNumbersDoNoHarm) {
     setRandomImages();
     real_.pixels[1000] = kNaN;
@@ -754,6 +777,16 @@ TEST_P(StraylightState, WithoutThreadFunctionsAThreadIsLine202) {
     const Reports reports;
     EXPECT_EQ(apply(3), 1);
     EXPECT_EQ(reports.all(), Lines{"StraylightCorrectio 202"});
+}
+
+TEST_P(StraylightState, WithoutTheFunctionThatJoinsAThreadIsLine202) {
+    ASSERT_EQ(StraylightCorrection_Init(&calib_, state_.get(), nullptr, ThreadServices::create, nullptr), 0);
+    setRandomImages();
+    inout_.numberOfThreads = 2;
+    const Reports reports;
+    EXPECT_EQ(apply(3), 1);
+    EXPECT_EQ(reports.all(), Lines{"StraylightCorrectio 202"});
+    EXPECT_EQ(init(), 0);
 }
 
 class StraylightThreads : public StraylightState {

@@ -427,6 +427,13 @@ TEST(Assign, OfNullFails) {
                   assign(TypeRef(), bytes.data(), 20, "R", dense(), bytes.data(), 20, "R", false, false);
               }),
               kNull);
+    EXPECT_EQ(messageOf<InterpretError>([&] {
+                  assign(dense(), bytes.data(), 20, "R", TypeRef(), bytes.data(), 20, "R", false, false);
+              }),
+              kNull);
+    EXPECT_EQ(messageOf<InterpretError>(
+                  [&] { assign(dense(), nullptr, 20, "R", dense(), bytes.data(), 20, "R", false, false); }),
+              kNull);
     EXPECT_EQ(messageOf<InterpretError>(
                   [&] { assign(dense(), bytes.data(), 20, "R", dense(), nullptr, 20, "R", false, false); }),
               kNull);
@@ -436,6 +443,8 @@ TEST(Assign, OfMoreThanTwoGiBFails) {
     Bytes bytes(20);
     const AssignerRef plan = wholePlan(dense(), dense());
     EXPECT_EQ(messageOf<InterpretError>([&] { assign(plan, bytes.data(), 0xFFFFFFFFU, bytes.data(), 20); }),
+              kSize);
+    EXPECT_EQ(messageOf<InterpretError>([&] { assign(plan, bytes.data(), 20, bytes.data(), 0x80000000U); }),
               kSize);
 }
 

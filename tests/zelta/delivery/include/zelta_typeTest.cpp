@@ -187,6 +187,14 @@ TEST(Crop, ByTheRootsNameIsACopyOfAll) {
     EXPECT_EQ(test::textOf(cropDatadefinition(padded(), {"R"})), test::textOf(rec_CopyType(padded(), 0)));
 }
 
+TEST(Crop, OfNothingIsNothing) {
+    EXPECT_FALSE(rec_Croptype(TypeRef(), {"R"}, "", 0));
+}
+
+TEST(CopyType, OfNullThrows) {
+    EXPECT_EQ(messageOf<InterpretError>([] { rec_CopyType(TypeRef(), 0); }), "Received null pointer.");
+}
+
 TEST(Crop, ThatLeavesNothingThrows) {
     EXPECT_EQ(messageOf<InterpretError>([] { cropDatadefinition(padded(), {"R.x"}); }),
               "Received null pointer.");

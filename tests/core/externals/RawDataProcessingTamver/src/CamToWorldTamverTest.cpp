@@ -869,6 +869,40 @@ TEST_F(CamToWorldThreads, ASliceWithoutItsRecordsFails) {
     }
 }
 
+TEST_F(CamToWorldThreads, ASliceOfMissingImagesOrWithoutACuboidFails) {
+    ASSERT_EQ(init(), 0);
+    const auto fails = [this](auto& pointer) {
+        const auto kept = pointer;
+        pointer = nullptr;
+        expectFailureWithoutMessage([this] { return applySlice(1, 0); });
+        pointer = kept;
+    };
+    fails(inout_.conf);
+    fails(inout_.distance);
+    fails(output_.X);
+    fails(output_.Y);
+    fails(output_.Z);
+    fails(input_.clipping);
+}
+
+TEST_F(CamToWorldThreads, ASliceOfAnImageThatFitsNoTableFails) {
+    ASSERT_EQ(init(), 0);
+    const int32_t width = input_.width;
+    for (const int32_t size : {-1, 225}) {
+        input_.width = size;
+        expectFailureWithoutMessage([this] { return applySlice(1, 0); });
+    }
+    input_.width = width;
+    for (const int32_t size : {-1, 173}) {
+        input_.height = size;
+        expectFailureWithoutMessage([this] { return applySlice(1, 0); });
+    }
+}
+
+TEST_F(CamToWorld, RaysOfNoStateFail) {
+    expectFailureWithoutMessage([] { return create_bouguet_vectors(1, nullptr); });
+}
+
 TEST_F(CamToWorldThreads, TheEntryOfAWorkerReturnsNull) {
     ASSERT_EQ(init(), 0);
     CamToWorldApplyArgs args = {state_.get(), &input_, &output_, &inout_, 1};

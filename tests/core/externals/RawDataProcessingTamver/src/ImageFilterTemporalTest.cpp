@@ -276,6 +276,17 @@ TEST_F(AdaptiveExponential, EveryRefusalHasItsMessageInOrder) {
     EXPECT_EQ(takeMessages(), (Messages{"maxSDAlpha out of range", "minSDAlpha out of range"}));
 }
 
+TEST_F(AdaptiveExponential, AMissingStateOrSettingsFailWithoutAMessage) {
+    ImFTemporalBuffer buffers = {};
+    EXPECT_EQ(applyTemporalAdExpFilter(distance.data(), normalizedAmplitude.data(), 0, 64, 64, &services,
+                                       nullptr, &buffers, &settings_),
+              1);
+    EXPECT_EQ(applyTemporalAdExpFilter(distance.data(), normalizedAmplitude.data(), 0, 64, 64, &services,
+                                       state.get(), &buffers, nullptr),
+              1);
+    EXPECT_EQ(takeMessages(), (Messages{"", ""}));
+}
+
 TEST_F(AdaptiveExponential, AWeightIsFromZeroToOneAndNothingBeyond) {
     settings_.minSDAlpha = 0.0F;
     settings_.maxSDAlpha = 1.0F;

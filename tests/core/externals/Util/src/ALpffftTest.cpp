@@ -165,6 +165,17 @@ TEST(Pffft, NullArgumentsFail) {
     EXPECT_EQ(reports.all().size(), 5U);
 }
 
+TEST(Pffft, ABufferForTheWorkIsRefusedAsTheSetupHasItsOwn) {
+    const Reports reports;
+    Bytes bytes(404);
+    AlignedFloats data(64);
+    AlignedFloats work(64);
+    PFFFT_Setup* setup = nullptr;
+    ASSERT_EQ(pffft_new_setup(&setup, 64, PFFFT_REAL, bytes.data(), 404), 0);
+    EXPECT_EQ(pffft_transform_ordered(setup, data.data(), data.data(), work.data(), PFFFT_FORWARD), 1);
+    EXPECT_EQ(reports.all().size(), 1U);
+}
+
 TEST(Pffft, UnalignedDataIsRefused) {
     const Reports reports;
     Bytes bytes(404);
