@@ -286,6 +286,7 @@ void addReport(CLI::App& app, int& exitCode) {
         ->type_name("FILE");
     command->add_flag("--quiet", options->run.quiet, "No progress; print only what is wrong");
     command->footer(
+        "Example:\n  qor report room.zelta -o report.html\n\n"
         "Exit codes: 0 good; 1 findings, which the page lists; 2 usage;\n"
         "            3 the plug-in failed, a recording is damaged, or the page could not be written\n");
     command->callback([options, &exitCode] { exitCode = attempt(*options); });

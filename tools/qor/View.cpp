@@ -49,7 +49,7 @@ bool openInBrowser(const std::filesystem::path& file) {
 int view(const Options& options) {
     const auto page = options.page.empty() ? page::defaultPage() : options.page;
     if (!page) {
-        return complain("view", ExitCode::Usage, page::howToGetThePage());
+        return complain("view", ExitCode::BadData, page::howToGetThePage());
     }
     int exitCode = ExitCode::Good;
     std::string elements;
@@ -84,7 +84,7 @@ int attempt(const Options& options) {
     try {
         return view(options);
     } catch (const page::PageError& error) {
-        return complain("view", ExitCode::Usage, error.what());
+        return complain("view", ExitCode::BadData, error.what());
     } catch (const std::runtime_error& error) {
         return complain("view", ExitCode::BadData, printable(error.what()));
     }
@@ -113,8 +113,10 @@ void addView(CLI::App& app, int& exitCode) {
         ->type_name("FILE.html");
     command->add_flag("--no-open", options->noOpen, "Write the page and print its path, no more");
     command->footer(
-        "Exit codes: 0 good; 1 the page does not hold all frames; 2 usage, or there is no page;\n"
-        "            3 a recording is damaged or cannot be read, or the page cannot be written\n");
+        "Example:\n  qor view room.zelta --no-open -o room.html\n\n"
+        "Exit codes: 0 good; 1 the page does not hold all frames; 2 usage;\n"
+        "            3 there is no page, it cannot be written, or a recording is damaged or cannot be "
+        "read\n");
     command->callback([options, &exitCode] { exitCode = attempt(*options); });
 }
 

@@ -28,12 +28,17 @@ constexpr int level = 3;  // of the compression: more costs much time for little
 constexpr std::array<std::uint8_t, headSize> headBytes{'Z', 'E', 'L', 'T', 'A', 'Z', 1, '\n'};
 constexpr std::array<std::uint8_t, 8> tailBytes{'Z', 'E', 'L', 'T', 'A', 'Z', 0, '\n'};
 constexpr std::size_t mostPacketBytes = 0x7FFFFFFF;
+constexpr std::size_t checkedSize = headerSize - sizeof(std::uint64_t);  // of a header, before its checksum
+
+template <typename T>
+void put(std::span<std::uint8_t> bytes, std::size_t offset, T value) {
+    std::memcpy(bytes.data() + offset, &value, sizeof(T));
+}
 
 template <typename T>
 void append(std::vector<std::uint8_t>& bytes, T value) {
-    std::array<std::uint8_t, sizeof(T)> raw{};
-    std::memcpy(raw.data(), &value, sizeof(T));
-    bytes.insert(bytes.end(), raw.begin(), raw.end());
+    bytes.resize(bytes.size() + sizeof(T));
+    put(bytes, bytes.size() - sizeof(T), value);
 }
 
 template <typename T>
@@ -54,9 +59,8 @@ std::vector<std::uint8_t> head() {
 }
 
 std::optional<Header> headerIn(std::span<const std::uint8_t> bytes) {
-    constexpr std::size_t checked = headerSize - sizeof(std::uint64_t);
     if (numberAt<std::uint32_t>(bytes, 0) != packetMark ||
-        numberAt<std::uint64_t>(bytes, checked) != checksumOf(bytes.first(checked))) {
+        numberAt<std::uint64_t>(bytes, checkedSize) != checksumOf(bytes.first(checkedSize))) {
         return std::nullopt;
     }
     const Header header{numberAt<std::uint32_t>(bytes, 4), numberAt<std::uint32_t>(bytes, 8),
@@ -77,20 +81,19 @@ Packer::Packer() : context_(ZSTD_createCCtx()) {
 }
 
 std::vector<std::uint8_t> Packer::packed(std::span<const std::uint8_t> packet) {
-    std::vector<std::uint8_t> stored(ZSTD_compressBound(packet.size()));
+    std::vector<std::uint8_t> bytes(headerSize + ZSTD_compressBound(packet.size()));
     const std::size_t size =
-        ZSTD_compressCCtx(context_.get(), stored.data(), stored.size(), packet.data(), packet.size(), level);
+        ZSTD_compressCCtx(context_.get(), bytes.data() + headerSize, bytes.size() - headerSize, packet.data(),
+                          packet.size(), level);
     if (ZSTD_isError(size) != 0 || size > mostPacketBytes) {
         throw std::runtime_error("a packet cannot be compressed");
     }
-    std::vector<std::uint8_t> bytes;
-    bytes.reserve(headerSize + size);
-    append(bytes, packetMark);
-    append(bytes, static_cast<std::uint32_t>(size));
-    append(bytes, static_cast<std::uint32_t>(packet.size()));
-    append(bytes, checksumOf(packet));
-    append(bytes, checksumOf(bytes));
-    bytes.insert(bytes.end(), stored.begin(), stored.begin() + static_cast<std::ptrdiff_t>(size));
+    bytes.resize(headerSize + size);
+    put(bytes, 0, packetMark);
+    put(bytes, 4, static_cast<std::uint32_t>(size));
+    put(bytes, 8, static_cast<std::uint32_t>(packet.size()));
+    put(bytes, 12, checksumOf(packet));
+    put(bytes, checkedSize, checksumOf(std::span(bytes).first(checkedSize)));
     return bytes;
 }
 
