@@ -108,6 +108,7 @@ class Fitter {
         for (std::size_t pixel = 0; pixel < pixelCount; ++pixel) {
             readRows(pixel, parameters, rows, nullptr);
             std::vector<double> after;
+            after.reserve(rows.size());
             const double constant = constantOf(rows, parameters);
             for (const PixelRow& row : rows) {
                 after.push_back(row.value - row.regressors.dot(parameters) - constant);
@@ -124,6 +125,7 @@ class Fitter {
     // Of what noise alone would leave, outliers are the most; so the median tells.
     static double spreadOf(const std::vector<AmplitudeResidual>& residuals) {
         std::vector<double> sizes;
+        sizes.reserve(residuals.size());
         for (const AmplitudeResidual& residual : residuals) {
             sizes.push_back(std::abs(residual.after));
         }

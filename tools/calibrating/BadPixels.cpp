@@ -148,6 +148,7 @@ std::vector<BadPixel> findBadPixels(const std::vector<ObservedScene>& scenes,
     }
     const Judge judge(figures);
     std::vector<double> usual;
+    usual.reserve(squares.size());
     for (const std::vector<double>& one : squares) {
         usual.push_back(std::max(medianOf(one), 1.0e-12));
     }

@@ -189,10 +189,12 @@ std::string section(const FrequencyResult& result, std::size_t scenes) {
         html += svgOf(plot) + "\n";
     }
     std::vector<float> pattern;
+    pattern.reserve(calibration.FPPN.size());
     for (const float value : calibration.FPPN) {
         pattern.push_back(static_cast<float>(millimetres) * value);
     }
     std::vector<float> sizes;
+    sizes.reserve(pattern.size());
     for (const float value : pattern) {
         sizes.push_back(std::abs(value));
     }

@@ -12,7 +12,8 @@ Mask maskOf(const IsInside& isInside) {
     Mask mask(simulation::pixelCount);
     for (std::size_t i = 0; i < mask.size(); ++i) {
         constexpr auto width = static_cast<std::size_t>(simulation::imageWidth);
-        const Point centre{static_cast<double>(i % width) + 0.5, static_cast<double>(i / width) + 0.5};
+        const std::size_t row = i / width;
+        const Point centre{static_cast<double>(i % width) + 0.5, static_cast<double>(row) + 0.5};
         mask[i] = isInside(centre) ? 1 : 0;
     }
     return mask;

@@ -39,7 +39,7 @@ constexpr Anchors cividis{
      {239, 215, 72},  {248, 223, 60},  {254, 232, 56}}};
 
 std::uint8_t toByte(double share) {
-    return static_cast<std::uint8_t>(255.0 * std::clamp(share, 0.0, 1.0) + 0.5);
+    return static_cast<std::uint8_t>(std::lround(255.0 * std::clamp(share, 0.0, 1.0)));
 }
 
 Color interpolate(const Anchors& anchors, double x) {
@@ -47,7 +47,7 @@ Color interpolate(const Anchors& anchors, double x) {
     const std::size_t first = std::min(static_cast<std::size_t>(position), anchors.size() - 2);
     const double share = position - static_cast<double>(first);
     const auto mix = [share](std::uint8_t from, std::uint8_t to) {
-        return static_cast<std::uint8_t>(from + (to - from) * share + 0.5);
+        return static_cast<std::uint8_t>(std::lround(from + (to - from) * share));
     };
     const Color& a = anchors[first];
     const Color& b = anchors[first + 1];

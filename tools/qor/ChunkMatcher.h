@@ -8,10 +8,10 @@
 
 #pragma once
 
-#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <tuple>
 #include <vector>
 
 #include "zelta_packet.h"
@@ -25,7 +25,10 @@ struct ChunkPlace {
     std::int64_t frame = 0;
     std::size_t number = 0;  // on this channel, or in the frame
 
-    auto operator<=>(const ChunkPlace&) const = default;
+    bool operator==(const ChunkPlace&) const = default;
+    bool operator<(const ChunkPlace& other) const {
+        return std::tie(channel, frame, number) < std::tie(other.channel, other.frame, other.number);
+    }
 };
 
 // Counts the records of one recording, packet by packet.

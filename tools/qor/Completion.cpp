@@ -41,6 +41,7 @@ std::string inQuotes(const std::string& text) {
 
 std::vector<std::string> namesOf(const std::vector<const CLI::App*>& commands) {
     std::vector<std::string> names;
+    names.reserve(commands.size());
     for (const CLI::App* const command : commands) {
         names.push_back(command->get_name());
     }

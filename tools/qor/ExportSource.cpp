@@ -25,7 +25,6 @@ namespace qor {
 namespace {
 
 using exporting::Channel;
-using simulation::pixelCount;
 
 constexpr std::size_t mostRawImages = 64;  // of a frame: three frequencies, two exposures and more fit
 
