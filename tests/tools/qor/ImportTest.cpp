@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <random>
+
 #include "arrays/NumpyFile.h"
 #include "imaging/Png.h"
 #include "tools/importing/Stacks.h"
@@ -161,6 +164,37 @@ TEST_F(Import, AFrequencyWithoutItsUnitIsTold) {
     const Outcome outcome = run("import a.npy --frequencies 60 -o a.zelta");
     EXPECT_EQ(outcome.exitCode, 3);
     EXPECT_NE(outcome.errors.find("as in 60MHz"), std::string::npos) << outcome.errors;
+}
+
+// A million rows of eight random bytes: as they are, after the mark of each format, and as samples in a true
+// header.
+TEST_F(Import, AMillionRowsOfRandomBytesAreToldInWordsInEveryFormat) {
+    const unsigned int seed = 41;
+    constexpr std::size_t rows = 1'000'000;
+    std::mt19937 random(seed);
+    std::string bytes(8 * rows, 0);
+    std::generate(bytes.begin(), bytes.end(), [&random] { return static_cast<char>(random()); });
+    const auto expectRefused = [this, seed](const std::string& name, const std::string& content,
+                                            const std::string& options) {
+        std::ofstream(path(name), std::ios::binary) << content;
+        const Outcome outcome = run("import " + name + " --frequencies 60MHz -o a.zelta " + options);
+        EXPECT_EQ(outcome.exitCode, 3) << name << ", seed " << seed;
+        EXPECT_EQ(outcome.errors.rfind("qor import: ", 0), 0U) << name << ": " << outcome.errors;
+        EXPECT_FALSE(std::filesystem::exists(path("a.zelta"))) << name;
+    };
+    expectRefused("a.npy", bytes, "");
+    expectRefused("b.npy", std::string("\x93NUMPY\x01\x00", 8) + bytes, "");
+    expectRefused("a.npz", bytes, "");
+    expectRefused("b.npz", "PK\x03\x04" + bytes, "");
+    expectRefused("a.png", bytes, "");
+    expectRefused("b.png", "\x89PNG\r\n\x1a\n" + bytes, "");
+    expectRefused("a.bin", bytes, "--format u16le,224x172");
+    expectRefused("b.bin", bytes.substr(0, 8 * width * height), "--format u16le,224x172");
+    std::vector<double> samples(4 * width * height);
+    std::generate(samples.begin(), samples.end(),
+                  [&random] { return static_cast<double>(random() % 65536); });
+    write("c.npy", samples, {4, height, width});
+    expectRefused("c.npy", contentOf(path("c.npy")), "");
 }
 
 TEST_F(Import, PaddedPixelsComeOutInvalid) {
