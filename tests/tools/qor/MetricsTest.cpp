@@ -76,7 +76,8 @@ TEST_F(MetricsCommand, ADistanceIsThatOfAFlatTargetAlongTheOpticalAxis) {
 TEST_F(MetricsCommand, EveryFigureIsExplained) {
     simulate();
     const std::string page = contentOf(QOR_CHECKOUT "/docs/figures.md");
-    for (const auto& [name, value] : jsonOf("metrics r.zelta")["figures"].items()) {
+    const nlohmann::json figures = jsonOf("metrics r.zelta").at("figures");
+    for (const auto& [name, value] : figures.items()) {
         EXPECT_NE(page.find("`" + name + "`"), std::string::npos) << name;
     }
 }
