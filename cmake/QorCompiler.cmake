@@ -21,7 +21,9 @@ if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$")
     # The vector kernels choose among SSE4, AVX2 and AVX-512 when they run; SSE4 (PCs since 2010) is the minimum.
     add_compile_options(-msse4.2 -maes -mpclmul)
 elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64)$")
-    # The kernels are written for vectors of a size known at compile time: NEON.
+    # The kernels are written for vectors of a size known at compile time, NEON's. Those of SVE have a size that only the
+    # processor knows; Highway asks in these words to leave them out. Nothing that the kernels could do is lost on any
+    # processor, as each with SVE has NEON too.
     add_compile_definitions("HWY_DISABLED_TARGETS=(HWY_SVE|HWY_SVE2|HWY_SVE_256|HWY_SVE2_128)")
 endif()
 option(QOR_EMULATED_VECTORS "Kernels for a processor without vectors alone: for other processors, and for tests" OFF)

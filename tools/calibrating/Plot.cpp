@@ -10,6 +10,7 @@
 #include "imaging/ColorMap.h"
 #include "imaging/Figure.h"
 #include "simulation/Image.h"
+#include "texts/Markup.h"
 
 namespace calibrating {
 namespace {
@@ -42,7 +43,7 @@ Axis axisOf(std::vector<double> values, double begin, double end) {
 
 std::string textAt(double x, double y, const std::string& anchor, const std::string& text) {
     return fmt::format("<text x=\"{:.1f}\" y=\"{:.1f}\" text-anchor=\"{}\">{}</text>", x, y, anchor,
-                       escaped(text));
+                       texts::escaped(text));
 }
 
 std::string gridOf(const Axis& x, const Axis& y) {
@@ -89,29 +90,6 @@ std::string open(double wide, double high) {
 }
 
 }  // namespace
-
-std::string escaped(const std::string& text) {
-    std::string result;
-    for (const char letter : text) {
-        switch (letter) {
-            case '&':
-                result += "&amp;";
-                break;
-            case '<':
-                result += "&lt;";
-                break;
-            case '>':
-                result += "&gt;";
-                break;
-            case '"':
-                result += "&quot;";
-                break;
-            default:
-                result += letter;
-        }
-    }
-    return result;
-}
 
 std::string svgOf(const Plot& plot) {
     std::vector<double> xs;

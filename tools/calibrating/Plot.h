@@ -34,9 +34,6 @@ struct Plot {
     std::vector<PlotSeries> series;
 };
 
-// Letters that HTML would take as marks.
-std::string escaped(const std::string& text);
-
 std::string svgOf(const Plot& plot);
 
 // An image of 224 x 172 numbers, averaged over squares of four pixels, in colours from -limit to limit.

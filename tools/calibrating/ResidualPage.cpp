@@ -11,6 +11,7 @@
 
 #include "calibrating/Plot.h"
 #include "simulation/Image.h"
+#include "texts/Markup.h"
 
 namespace calibrating {
 namespace {
@@ -119,8 +120,8 @@ Plot noisePlot(const NoiseFit& noise) {
 }
 
 std::string row(const std::string& name, const std::string& value, const std::string& error) {
-    return "<tr><td>" + escaped(name) + "</td><td>" + escaped(value) + "</td><td>" + escaped(error) +
-           "</td></tr>\n";
+    return "<tr><td>" + texts::escaped(name) + "</td><td>" + texts::escaped(value) + "</td><td>" +
+           texts::escaped(error) + "</td></tr>\n";
 }
 
 std::string harmonicRow(const char* name, float amplitude, float angle, double error, double factor,
@@ -206,7 +207,7 @@ std::string section(const FrequencyResult& result, std::size_t scenes) {
 std::string list(const std::vector<std::string>& lines, const char* tag) {
     std::string html = fmt::format("<{}>\n", tag);
     for (const std::string& line : lines) {
-        html += "<li>" + escaped(line) + "</li>\n";
+        html += "<li>" + texts::escaped(line) + "</li>\n";
     }
     return html + fmt::format("</{}>\n", tag);
 }

@@ -8,6 +8,7 @@
 #include "page/Encoding.h"
 #include "recording/CameraRecords.h"
 #include "recording/RecordingReader.h"
+#include "texts/Markup.h"
 
 namespace page {
 namespace {
@@ -98,8 +99,8 @@ std::string elementOf(const EmbeddedRecording& recording) {
                " frames; drop the recording here for all of them.";
     }
     return R"(<script type="text/plain" class="recording" data-encoding="deflate" data-name=")" +
-           escaped(recording.name) + R"(" data-note=")" + escaped(note) + "\">" + recording.data +
-           "</script>\n";
+           texts::escaped(recording.name) + R"(" data-note=")" + texts::escaped(note) + "\">" +
+           recording.data + "</script>\n";
 }
 
 }  // namespace page

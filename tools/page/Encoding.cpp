@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <stdexcept>
+#include <string_view>
 
 namespace page {
 
@@ -25,29 +26,6 @@ std::string base64(std::span<const std::uint8_t> bytes) {
         }
     }
     return text;
-}
-
-std::string escaped(std::string_view text) {
-    std::string result;
-    for (const char letter : text) {
-        switch (letter) {
-            case '&':
-                result += "&amp;";
-                break;
-            case '<':
-                result += "&lt;";
-                break;
-            case '>':
-                result += "&gt;";
-                break;
-            case '"':
-                result += "&quot;";
-                break;
-            default:
-                result += letter;
-        }
-    }
-    return result;
 }
 
 struct Compressor::Stream {

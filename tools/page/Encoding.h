@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Bytes and texts as a page holds them.
+// Bytes as a page holds them.
 
 #pragma once
 
@@ -9,16 +9,12 @@
 #include <memory>
 #include <span>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace page {
 
 // Base 64 with padding.
 std::string base64(std::span<const std::uint8_t> bytes);
-
-// With the letters that mean something in a page replaced, also for attributes.
-std::string escaped(std::string_view text);
 
 // Compresses piece by piece; what comes out is of zlib's format.
 class Compressor {

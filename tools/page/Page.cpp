@@ -9,7 +9,7 @@
 #include <iterator>
 #include <system_error>
 
-#include "page/Encoding.h"
+#include "texts/Markup.h"
 
 namespace page {
 namespace {
@@ -66,7 +66,7 @@ std::string pageWith(const fs::path& page, const std::string& report, const std:
 std::string reportAlone(const std::string& title, const std::string& report) {
     return "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n<meta name=\"viewport\" "
            "content=\"width=device-width, initial-scale=1\">\n<title>" +
-           escaped(title) + "</title>\n</head>\n<body>\n" + report + "</body>\n</html>\n";
+           texts::escaped(title) + "</title>\n</head>\n<body>\n" + report + "</body>\n</html>\n";
 }
 
 }  // namespace page

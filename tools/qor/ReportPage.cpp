@@ -14,11 +14,12 @@
 
 #include "page/Encoding.h"
 #include "qor/Report.h"
+#include "texts/Markup.h"
 
 namespace qor {
 namespace {
 
-using page::escaped;
+using texts::escaped;
 
 constexpr const char* style = R"(<style>
 .report{max-width:190mm;margin:0 auto;padding:24px 16px;font:13px/1.45 system-ui,"Segoe UI","Noto Sans",Arial,sans-serif;
