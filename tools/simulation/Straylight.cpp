@@ -71,16 +71,17 @@ Straylight::Straylight(const PointSpread& pointSpread, double weight, int coreRa
         throw std::invalid_argument("A point spread function without light.");
     }
     const double share = weight / sum;
-    for (int dy = -imageHeight; dy <= imageHeight; ++dy) {
-        for (int dx = -imageWidth; dx <= imageWidth; ++dx) {
+    for (int row = 0; row <= 2 * imageHeight; ++row) {
+        for (int column = 0; column <= 2 * imageWidth; ++column) {
+            const int dy = row - imageHeight;
+            const int dx = column - imageWidth;
             if (dx * dx + dy * dy <= coreRadius * coreRadius) {
                 continue;
             }
-            const auto row = static_cast<std::size_t>(dy + imageHeight);
-            const auto column = static_cast<std::size_t>(dx + imageWidth);
+            const std::size_t place =
+                static_cast<std::size_t>(row) * PointSpread::width + static_cast<std::size_t>(column);
             // A pixel receives light from the pixel that lies (dx, dy) away.
-            spectrum_[wrapped(-dy) * fourierSize + wrapped(-dx)] =
-                share * pointSpread.values.at(row * PointSpread::width + column);
+            spectrum_[wrapped(-dy) * fourierSize + wrapped(-dx)] = share * pointSpread.values.at(place);
         }
     }
     fourierTransform(spectrum_);
