@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
 #include <climits>
 #include <cstring>
 #include <random>
@@ -477,6 +478,15 @@ TEST(PacketSizeInFile, OfASizeNotAboveZeroIsMinusOneWhereItStands) {
     EXPECT_EQ(file.position(), 16);
 }
 
+TEST(PacketSizeInFile, OfADescriptionNotAboveZeroIsMinusOne) {
+    for (const std::uint32_t size : {0U, 0xFFFFFFFFU}) {
+        std::string text = goldenPacket();
+        text.replace(8, 4, word(size));
+        const File file(text);
+        EXPECT_EQ(packet_size(file.get()), -1) << size;
+    }
+}
+
 TEST(PacketSizeInFile, BeyondTheLargestIntIsMinusOne) {
     std::string text = goldenPacket();
     text.replace(8, 8, word(0x7FFFFFFFU) + word(0x7FFFFFFFU));
@@ -531,6 +541,17 @@ TEST(PacketSizeInFile, ThatCannotBeGoneBackInIsMinusOne) {
     EXPECT_EQ(packet_size(packet.get()), -1);
     const ForwardFile empty(std::string(4, '\0'));
     EXPECT_EQ(packet_size(empty.get()), -1);
+}
+
+TEST(PacketSizeInFile, OfAPipeIsMinusOne) {
+    int ends[2] = {};
+    ASSERT_EQ(pipe(ends), 0);
+    const std::string text = goldenPacket();
+    ASSERT_EQ(write(ends[1], text.data(), text.size()), static_cast<ssize_t>(text.size()));
+    close(ends[1]);
+    FILE* const stream = fdopen(ends[0], "r");
+    EXPECT_EQ(packet_size(stream), -1);
+    std::fclose(stream);
 }
 
 }  // namespace
