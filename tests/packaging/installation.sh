@@ -58,7 +58,8 @@ IsComplete() {
         [ -e "$prefix/$file" ] || fail "$file is not installed"
     done
     [ "$(readlink "$prefix/lib/libqor.so")" = libqor.so.0 ] || fail "libqor.so leads elsewhere"
-    if grep -rlI "$SOURCE\|$BUILD" "$prefix"; then
+    # Where a path begins; a short one may be a part of another, as /qor is of share/qor.
+    if grep -rlIE "(^|[^])}[:alnum:]_./-])($SOURCE|$BUILD)(/|[^[:alnum:]_.-]|\$)" "$prefix"; then
         fail "a file names the folder of the build"
     fi
 }
