@@ -12,13 +12,13 @@
 #include <vector>
 
 #include "ImageFilter.h"
+#include "KeptMemory.h"
 #include "QorData.h"
 #include "Snapshot.h"
 
 namespace fuzz {
 namespace {
 
-using host_testing::Bytes;
 using host_testing::Camera;
 
 void require(bool condition) {
@@ -144,7 +144,16 @@ int framesBefore(Start start) {
 }
 
 int imagesBefore(Start start) {
-    return start == StartNew || start == StartCalibrated ? 0 : cameraOf(start).imagesPerFrame() - 1;
+    if (start == StartNew || start == StartCalibrated) {
+        return 0;
+    }
+    // A camera makes its calibration, which costs more than an image in the plug-in.
+    static std::map<Start, int> images;
+    const auto [found, isNew] = images.try_emplace(start);
+    if (isNew) {
+        found->second = cameraOf(start).imagesPerFrame() - 1;
+    }
+    return found->second;
 }
 
 void chooseTarget(unsigned int number) {
@@ -170,7 +179,7 @@ void renewAlgorithm() {
     new (g_place) Algorithm();
 }
 
-bool process(const Bytes& packet, bool fromCustomPin) {
+bool process(std::span<const std::uint8_t> packet, bool fromCustomPin) {
     try {
         algorithm().processZelta(packet.data(), static_cast<int>(packet.size()), fromCustomPin);
         return true;
@@ -185,7 +194,8 @@ void fetchResult(bool isPIL) {
     if (size == 0) {
         return;
     }
-    Bytes packet(static_cast<std::size_t>(size));
+    static KeptMemory memory;
+    const std::span<std::uint8_t> packet = memory.ofSize(static_cast<std::size_t>(size));
     require(algorithm().packResult(packet.data(), size) == 0);
     Packet chunks;
     require(packet_parse(packet.data(), size, chunks) == 0);

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include "AlgoDistanceImage.h"
 #include "Camera.h"
@@ -42,7 +43,7 @@ void startFrom(Start start);
 void renewAlgorithm();
 
 /** processZelta as the exported function calls it; false if it threw. */
-bool process(const host_testing::Bytes& packet, bool fromCustomPin);
+bool process(std::span<const std::uint8_t> packet, bool fromCustomPin);
 
 /** Fetches the result and checks that it is a packet. */
 void fetchResult(bool isPIL);

@@ -2,10 +2,14 @@
 //
 // Any sequence of packets into the whole plug-in: no crash, no hang, no allocation beyond reason, and a
 // result that is a packet.
+#include <algorithm>
 #include <map>
+#include <span>
 #include <tuple>
+#include <utility>
 
 #include "Algorithms.h"
+#include "KeptMemory.h"
 #include "Session.h"
 
 namespace {
@@ -39,6 +43,16 @@ Camera makeCamera(unsigned int flags) {
 }
 
 constexpr unsigned int kCameraFlags = fuzz::kOtherLayout | fuzz::kRichInput | fuzz::kIntensity;
+
+/** Kept for each camera, as making one costs more than an image in the plug-in. */
+int imagesPerFrame(unsigned int kind) {
+    static std::map<std::pair<fuzz::Start, unsigned int>, int> images;
+    const auto [found, isNew] = images.try_emplace({g_start, kind & kCameraFlags});
+    if (isNew) {
+        found->second = makeCamera(kind).imagesPerFrame();
+    }
+    return found->second;
+}
 
 /** The packet of a step that the camera sends at this place of a frame; made once, as it costs more than the
  * plug-in. */
@@ -87,11 +101,14 @@ void run(fuzz::SessionReader& session, unsigned int kind) {
             fuzz::renewAlgorithm();
             return;
         default: {
-            Bytes packet = goodPacket(kind);
+            static fuzz::KeptMemory memory;
+            const Bytes& good = goodPacket(kind);
+            const std::span<std::uint8_t> packet = memory.ofSize(good.size());
+            std::copy(good.begin(), good.end(), packet.begin());
             session.applyChanges(packet);
             fuzz::process(packet, (kind & fuzz::kStepKinds) == fuzz::StepCustomization);
             if ((kind & fuzz::kStepKinds) == fuzz::StepImage) {
-                g_imageOfFrame = (g_imageOfFrame + 1) % makeCamera(kind).imagesPerFrame();
+                g_imageOfFrame = (g_imageOfFrame + 1) % imagesPerFrame(kind);
             }
             break;
         }

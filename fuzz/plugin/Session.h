@@ -12,6 +12,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -106,7 +107,7 @@ class SessionReader {
         return bytes;
     }
 
-    void applyChanges(std::vector<std::uint8_t>& packet) {
+    void applyChanges(std::span<std::uint8_t> packet) {
         const std::uint32_t changes = number(1) & 0x0FU;
         for (std::uint32_t i = 0; i < changes; ++i) {
             const std::uint32_t position = number(3);

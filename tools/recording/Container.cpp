@@ -157,8 +157,11 @@ std::optional<std::vector<std::uint64_t>> offsetsIn(std::span<const std::uint8_t
     if (bytes.size() < indexFrameSize || countIn(bytes) != (bytes.size() - indexFrameSize) / 8) {
         return std::nullopt;
     }
-    std::vector<std::uint64_t> offsets((bytes.size() - indexFrameSize) / 8);
-    std::memcpy(offsets.data(), bytes.data() + start, offsets.size() * sizeof(std::uint64_t));
+    std::vector<std::uint64_t> offsets;
+    offsets.reserve((bytes.size() - indexFrameSize) / 8);
+    for (std::size_t place = start; place < bytes.size() - (indexFrameSize - start); place += 8) {
+        offsets.push_back(numberAt<std::uint64_t>(bytes, place));
+    }
     return std::ranges::equal(index(offsets, at), bytes) ? std::optional(offsets) : std::nullopt;
 }
 

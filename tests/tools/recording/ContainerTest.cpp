@@ -213,6 +213,15 @@ TEST_F(Container, APacketOfAnotherSizeThanItsHeaderSaysIsNone) {
     EXPECT_EQ(unpacker.unpack(header, compressed, back), "") << "a fault leaves nothing behind";
 }
 
+TEST(ContainerIndex, GivesTheOffsetsBackAndMayBeEmpty) {
+    for (const std::vector<std::uint64_t>& offsets :
+         {std::vector<std::uint64_t>{}, {8}, {8, 100, 1ULL << 40U}}) {
+        const std::vector<std::uint8_t> bytes = recording::container::index(offsets, 1000);
+        EXPECT_EQ(recording::container::offsetsIn(bytes, 1000), offsets);
+        EXPECT_FALSE(recording::container::offsetsIn(bytes, 1001).has_value());
+    }
+}
+
 TEST_F(Container, RandomBytesAfterAHeadAreToldInWords) {
     for (unsigned int seed = 0; seed < 50; ++seed) {
         std::mt19937 random(seed);
