@@ -44,6 +44,12 @@ if(NOT QOR_SANITIZE)
     set(QOR_LIBRARY_OPTIONS $<$<NOT:$<CONFIG:Debug>>:-O3>)
 endif()
 
+if(QOR_DEBIAN_PACKAGES)
+    # The library's debug information goes into a package of its own. It names the sources from the root of the tree, so that
+    # the packages have the same bytes in whichever folder they are built.
+    list(APPEND QOR_LIBRARY_OPTIONS -g -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+endif()
+
 # g++ 12 vectorises a loop that subtracts and adds products in turn with a fused instruction, in spite of
 # -ffp-contract=off. It needs a target with such instructions. Only the kernels are compiled for those, and they are
 # vectorised by hand. scripts/check-fusion searches every object for fused instructions.
