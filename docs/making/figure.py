@@ -196,7 +196,7 @@ def alike(one, other):
     pattern = re.compile(r"data:image/png;base64,([A-Za-z0-9+/=]+)")
     if pattern.sub("", one) != pattern.sub("", other):
         return False
-    pairs = zip(pattern.findall(one), pattern.findall(other), strict=True)
+    pairs = zip(pattern.findall(one), pattern.findall(other))
     return all(a == b or _pixels(a) == _pixels(b) for a, b in pairs)
 
 
