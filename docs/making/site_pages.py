@@ -11,7 +11,7 @@ CHECKOUT = Path(__file__).resolve().parents[2]
 GROUPS = {
     "Using it": ["your-camera", "settings", "recordings", "results", "figures", "calibration", "export", "diff", "workbench",
                  "simulated-camera"],
-    "Inside": ["pipeline", "hosts", "device", "packets-and-definitions", "trust", "changing"],
+    "Inside": ["pipeline", "hosts", "device", "packages", "packets-and-definitions", "trust", "speed", "changing"],
 }
 STYLE = """
 body { margin: 0; color: #1c2430; background: #fff; font: 16px/1.55 system-ui, sans-serif; }
@@ -26,6 +26,7 @@ h2 { margin-top: 2em; padding-bottom: 4px; border-bottom: 1px solid #d8dee6; }
 a { color: #0a58b0; text-decoration: none; }
 a:hover { text-decoration: underline; }
 img { max-width: 100%; height: auto; }
+img[align=right] { margin: 0 0 16px 24px; }
 code, pre { font: 14px/1.45 ui-monospace, monospace; background: #f2f5f8; border-radius: 4px; }
 code { padding: 1px 4px; }
 pre { padding: 12px; overflow-x: auto; }
