@@ -66,7 +66,7 @@ IsComplete() {
 
 ConsistsOfComponents() {
     local component
-    for component in plugin command development static zelta; do
+    for component in plugin command development static zelta python; do
         rm -rf "$WORK/component"
         "$CMAKE" --install "$BUILD" --prefix "$WORK/component" --component "$component" >"$WORK/component.log"
         (cd "$WORK/component" && find . -type f -o -type l) >>"$WORK/components.txt"

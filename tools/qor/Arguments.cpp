@@ -13,7 +13,6 @@
 #include <system_error>
 
 #include "files/UnfinishedFile.h"
-#include "qor/Reception.h"
 #include "recording/Container.h"
 
 namespace qor {
@@ -162,12 +161,7 @@ void printJsonError(const std::string& command, const std::string& sentence) {
 }
 
 void printJson(const nlohmann::ordered_json& document) {
-    const std::string text = document.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
-    if (Reception* const reception = currentReception()) {
-        reception->document = text;
-        return;
-    }
-    fmt::print("{}\n", text);
+    fmt::print("{}\n", document.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
 }
 
 }  // namespace qor

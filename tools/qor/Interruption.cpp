@@ -29,8 +29,4 @@ bool interrupted() {
     return wasInterrupted != 0;
 }
 
-void forgetInterruption() {
-    wasInterrupted = 0;
-}
-
 }  // namespace qor

@@ -11,7 +11,4 @@ void listenForInterruption();
 
 bool interrupted();
 
-// For a program that does more than one piece of work.
-void forgetInterruption();
-
 }  // namespace qor

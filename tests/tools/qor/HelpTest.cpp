@@ -131,7 +131,7 @@ TEST_F(Help, TheExamplesAreNoUsageErrors) {
                 if (word.ends_with(".zelta") && before != "-o" && before != "--out") {
                     std::filesystem::copy_file(path("r.zelta"), path(word),
                                                std::filesystem::copy_options::skip_existing);
-                } else if (word.ends_with(".json") || word.ends_with(".npz")) {
+                } else if (word.ends_with(".json") || word.ends_with(".npz") || word.ends_with(".toml")) {
                     std::ofstream(path(word)).flush();
                 }
             }

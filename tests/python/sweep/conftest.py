@@ -1,0 +1,51 @@
+# SPDX-License-Identifier: Apache-2.0
+"""The command, and an archive for sweeps: 40 small recordings and six settings."""
+
+import os
+import subprocess
+import sys
+from pathlib import Path
+
+import pytest
+
+CHECKOUT = Path(__file__).resolve().parents[3]
+PACKAGE = CHECKOUT / "build/release/python"
+sys.path.insert(0, str(PACKAGE))
+sys.path.insert(0, str(Path(__file__).parent))
+os.environ.setdefault("QOR_COMMAND", str(CHECKOUT / "build/release/tools/qor/qor"))
+
+RECORDINGS = 40
+PLAN = """
+recordings = "archive"
+[grid]
+"QorDistanceImageIFInput.customization.filterSet.spatialFilter" = ["none", "median"]
+"QorDistanceImageIFInput.customization.minAmplitude" = [20, 300, 1000]
+[measure]
+regions = { middle = "rect:80,60,64,52" }
+"""
+
+
+def simulate(path: Path, *options: str) -> None:
+    subprocess.run([os.environ["QOR_COMMAND"], "simulate", "--quiet", "--out", str(path), *options], check=True)
+
+
+@pytest.fixture(scope="session")
+def plan(tmp_path_factory) -> Path:
+    """A plan beside its archive."""
+    folder = tmp_path_factory.mktemp("archive")
+    for number in range(RECORDINGS):
+        scene = ("wall", "ramp", "room")[number % 3]
+        simulate(folder / f"archive/{number:02}.zelta", "--scene", scene, "--seed", str(number + 1))
+    (folder / "plan.toml").write_text(PLAN)
+    return folder / "plan.toml"
+
+
+@pytest.fixture(scope="session")
+def table(plan, tmp_path_factory) -> bytes:
+    """The table of the archive, measured one row after the other."""
+    from running import sweep, table_of
+
+    folder = tmp_path_factory.mktemp("one")
+    outcome = sweep(plan, "--jobs", "1", "--out", folder)
+    assert outcome.returncode == 0, outcome.stderr
+    return table_of(folder)
