@@ -1,7 +1,14 @@
-# Debian packages by CPack, a package for each component; scripts/package makes them.
+# Debian packages by CPack, a package for each component; scripts/package makes them. The same sources and the same
+# SOURCE_DATE_EPOCH give the same bytes.
 set(QOR_MAINTAINER "The Qor authors <qor@example.org>" CACHE STRING "Maintainer of the packages: name and address")
 set(maintainer ${QOR_MAINTAINER})
 set(soname_package libqor${PROJECT_VERSION_MAJOR})
+
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^armv7")
+    set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armhf)
+elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64)$")
+    set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE arm64)
+endif()
 
 # The files that every package must have. Debian has the text of the licence. The time is that of SOURCE_DATE_EPOCH.
 file(STRINGS ${PROJECT_SOURCE_DIR}/NOTICE notice_lines)
@@ -64,7 +71,11 @@ set(CPACK_COMPONENT_PLUGIN_DESCRIPTION "${about} - plug-in
 The algorithm that turns the packed 12-bit phase images of a 224 x 172 imager
 into distance in metres, amplitude, confidence and points in space. A host
 loads it and pushes self-describing packets into it.")
-if(CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
+if(CPACK_DEBIAN_PACKAGE_ARCHITECTURE STREQUAL armhf)
+    string(APPEND CPACK_COMPONENT_PLUGIN_DESCRIPTION "
+
+This build needs a processor with NEON and VFPv4.")
+elseif(NOT CPACK_DEBIAN_PACKAGE_ARCHITECTURE)
     string(APPEND CPACK_COMPONENT_PLUGIN_DESCRIPTION "
 
 This build needs a processor with SSE4.2, AES and PCLMUL.")
@@ -91,8 +102,13 @@ Reads and writes packets of records together with their definitions, and
 copies members by name between layouts.")
 
 set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_SOURCE_DIR}/debian-staging.cmake)
-set(CPACK_DEBIAN_PLUGIN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_COMMAND_PACKAGE_SHLIBDEPS ON)
+if(CMAKE_CROSSCOMPILING)
+    list(APPEND CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_SOURCE_DIR}/debian-needs.cmake)
+else()
+    set(CPACK_DEBIAN_PLUGIN_PACKAGE_SHLIBDEPS ON)
+    set(CPACK_DEBIAN_COMMAND_PACKAGE_SHLIBDEPS ON)
+endif()
+set(CPACK_POST_BUILD_SCRIPTS ${CMAKE_CURRENT_SOURCE_DIR}/debian-debug.cmake)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/debian/triggers "activate-noawait ldconfig\n")

@@ -1,0 +1,37 @@
+# Runs in CPack when packages are made for another machine: what they depend on. dpkg-shlibdeps wants that machine's packages
+# installed; but the names of the libraries that a file needs are in the file, and the packages that have them, in
+# which version, in the lists of this machine's packages, which are of the same release of Debian.
+function(packages_needed_by result)
+    set(packages)
+    foreach(file IN LISTS ARGN)
+        execute_process(COMMAND ${CPACK_READELF_EXECUTABLE} -d ${file} OUTPUT_VARIABLE dynamic COMMAND_ERROR_IS_FATAL ANY)
+        string(REPLACE "[" "<" dynamic "${dynamic}")  # brackets hold lists together
+        string(REPLACE "]" ">" dynamic "${dynamic}")
+        string(REGEX MATCHALL "NEEDED[^<]*<[^>]*" needed "${dynamic}")
+        foreach(entry IN LISTS needed)
+            if(NOT entry MATCHES "<(.+)\\.so\\.(.+)$")
+                message(FATAL_ERROR "${file} needs a library without a version: ${entry}")
+            endif()
+            set(library "${CMAKE_MATCH_1} ${CMAKE_MATCH_2} ")
+            if(library MATCHES "^ld-linux")
+                continue()  # comes with libc6
+            endif()
+            execute_process(COMMAND sh -c "grep -hF '${library}' /var/lib/dpkg/info/*:*.shlibs" OUTPUT_VARIABLE lines)
+            if(NOT lines MATCHES "^[^ ]+ [^ ]+ ([^\n]+)\n")
+                message(FATAL_ERROR "No package of this machine has ${library}, which ${file} needs.")
+            endif()
+            list(APPEND packages ${CMAKE_MATCH_1})
+        endforeach()
+    endforeach()
+    list(REMOVE_DUPLICATES packages)
+    list(SORT packages)
+    list(JOIN packages ", " packages)
+    set(${result} ${packages} PARENT_SCOPE)
+endfunction()
+
+file(GLOB plugin ${CPACK_TEMPORARY_DIRECTORY}/plugin/usr/lib/*/libqor.so.*.*)
+packages_needed_by(CPACK_DEBIAN_PLUGIN_PACKAGE_DEPENDS ${plugin})
+if(EXISTS ${CPACK_TEMPORARY_DIRECTORY}/command)
+    packages_needed_by(command_needs ${CPACK_TEMPORARY_DIRECTORY}/command/usr/bin/qor)
+    string(APPEND CPACK_DEBIAN_COMMAND_PACKAGE_DEPENDS ", ${command_needs}")
+endif()
