@@ -84,7 +84,11 @@ Accuracy::Accuracy(std::vector<double> frequencies, Mask mask)
 
 double Accuracy::errorOf(double measured, double truth) const {
     const double error = measured - truth;
-    return frequencies_.size() == 1 ? std::remainder(error, simulation::uniqueRange(frequencies_[0])) : error;
+    if (frequencies_.size() != 1) {
+        return error;
+    }
+    const double range = simulation::uniqueRange(frequencies_[0]);
+    return std::abs(error) < 0.5 * range ? error : std::remainder(error, range);
 }
 
 void Accuracy::add(const simulation::Truth& truth, std::span<const float> distance,

@@ -38,8 +38,14 @@ constexpr Anchors cividis{
      {187, 173, 108}, {195, 180, 105}, {204, 186, 100}, {212, 193, 95},  {221, 201, 88},  {230, 208, 81},
      {239, 215, 72},  {248, 223, 60},  {254, 232, 56}}};
 
+// As std::lround of a number from 0 to 255, which would be a call of the library for each colour of an image.
+std::uint8_t rounded(double value) {
+    const auto whole = static_cast<int>(value);
+    return static_cast<std::uint8_t>(whole + (value - whole >= 0.5 ? 1 : 0));
+}
+
 std::uint8_t toByte(double share) {
-    return static_cast<std::uint8_t>(std::lround(255.0 * std::clamp(share, 0.0, 1.0)));
+    return rounded(255.0 * std::clamp(share, 0.0, 1.0));
 }
 
 Color interpolate(const Anchors& anchors, double x) {
@@ -47,7 +53,7 @@ Color interpolate(const Anchors& anchors, double x) {
     const std::size_t first = std::min(static_cast<std::size_t>(position), anchors.size() - 2);
     const double share = position - static_cast<double>(first);
     const auto mix = [share](std::uint8_t from, std::uint8_t to) {
-        return static_cast<std::uint8_t>(std::lround(from + (to - from) * share));
+        return rounded(from + (to - from) * share);
     };
     const Color& a = anchors[first];
     const Color& b = anchors[first + 1];

@@ -162,7 +162,9 @@ std::optional<std::vector<std::uint64_t>> offsetsIn(std::span<const std::uint8_t
     for (std::size_t place = start; place < bytes.size() - (indexFrameSize - start); place += 8) {
         offsets.push_back(numberAt<std::uint64_t>(bytes, place));
     }
-    return std::ranges::equal(index(offsets, at), bytes) ? std::optional(offsets) : std::nullopt;
+    const std::vector<std::uint8_t> expected = index(offsets, at);
+    return std::equal(expected.begin(), expected.end(), bytes.begin(), bytes.end()) ? std::optional(offsets)
+                                                                                    : std::nullopt;
 }
 
 }  // namespace container

@@ -7,14 +7,30 @@
 #include <chrono>
 #include <cstdio>
 #include <memory>
+#include <span>
 
 #include "recording/CameraRecords.h"
 #include "recording/Channels.h"
 #include "recording/Record.h"
 
 namespace web {
+namespace {
 
-RecordingIndex::RecordingIndex(const std::filesystem::path& path) : reader_(path) {}
+constexpr std::uint64_t largestHole = 1 << 20;  // bytes of empty packets, 4 each, that are read over
+
+}  // namespace
+
+RecordingIndex::RecordingIndex(const std::filesystem::path& path)
+    : reader_(path), file_(std::fopen(path.c_str(), "rb")) {
+    if (!file_) {
+        throw recording::RecordingError("Cannot read " + recording::nameOf(path) + ".");
+    }
+    Bytes begin(recording::container::headSize);
+    begin.resize(std::fread(begin.data(), 1, begin.size(), file_.get()));
+    if (begin == recording::container::head()) {
+        unpacker_ = std::make_unique<recording::container::Unpacker>();
+    }
+}
 
 bool RecordingIndex::grow(double milliseconds) {
     using Clock = std::chrono::steady_clock;
@@ -26,39 +42,52 @@ bool RecordingIndex::grow(double milliseconds) {
         } catch (const recording::RecordingError& error) {
             damage_ = error.what();
         }
-        if (packet == nullptr) {
+        if (packet == nullptr || isHole(*packet)) {
             complete_ = true;
             break;
         }
-        if (packet->chunks.empty()) {
-            if (Clock::now() >= end) {
-                break;
-            }
-            continue;  // a hole in a file is made of these
+        if (!packet->chunks.empty()) {
+            note(*packet);
         }
-        const auto holds = [packet](int channel) {
-            return recording::findChunk(packet->chunks, channel) != nullptr;
-        };
-        const bool begins = recording::beginsFrame(packet->chunks);
-        if (begins) {
-            firstPackets_.push_back(places_.size());
-            truthPackets_.push_back(truthPacket_);
-        }
-        if (holds(recording::channel::calibration)) {
-            truthPacket_.reset();
-        }
-        if (holds(recording::channel::sceneTruth)) {
-            truthPacket_ = places_.size();
-        }
-        if (!truthPackets_.empty()) {
-            truthPackets_.back() = truthPacket_;
-        }
-        places_.push_back({packet->offset, packet->bytes.size()});
         if (Clock::now() >= end) {
             break;
         }
     }
     return !complete_;
+}
+
+bool RecordingIndex::isHole(const recording::RecordedPacket& packet) {
+    if (!packet.chunks.empty()) {
+        emptyFrom_.reset();
+        return false;
+    }
+    emptyFrom_ = emptyFrom_.value_or(packet.offset);
+    if (reader_.bytesRead() - *emptyFrom_ < largestHole) {
+        return false;
+    }
+    damage_ = recording::nameOf(reader_.path()) + " has a hole at byte " + std::to_string(*emptyFrom_) +
+              ": from there on it holds zeros in place of packets. What comes after them is not shown.";
+    return true;
+}
+
+void RecordingIndex::note(const recording::RecordedPacket& packet) {
+    const auto holds = [&packet](int channel) {
+        return recording::findChunk(packet.chunks, channel) != nullptr;
+    };
+    if (recording::beginsFrame(packet.chunks)) {
+        firstPackets_.push_back(places_.size());
+        truthPackets_.push_back(truthPacket_);
+    }
+    if (holds(recording::channel::calibration)) {
+        truthPacket_.reset();
+    }
+    if (holds(recording::channel::sceneTruth)) {
+        truthPacket_ = places_.size();
+    }
+    if (!truthPackets_.empty()) {
+        truthPackets_.back() = truthPacket_;
+    }
+    places_.push_back({packet.offset, static_cast<std::size_t>(reader_.bytesRead() - packet.offset)});
 }
 
 std::size_t RecordingIndex::frames() const {
@@ -74,15 +103,23 @@ std::optional<std::size_t> RecordingIndex::truthPacketOf(std::size_t frame) cons
 }
 
 Bytes RecordingIndex::packet(std::size_t number) const {
+    const recording::RecordingError changed("The recording has changed since it was opened; open it again.");
     const Place& place = places_.at(number);
     Bytes bytes(place.size);
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(reader_.path().c_str(), "rb"),
-                                                               &std::fclose);
-    if (!file || fseeko(file.get(), static_cast<off_t>(place.offset), SEEK_SET) != 0 ||
-        std::fread(bytes.data(), 1, bytes.size(), file.get()) != bytes.size()) {
-        throw recording::RecordingError("The recording has changed since it was opened; open it again.");
+    if (fseeko(file_.get(), static_cast<off_t>(place.offset), SEEK_SET) != 0 ||
+        std::fread(bytes.data(), 1, bytes.size(), file_.get()) != bytes.size()) {
+        throw changed;
     }
-    return bytes;
+    if (!unpacker_) {
+        return bytes;
+    }
+    using recording::container::headerSize;
+    const auto header = bytes.size() > headerSize ? recording::container::headerIn(bytes) : std::nullopt;
+    Bytes packet;
+    if (!header || !unpacker_->unpack(*header, std::span(bytes).subspan(headerSize), packet).empty()) {
+        throw changed;
+    }
+    return packet;
 }
 
 }  // namespace web

@@ -6,11 +6,14 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "recording/Container.h"
 #include "recording/RecordingReader.h"
 
 namespace web {
@@ -22,7 +25,8 @@ class RecordingIndex {
     // Throws recording::RecordingError if there is no such file.
     explicit RecordingIndex(const std::filesystem::path& path);
 
-    // Reads on until the time is over, but one packet at least. False at the end or at a damaged place.
+    // Reads on until the time is over, but one packet at least. False at the end, at a damaged place and in a
+    // hole: a file of zeros is packets of nothing, and millions of them say no more than a few.
     bool grow(double milliseconds);
 
     // Whose end is known, because the next frame or the end of the recording came.
@@ -43,12 +47,23 @@ class RecordingIndex {
     Bytes packet(std::size_t number) const;
 
  private:
+    // In the file, where a container has compressed bytes.
     struct Place {
         std::uint64_t offset;
         std::size_t size;
     };
 
+    struct CloseFile {
+        void operator()(std::FILE* file) const { std::fclose(file); }
+    };
+
+    void note(const recording::RecordedPacket& packet);
+    bool isHole(const recording::RecordedPacket& packet);
+
     recording::RecordingReader reader_;
+    std::unique_ptr<std::FILE, CloseFile> file_;                // for packets out of their order
+    std::unique_ptr<recording::container::Unpacker> unpacker_;  // if it is a container
+    std::optional<std::uint64_t> emptyFrom_;                    // where the empty packets read last begin
     std::vector<Place> places_;
     std::optional<std::size_t> truthPacket_;                // as the index stands
     std::vector<std::optional<std::size_t>> truthPackets_;  // of each frame that has begun

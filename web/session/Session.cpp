@@ -3,14 +3,19 @@
 #include "session/Session.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
+#include <cstring>
+#include <iterator>
 #include <limits>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <span>
 #include <sstream>
 
 #include "figures/Accuracy.h"
 #include "imaging/ColorMap.h"
+#include "imaging/Palette.h"
 #include "qor/PixelStates.h"
 #include "qor/RecordValues.h"
 #include "qor/TypeText.h"
@@ -147,12 +152,52 @@ nlohmann::ordered_json proposals(const zelta::Packet& chunks) {
             {"long", recording::numberOf(*chunk, "QorDistanceImageIFOutput.longAutoExpTime")}};
 }
 
+/** Values by their order, for quantiles: counted by the leading bits of a key that grows with the value. */
+class OrderedValues {
+ public:
+    explicit OrderedValues(std::vector<float> values) : values_(std::move(values)), counts_(cells) {
+        for (const float value : values_) {
+            ++counts_[cellOf(value)];
+        }
+    }
+
+    // The value that so large a share of the others does not exceed.
+    double at(double share) const {
+        auto rest = static_cast<std::size_t>(share * static_cast<double>(values_.size() - 1));
+        std::size_t cell = 0;
+        while (rest >= counts_[cell]) {
+            rest -= counts_[cell++];
+        }
+        std::vector<float> within;
+        within.reserve(counts_[cell]);
+        std::copy_if(values_.begin(), values_.end(), std::back_inserter(within),
+                     [cell](float value) { return cellOf(value) == cell; });
+        const auto place = within.begin() + static_cast<std::ptrdiff_t>(rest);
+        std::nth_element(within.begin(), place, within.end());
+        return static_cast<double>(*place);
+    }
+
+ private:
+    static constexpr unsigned int keyBits = 12;
+    static constexpr std::size_t cells = std::size_t{1} << keyBits;
+
+    static std::size_t cellOf(float value) {
+        std::uint32_t bits = 0;
+        std::memcpy(&bits, &value, sizeof bits);
+        const std::uint32_t key = (bits >> 31U) != 0U ? ~bits : bits | 0x80000000U;
+        return key >> (32U - keyBits);
+    }
+
+    std::vector<float> values_;
+    std::vector<std::size_t> counts_;
+};
+
 /** Mean, deviation and extent of the usable pixels of an image. */
-nlohmann::ordered_json figuresOf(const std::vector<float>& image, const std::vector<std::uint8_t>& shown) {
+nlohmann::ordered_json figuresOf(std::span<const float> image, std::span<const std::uint8_t> shown) {
     double sum = 0.0;
     double squares = 0.0;
-    std::size_t count = 0;
-    std::vector<float> sorted;
+    std::vector<float> values;
+    values.reserve(image.size());
     for (std::size_t i = 0; i < image.size(); ++i) {
         if (shown[i] == 0 || !std::isfinite(image[i])) {
             continue;
@@ -160,21 +205,27 @@ nlohmann::ordered_json figuresOf(const std::vector<float>& image, const std::vec
         const auto value = static_cast<double>(image[i]);
         sum += value;
         squares += value * value;
-        ++count;
-        sorted.push_back(image[i]);
+        values.push_back(image[i]);
     }
-    if (count == 0) {
+    if (values.empty()) {
         return nullptr;
     }
-    const auto at = [&](double share) {
-        const auto place = static_cast<std::ptrdiff_t>(share * static_cast<double>(sorted.size() - 1));
-        std::nth_element(sorted.begin(), sorted.begin() + place, sorted.end());
-        return static_cast<double>(sorted[static_cast<std::size_t>(place)]);
-    };
+    const std::size_t count = values.size();
+    const OrderedValues ordered(std::move(values));
     const double mean = sum / static_cast<double>(count);
     const double variance = std::max(squares / static_cast<double>(count) - mean * mean, 0.0);
-    return {{"pixels", count}, {"mean", mean},      {"deviation", std::sqrt(variance)},
-            {"low", at(0.01)}, {"median", at(0.5)}, {"high", at(0.99)}};
+    return {{"pixels", count},
+            {"mean", mean},
+            {"deviation", std::sqrt(variance)},
+            {"low", ordered.at(0.01)},
+            {"median", ordered.at(0.5)},
+            {"high", ordered.at(0.99)}};
+}
+
+/** Made when it is asked for first. */
+const imaging::Palette& paletteOf(imaging::ColorMap map) {
+    static std::map<imaging::ColorMap, imaging::Palette> palettes;
+    return palettes.try_emplace(map, map).first->second;
 }
 
 imaging::ColorMap mapOf(const std::string& name) {
@@ -216,24 +267,47 @@ std::vector<Bytes> Session::packetsOf(std::size_t first, std::size_t end) const 
     return packets;
 }
 
-void Session::compute(std::size_t frame, const std::string& settings, std::size_t runIn) {
+void Session::begin(const std::string& settings) {
+    if (settings == settings_) {
+        return;
+    }
+    overrides_ = overridesOf(settings);
+    settings_ = settings;
+    latest_.reset();
+    fed_.reset();
+}
+
+bool Session::compute(std::size_t frame, const std::string& settings, std::size_t runIn,
+                      double milliseconds) {
+    using Clock = std::chrono::steady_clock;
+    const auto end = Clock::now() + std::chrono::duration<double, std::milli>(milliseconds);
     if (frame >= index_.frames()) {
         throw recording::RecordingError("There is no frame " + std::to_string(frame) + ".");
     }
-    std::vector<qor::Override> overrides = overridesOf(settings);
-    const bool goesOn = latest_ && *latest_ + 1 == frame && settings == settings_ && runIn > 0;
+    begin(settings);
+    if (latest_ == frame) {
+        return true;
+    }
     latest_.reset();
-    overrides_ = std::move(overrides);
-    settings_ = settings;
-    if (!goesOn) {
+    std::size_t next = frame - std::min(runIn, frame);
+    if (runIn > 0 && fed_ && *fed_ < frame) {
+        next = *fed_ + 1;
+    } else {
         start();
-        for (std::size_t before = frame - std::min(runIn, frame); before < frame; ++before) {
-            feedFrame(before);
+    }
+    for (; next <= frame; ++next) {
+        fed_.reset();
+        feedFrame(next);
+        if (runIn > 0) {
+            fed_ = next;
+        }
+        if (next < frame && Clock::now() >= end) {
+            return false;
         }
     }
-    feedFrame(frame);
     findErrors();
     latest_ = frame;
+    return true;
 }
 
 void Session::feedFrame(std::size_t frame) {
@@ -326,9 +400,19 @@ void Session::takeResult() {
     }
     if (auto frame = qor::frameIn(chunks, true)) {
         outcome_.frame = std::move(frame);
-        outcome_.result = recording::packetOf({*recording::findChunk(chunks, channel::result)});
+        outcome_.confidence.assign(outcome_.frame->confidence.begin(), outcome_.frame->confidence.end());
+        outcome_.usable = qor::usablePixels(*outcome_.frame);
         outcome_.latest = std::move(bytes);
     }
+}
+
+Bytes Session::result() const {
+    if (!outcome_.frame) {
+        return {};
+    }
+    const zelta::Packet chunks = chunksOf(outcome_.latest);
+    const zelta::ZeltaChunk* const result = recording::findChunk(chunks, channel::result);
+    return result == nullptr ? Bytes{} : recording::packetOf({*result});
 }
 
 void Session::findErrors() {
@@ -389,7 +473,7 @@ nlohmann::ordered_json Session::report() const {
     document["timestamp"] = frame.timestamp;
     document["stages"] = stageTimes(chunks);
     document["proposals"] = proposals(chunks);
-    const std::vector<std::uint8_t> usable = qor::usablePixels(frame);
+    const std::vector<std::uint8_t>& usable = outcome_.usable;
     std::vector<std::size_t> counts(qor::pixelStates().size(), 0);
     for (std::size_t i = 0; i < usable.size(); ++i) {
         ++counts[qor::stateOf(frame.confidence[i], usable[i])];
@@ -402,7 +486,7 @@ nlohmann::ordered_json Session::report() const {
     }
     const std::vector<std::uint8_t> everywhere(usable.size(), 1);
     for (const char* const name : {"distance", "amplitude", "noise", "intensity", "error"}) {
-        const std::vector<float> values = image(name);
+        const std::span<const float> values = image(name);
         if (!values.empty()) {
             document["figures"][name] = figuresOf(values, isOfUsablePixels(name) ? usable : everywhere);
         }
@@ -410,10 +494,11 @@ nlohmann::ordered_json Session::report() const {
     return document;
 }
 
-std::vector<float> Session::image(const std::string& name) const {
+std::span<const float> Session::image(const std::string& name) const {
     if (name.starts_with("raw")) {
         const auto number = static_cast<std::size_t>(std::strtoul(name.c_str() + 3, nullptr, 10));
-        return number < outcome_.raw.size() ? outcome_.raw[number].samples : std::vector<float>{};
+        return number < outcome_.raw.size() ? std::span<const float>(outcome_.raw[number].samples)
+                                            : std::span<const float>();
     }
     if (!outcome_.frame) {
         return {};
@@ -426,7 +511,7 @@ std::vector<float> Session::image(const std::string& name) const {
         return frame.amplitude;
     }
     if (name == "confidence") {
-        return {frame.confidence.begin(), frame.confidence.end()};
+        return outcome_.confidence;
     }
     if (name == "noise") {
         return frame.noise;
@@ -445,23 +530,23 @@ std::vector<float> Session::image(const std::string& name) const {
 
 std::vector<std::uint8_t> Session::painted(const std::string& name, const std::string& map, double minimum,
                                            double maximum) const {
-    const std::vector<float> values = image(name);
+    const std::span<const float> values = image(name);
     if (values.empty()) {
         return {};
     }
     const bool isStates = name == "confidence";
-    const std::vector<std::uint8_t> usable =
-        outcome_.frame ? qor::usablePixels(*outcome_.frame) : std::vector<std::uint8_t>{};
-    const imaging::ColorMap colors = mapOf(map);
+    const bool areUsableShown = isOfUsablePixels(name);
+    const std::vector<std::uint8_t>& usable = outcome_.usable;
+    const imaging::Palette& colors = paletteOf(mapOf(map));
     const auto colorOf = [&](std::size_t i) {
         if (isStates) {
             return qor::pixelStates()[qor::stateOf(outcome_.frame->confidence[i], usable[i])].color;
         }
         const auto value = static_cast<double>(values[i]);
-        if ((isOfUsablePixels(name) && usable[i] == 0) || std::isnan(value)) {
+        if ((areUsableShown && usable[i] == 0) || std::isnan(value)) {
             return imaging::Color{};
         }
-        return imaging::colorAt(colors, (value - minimum) / (maximum - minimum));
+        return colors.at((value - minimum) / (maximum - minimum));
     };
     std::vector<std::uint8_t> bytes(4 * values.size(), 255);
     for (std::size_t i = 0; i < values.size(); ++i) {

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -31,9 +32,10 @@ struct RawImage {
 // What was computed of one frame.
 struct Outcome {
     std::optional<qor::ResultFrame> frame;
+    std::vector<float> confidence;      // its bits as numbers
+    std::vector<std::uint8_t> usable;   // 1 where the frame has a distance to work with
     std::vector<float> errors;          // metres, NaN where unknown; empty without truth
     std::vector<RawImage> raw;          // in the order of the recording
-    Bytes result;                       // the packet that `qor run` writes for it
     std::vector<std::string> troubles;  // sentences
     Bytes latest;                       // all that the plug-in gave at the end of the frame
 };
@@ -44,13 +46,20 @@ class Session {
 
     RecordingIndex& index() { return index_; }
 
-    // Processes the frame. It goes on from the frame before it if that one was the latest and had the same
-    // settings; else the algorithm starts anew with the frame `runIn` frames before, as for a recording that
-    // begins there. Settings are lines as --settings takes them. Throws recording::RecordError for a setting
-    // that does not fit, recording::RecordingError if the frame cannot be read.
-    void compute(std::size_t frame, const std::string& settings, std::size_t runIn);
+    // Processes the frame, after the `runIn` frames before it, as for a recording that begins there. Frames
+    // that were processed with the same settings are not processed again. True when it is done; false if the
+    // time was over before: the same call goes on with it. Settings are lines as --settings takes them.
+    // Throws recording::RecordError for a setting that does not fit, recording::RecordingError if the frame
+    // cannot be read.
+    bool compute(std::size_t frame, const std::string& settings, std::size_t runIn, double milliseconds);
+
+    // The frame that a call of compute() which ran out of time reached.
+    std::size_t reached() const { return fed_.value_or(0); }
 
     const Outcome& outcome() const { return outcome_; }
+
+    // The packet that `qor run` writes for the frame computed last.
+    Bytes result() const;
 
     // The settings as the recording has them: every member of the customization and of the parameters, and
     // the single numbers of the calibration.
@@ -60,14 +69,16 @@ class Session {
     nlohmann::ordered_json report() const;
 
     // An image of the frame computed last by name: "distance", "amplitude", "confidence", "noise",
-    // "intensity", "error", "X", "Y", "Z", "raw3"; empty if the frame has none.
-    std::vector<float> image(const std::string& name) const;
+    // "intensity", "error", "X", "Y", "Z", "raw3"; empty if the frame has none. It stays until the next
+    // frame.
+    std::span<const float> image(const std::string& name) const;
 
     // The same in colours, four bytes a pixel; black where there is no value.
     std::vector<std::uint8_t> painted(const std::string& name, const std::string& map, double minimum,
                                       double maximum) const;
 
  private:
+    void begin(const std::string& settings);
     void start();
     void feedFrame(std::size_t frame);
     void feed(Bytes bytes, std::size_t number);
@@ -83,7 +94,8 @@ class Session {
     std::optional<plugin::FrameGuard> guard_;
     std::vector<qor::Override> overrides_;
     std::string settings_;
-    std::optional<std::size_t> latest_;  // that was computed with these settings
+    std::optional<std::size_t> latest_;  // that was computed with these settings, the outcome's
+    std::optional<std::size_t> fed_;     // up to which the algorithm has run in with these settings
     std::vector<Bytes> prelude_;         // the packets before the first frame
     std::optional<std::size_t> loaded_;  // the frame whose packets, truth and raw images are here
     std::vector<Bytes> packets_;

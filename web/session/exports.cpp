@@ -9,6 +9,7 @@
 #include <exception>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <span>
 #include <string>
 
 #include "session/Session.h"
@@ -18,6 +19,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 std::unique_ptr<web::Session> g_session;
+web::Bytes g_result;
 
 template <class Work>
 const char* documentOf(const Work& work) {
@@ -66,19 +68,19 @@ EMSCRIPTEN_KEEPALIVE const char* session_settings() {
     return documentOf([] { return g_session->settings(); });
 }
 
-/** Processes a frame; the report of it. */
+/** Processes a frame; the report of it, or how far it came in the time. */
 EMSCRIPTEN_KEEPALIVE const char* session_compute(std::uint32_t frame, const char* settings,
-                                                 std::uint32_t runIn) {
+                                                 std::uint32_t runIn, double milliseconds) {
     return documentOf([&] {
-        g_session->compute(frame, settings, runIn);
-        return g_session->report();
+        return g_session->compute(frame, settings, runIn, milliseconds)
+                   ? g_session->report()
+                   : Json{{"reached", g_session->reached()}};
     });
 }
 
-/** 38528 floats. */
+/** 38528 floats, which stay until the next call of session_compute. */
 EMSCRIPTEN_KEEPALIVE const float* session_image(const char* name) {
-    static std::vector<float> image;
-    image = g_session->image(name);
+    const std::span<const float> image = g_session->image(name);
     return image.empty() ? nullptr : image.data();
 }
 
@@ -97,12 +99,13 @@ EMSCRIPTEN_KEEPALIVE const std::uint8_t* session_colors(const char* map) {
     return colors.data();
 }
 
-/** The result packet as `qor run` writes it, and its size. */
+/** The result packet as `qor run` writes it; then its size. */
 EMSCRIPTEN_KEEPALIVE const std::uint8_t* session_result() {
-    return g_session->outcome().result.data();
+    g_result = g_session->result();
+    return g_result.data();
 }
 EMSCRIPTEN_KEEPALIVE std::uint32_t session_result_size() {
-    return static_cast<std::uint32_t>(g_session->outcome().result.size());
+    return static_cast<std::uint32_t>(g_result.size());
 }
 
 }  // extern "C"

@@ -8,7 +8,6 @@ const bottom = 16;
 
 function frameOf(canvas, xs, ys) {
     const {context, width, height} = sharpContext(canvas);
-    context.clearRect(0, 0, width, height);
     context.font = `10px ${styleColor('--sans')}`;
     const finite = ys.filter(Number.isFinite);
     let low = Math.min(...finite);

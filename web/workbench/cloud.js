@@ -2,9 +2,11 @@
 
 import {isUsable} from './quantities.js';
 
+const grey = 89;  // of points without a value
+
 const vertexShader = `#version 300 es
-in vec3 position; in vec3 color; uniform mat4 matrix; uniform float size; out vec3 tint;
-void main() { gl_Position = matrix * vec4(position, 1.0); gl_PointSize = size; tint = color; }`;
+in vec3 position; in vec4 color; uniform mat4 matrix; uniform float size; out vec3 tint;
+void main() { gl_Position = matrix * vec4(position, 1.0); gl_PointSize = size; tint = color.rgb; }`;
 const fragmentShader = `#version 300 es
 precision mediump float; in vec3 tint; out vec4 paint; void main() { paint = vec4(tint, 1.0); }`;
 
@@ -53,7 +55,11 @@ export class Cloud {
             const place = gl.getAttribLocation(program, name);
             gl.bindBuffer(gl.ARRAY_BUFFER, buffer);
             gl.enableVertexAttribArray(place);
-            gl.vertexAttribPointer(place, 3, gl.FLOAT, false, 0, 0);
+            if (name === 'position') {
+                gl.vertexAttribPointer(place, 3, gl.FLOAT, false, 0, 0);
+            } else {
+                gl.vertexAttribPointer(place, 4, gl.UNSIGNED_BYTE, true, 0, 0);
+            }
             return buffer;
         });
         gl.enable(gl.DEPTH_TEST);
@@ -110,31 +116,42 @@ export class Cloud {
         if (!this.gl || !images.X) {
             return;
         }
-        const positions = [];
-        const colors = [];
+        const all = images.X.length;
+        const positions = new Float32Array(3 * all);
+        const colors = new Uint8Array(4 * all);
         const [low, high] = paint.limits;
-        for (let i = 0; i < images.X.length; ++i) {
+        let count = 0;
+        for (let i = 0; i < all; ++i) {
             const usable = isUsable(images.confidence[i], images.distance[i]);
             if ((!usable && !organised) || !Number.isFinite(images.Z[i])) {
                 continue;
             }
-            positions.push(images.X[i], images.Y[i], images.Z[i]);
+            positions[3 * count] = images.X[i];
+            positions[3 * count + 1] = images.Y[i];
+            positions[3 * count + 2] = images.Z[i];
             const value = paint.image[i];
             const at = 4 * Math.round(1023 * Math.max(0, Math.min(1, (value - low) / (high - low))));
-            const grey = !usable || Number.isNaN(value);
-            colors.push(...(grey ? [0.35, 0.35, 0.35] : [paint.colors[at] / 255, paint.colors[at + 1] / 255, paint.colors[at + 2] / 255]));
+            const isGrey = !usable || Number.isNaN(value);
+            for (let k = 0; k < 3; ++k) {
+                colors[4 * count + k] = isGrey ? grey : paint.colors[at + k];
+            }
+            ++count;
         }
-        this.count = positions.length / 3;
+        this.count = count;
+        this.send(positions.subarray(0, 3 * count), colors.subarray(0, 4 * count));
+        if (!this.isPlaced && this.count > 0) {
+            this.isPlaced = true;
+            this.fit(positions.subarray(0, 3 * count));
+        }
+        this.draw();
+    }
+
+    send(positions, colors) {
         const {gl} = this;
         [positions, colors].forEach((values, k) => {
             gl.bindBuffer(gl.ARRAY_BUFFER, this.buffers[k]);
-            gl.bufferData(gl.ARRAY_BUFFER, new Float32Array(values), gl.DYNAMIC_DRAW);
+            gl.bufferData(gl.ARRAY_BUFFER, values, gl.DYNAMIC_DRAW);
         });
-        if (!this.isPlaced && this.count > 0) {
-            this.isPlaced = true;
-            this.fit(positions);
-        }
-        this.draw();
     }
 
     fit(positions) {
@@ -149,8 +166,11 @@ export class Cloud {
             return;
         }
         const ratio = window.devicePixelRatio || 1;
-        canvas.width = Math.max(1, Math.round(canvas.clientWidth * ratio));
-        canvas.height = Math.max(1, Math.round(canvas.clientHeight * ratio));
+        const [width, height] = [canvas.clientWidth, canvas.clientHeight].map(length => Math.max(1, Math.round(length * ratio)));
+        if (canvas.width !== width || canvas.height !== height) {
+            canvas.width = width;
+            canvas.height = height;
+        }
         gl.viewport(0, 0, canvas.width, canvas.height);
         gl.clearColor(0.043, 0.051, 0.063, 1);
         gl.clear(gl.COLOR_BUFFER_BIT | gl.DEPTH_BUFFER_BIT);

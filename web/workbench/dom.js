@@ -25,16 +25,34 @@ export function h(tag, properties = {}, ...children) {
 
 export const byId = id => document.getElementById(id);
 
-/** A canvas of so many CSS pixels, sharp on every screen; its context counts in CSS pixels. */
-export function sharpContext(canvas) {
+/**
+ * An empty canvas, sharp on every screen; its context counts in CSS pixels.
+ * @param {{width: number, height: number}} size in CSS pixels; to ask the browser for it costs a layout
+ */
+export function sharpContext(canvas, size = canvas.getBoundingClientRect()) {
     const ratio = window.devicePixelRatio || 1;
-    const {width, height} = canvas.getBoundingClientRect();
-    canvas.width = Math.max(1, Math.round(width * ratio));
-    canvas.height = Math.max(1, Math.round(height * ratio));
+    const [width, height] = [size.width, size.height].map(length => Math.max(1, Math.round(length * ratio)));
     const context = canvas.getContext('2d');
+    if (canvas.width !== width || canvas.height !== height) {  // new memory, and all of the context's state
+        canvas.width = width;
+        canvas.height = height;
+    }
     context.setTransform(ratio, 0, 0, ratio, 0, 0);
-    return {context, width, height};
+    context.clearRect(0, 0, size.width, size.height);
+    return {context, width: size.width, height: size.height};
 }
 
-/** A colour of the style sheet. */
-export const styleColor = name => getComputedStyle(document.documentElement).getPropertyValue(name).trim();
+let colors = new Map();
+
+/** A colour of the style sheet, as it was when it was first asked for. */
+export function styleColor(name) {
+    if (!colors.has(name)) {
+        colors.set(name, getComputedStyle(document.documentElement).getPropertyValue(name).trim());
+    }
+    return colors.get(name);
+}
+
+/** The style sheet has other colours from now on. */
+export function forgetStyleColors() {
+    colors = new Map();
+}

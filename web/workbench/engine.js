@@ -15,8 +15,11 @@ export async function embeddedBytes(element) {
 }
 
 export class Engine {
-    /** @param {(progress: object) => void} onProgress */
-    constructor(onProgress) {
+    /**
+     * @param {(progress: object) => void} onProgress of the index
+     * @param {(reached: number) => void} onReached the frame, on the way to a later one
+     */
+    constructor(onProgress, onReached) {
         const source = document.getElementById('worker-script').textContent;
         const address = URL.createObjectURL(new Blob([source], {type: 'text/javascript'}));
         this.worker = new Worker(address);
@@ -25,6 +28,10 @@ export class Engine {
         this.worker.onmessage = ({data}) => {
             if (data.progress) {
                 onProgress(data.progress);
+                return;
+            }
+            if (data.reached !== undefined) {
+                onReached(data.reached);
                 return;
             }
             const {resolve, reject} = this.waiting.get(data.id);

@@ -2,7 +2,7 @@
 
 import {drawHistogram, drawLines} from './charts.js';
 import {Cloud} from './cloud.js';
-import {byId, h} from './dom.js';
+import {byId, forgetStyleColors, h} from './dom.js';
 import {Engine, embeddedBytes} from './engine.js';
 import {fragmentOf, stateOf} from './link.js';
 import {Panel, view} from './panels.js';
@@ -18,7 +18,8 @@ const keptFrames = 400;  // whose figures and pixel histories stay
 class Side {
     constructor(letter, onProgress) {
         this.letter = letter;
-        this.engine = new Engine(progress => onProgress(this, progress));
+        this.engine = new Engine(progress => onProgress(this, progress), reached => onReached(this, reached));
+        this.isUnderway = false;  // on a way of many frames
         this.changes = new Map();
         this.settings = [];
         this.outcome = null;
@@ -45,12 +46,13 @@ class Side {
     }
 }
 
-const state = {...stateOf(location.hash), tab: stateOf(location.hash).tab, editing: 'A', region: [], drawing: null, rawShown: 0};
+const state = {...stateOf(location.hash), editing: 'A', region: [], drawing: null, rawShown: 0};
+state.wanted = state.frame;  // which the index may not have reached
 let maps = {};
 let sideA;
 let sideB = null;
 let panels = [];
-let busy = false;
+let underway = null;  // the promise of an update
 let again = false;
 let playing = false;
 let hovered = null;
@@ -75,43 +77,61 @@ const say = (text, isProblem = false) => {
 function computeOn(side, ownPanels) {
     return side.engine.call('compute', {frame: Math.min(state.frame, Math.max(side.progress.frames - 1, 0)),
                                         settings: settingsText(side.changes), runIn: side.runIn(state.frame),
-                                        panels: ownPanels.map(panel => panel.request()), images: imageNames});
+                                        panels: ownPanels.map((panel, number) => ({...panel.request(), number, isVisible: panel.isVisible})).filter(panel => panel.isVisible), images: imageNames});
 }
 
 const panelsOf = side => panels.filter(panel => panel.side === side);
 
 /** Shows the frame with the settings as they are now. Calls that come in the meantime become one. */
-async function update() {
+function update() {
     if (!sideA?.progress.frames) {
-        return;
+        return Promise.resolve();
     }
-    if (busy) {
+    if (underway) {
         again = true;
-        return;
+        abandonLongWays();
+        return underway;
     }
-    busy = true;
-    const begin = performance.now();
-    try {
-        const sides = sideB ? [sideA, sideB] : [sideA];
-        const outcomes = await Promise.all(sides.map(side => computeOn(side, panelsOf(side))));
-        outcomes.forEach((outcome, k) => take(sides[k], outcome));
-        showDifferences();
-        showAll();
-        const milliseconds = performance.now() - begin;
-        byId('time').textContent = `${milliseconds.toFixed(0)} ms to the image, ${outcomes[0].milliseconds.toFixed(1)} ms of it the pipeline`;
-        document.body.dataset.milliseconds = milliseconds.toFixed(2);
-        document.body.dataset.pipeline = outcomes[0].milliseconds.toFixed(2);
-        const troubles = outcomes.flatMap(outcome => outcome.report.troubles);
-        say(troubles.length > 0 ? troubles[0] : damageOf(), troubles.length > 0 || damageOf() !== '');
-    } catch (error) {
-        say(error.message, true);
-    }
-    document.body.dataset.updates = Number(document.body.dataset.updates ?? 0) + 1;
-    busy = false;
-    if (again) {
+    underway = followWishes().finally(() => { underway = null; });
+    return underway;
+}
+
+async function followWishes() {
+    do {
         again = false;
-        update();
+        const begin = performance.now();
+        try {
+            again ||= !await computeAndShow(begin);
+        } catch (error) {
+            say(error.message, true);
+        }
+        document.body.dataset.updates = Number(document.body.dataset.updates ?? 0) + 1;
+    } while (again);
+}
+
+/** False if something else is wanted by now. */
+async function computeAndShow(begin) {
+    const sides = sideB ? [sideA, sideB] : [sideA];
+    const outcomes = await Promise.all(sides.map(side => computeOn(side, panelsOf(side)))).finally(() => {
+        sides.forEach(side => { side.isUnderway = false; });
+    });
+    if (outcomes.includes(null)) {
+        return false;
     }
+    outcomes.forEach((outcome, k) => take(sides[k], outcome));
+    showDifferences();
+    showAll();
+    const milliseconds = performance.now() - begin;
+    byId('time').textContent = `${milliseconds.toFixed(0)} ms to the image, ${outcomes[0].report.milliseconds.toFixed(1)} ms of it the pipeline`;
+    document.body.dataset.milliseconds = milliseconds.toFixed(2);
+    document.body.dataset.pipeline = outcomes[0].report.milliseconds.toFixed(2);
+    const troubles = outcomes.flatMap(outcome => outcome.report.troubles);
+    say(troubles.length > 0 ? troubles[0] : damageOf(), troubles.length > 0 || damageOf() !== '');
+    return true;
+}
+
+function abandonLongWays() {
+    [sideA, sideB].filter(side => side?.isUnderway).forEach(side => side.engine.call('abandon'));
 }
 
 const damageOf = () => sideA.progress.damage || '';
@@ -121,9 +141,12 @@ function take(side, outcome) {
     if (side.history.size >= keptFrames) {
         side.history.delete(side.history.keys().next().value);
     }
-    side.history.set(state.frame, {distance: outcome.images.distance, raw: outcome.report.raw, proposals: outcome.report.proposals});
-    outcome.panels.forEach((painted, k) => {
-        const panel = panelsOf(side)[k];
+    side.history.set(outcome.frame, {distance: outcome.images.distance, raw: outcome.report.raw, proposals: outcome.report.proposals});
+    outcome.panels.forEach(painted => {
+        const panel = panelsOf(side)[painted.number];
+        if (panel?.name !== painted.name) {  // the panels were laid out anew meanwhile
+            return;
+        }
         panel.take(painted, marks);
         if (panel.name === 'confidence' && outcome.report.states) {
             panel.showStates(outcome.report.states);
@@ -149,23 +172,60 @@ const host = {
     },
     onPress(place) { if (state.drawing === 'rectangle' && place) { state.corner = place; } },
     isDrawing: () => state.drawing !== null,
-    onView: () => redraw(),
+    onView: () => redrawSoon(),
     onScale: () => update(),
-    onKey(event) {
-        const step = {ArrowLeft: [-1, 0], ArrowRight: [1, 0], ArrowUp: [0, -1], ArrowDown: [0, 1]}[event.key];
-        if (!step) {
-            return;
+    onAppear: panel => { if (panel.side?.outcome) { update(); } },
+    onKey(event, panel) {
+        const action = keyAction(event, panel);
+        if (action) {
+            event.preventDefault();
+            event.stopPropagation();
+            action();
         }
-        event.preventDefault();
-        event.stopPropagation();
-        const from = state.pixel ?? {x: imageWidth / 2, y: imageHeight / 2};
-        state.pixel = {x: Math.max(0, Math.min(imageWidth - 1, from.x + step[0])), y: Math.max(0, Math.min(imageHeight - 1, from.y + step[1]))};
-        redraw();
-        showProbe();
-        showSamples();
-        remember();
     },
 };
+
+/** What a key does while an image has the focus. */
+function keyAction(event, panel) {
+    const step = {ArrowLeft: [-1, 0], ArrowRight: [1, 0], ArrowUp: [0, -1], ArrowDown: [0, 1]}[event.key];
+    if (step) {
+        return () => (event.shiftKey ? panel.pan(20 * step[0], 20 * step[1]) : movePixel(...step));
+    }
+    const zoom = {'+': 1.25, '=': 1.25, '-': 0.8}[event.key];
+    if (zoom) {
+        return () => panel.zoomAt(state.pixel ?? {x: imageWidth / 2, y: imageHeight / 2}, zoom);
+    }
+    return state.drawing && (event.key === 'Enter' || event.key === ' ') ? setCorner : null;
+}
+
+function movePixel(dx, dy) {
+    const from = state.pixel ?? {x: imageWidth / 2, y: imageHeight / 2};
+    state.pixel = {x: Math.max(0, Math.min(imageWidth - 1, from.x + dx)), y: Math.max(0, Math.min(imageHeight - 1, from.y + dy))};
+    if (state.drawing === 'rectangle' && state.corner) {
+        stretchRectangle(state.pixel);
+    }
+    redraw();
+    showProbe();
+    showSamples();
+    remember();
+}
+
+/** At the kept pixel, by key: a corner of the polygon, the first or the opposite corner of the rectangle. */
+function setCorner() {
+    state.pixel ??= {x: imageWidth / 2, y: imageHeight / 2};
+    if (state.drawing === 'polygon') {
+        state.region.push([state.pixel.x + 0.5, state.pixel.y + 0.5]);
+        redraw();
+        showRegion();
+    } else if (state.corner) {
+        state.corner = null;
+        draw('rectangle');
+    } else {
+        state.corner = state.pixel;
+        stretchRectangle(state.pixel);
+        redraw();
+    }
+}
 
 /** The kept pixel and the region, in the coordinates of the image. */
 function marks(context, size) {
@@ -186,6 +246,13 @@ function marks(context, size) {
 
 function redraw() {
     panels.forEach(panel => panel.draw(marks));
+}
+
+let redrawing = 0;
+
+/** Once for all calls until the next picture of the screen. */
+function redrawSoon() {
+    redrawing ||= requestAnimationFrame(() => { redrawing = 0; redraw(); });
 }
 
 function layOutPanels() {
@@ -226,21 +293,29 @@ function showRawChoice(raw) {
         h('option', {value: k, selected: k === state.rawShown}, image.isIntensity ? `${k}: intensity` : `${k}: f${image.frequency}, ${image.exposure} µs`)));
 }
 
+/** Four bytes a pixel; black where there is no value. */
+function painted(values, limits, colors) {
+    const palette = new Uint32Array(colors.buffer, colors.byteOffset, 1024);
+    const pixels = new Uint32Array(values.length).fill(0xFF000000);
+    const scale = 1023 / (limits[1] - limits[0]);
+    for (let i = 0; i < values.length; ++i) {
+        if (!Number.isNaN(values[i])) {
+            pixels[i] = palette[Math.round(Math.max(0, Math.min(1023, (values[i] - limits[0]) * scale)))];
+        }
+    }
+    return new Uint8ClampedArray(pixels.buffer);
+}
+
 /** A less B, in the colours of errors. */
 function showDifferences() {
     for (const panel of panels.filter(each => each.isDifference)) {
         const [a, b] = [sideA.outcome.images, sideB.outcome.images];
         const difference = Float32Array.from(a[panel.name] ?? [], (value, i) =>
             (isUsable(a.confidence[i], a.distance[i]) && isUsable(b.confidence[i], b.distance[i]) ? value - b[panel.name][i] : NaN));
-        const sizes = difference.filter(Number.isFinite).map(Math.abs).sort();
+        const sizes = difference.filter(value => !Number.isNaN(value)).map(Math.abs).sort();
         const most = Math.max(sizes[Math.floor(0.99 * sizes.length)] ?? 0, 1e-6);
         const limits = panel.limits ?? [-most, most];
-        const pixels = new Uint8ClampedArray(4 * difference.length);
-        difference.forEach((value, i) => {
-            const at = 4 * Math.round(1023 * Math.max(0, Math.min(1, (value - limits[0]) / (limits[1] - limits[0]))));
-            pixels.set(Number.isNaN(value) ? [0, 0, 0, 255] : maps[panel.map].subarray(at, at + 4), 4 * i);
-        });
-        panel.take({pixels, limits}, marks);
+        panel.take({pixels: painted(difference, limits, maps[panel.map]), limits}, marks);
     }
 }
 
@@ -281,7 +356,7 @@ function showRegion() {
     }
     byId('region-figures').replaceChildren(...(rows.length > 0
         ? [h('thead', {}, h('tr', {}, ...['', 'mean', 'deviation', 'least', 'most', ''].map(text => h('th', {scope: 'col'}, text)))), h('tbody', {}, ...rows)]
-        : [h('caption', {}, pixels.length > 0 ? `No usable pixel among ${pixels.length}.` : 'Choose a shape, then draw it on an image.')]));
+        : [h('caption', {}, pixels.length > 0 ? `No usable pixel among ${pixels.length}.` : 'Choose a shape, then draw it on an image: with the pointer, or with the arrow keys and Enter.')]));
     const plane = planeThrough(images, pixels);
     byId('region-plane').textContent = plane
         ? `Plane through ${plane.points} points: ${(1000 * plane.deviation).toFixed(2)} mm deviation, ${plane.distance.toFixed(4)} m from the camera, tilted ${plane.tilt.toFixed(2)}°`
@@ -382,8 +457,16 @@ function showFrame() {
     byId('frame-text').textContent = `${state.frame} / ${Math.max(frames - 1, 0)}${isComplete ? '' : '+'}`;
 }
 
+let remembering = 0;
+
+/** Soon, and once for many changes: browsers take their time for it. */
 function remember() {
-    history.replaceState(null, '', fragmentOf({...state, changes: sideA.changes, changesB: sideB?.changes ?? new Map(), comparing: sideB !== null}));
+    remembering ||= setTimeout(writeAddress, 200);
+}
+
+function writeAddress() {
+    remembering = 0;
+    history.replaceState(null, '', fragmentOf({...state, frame: state.wanted, changes: sideA.changes, changesB: sideB?.changes ?? new Map(), comparing: sideB !== null}));
 }
 
 // --- Recordings -----------------------------------------------------------------------------------------------------
@@ -398,12 +481,21 @@ function onProgress(side, progress) {
         return;
     }
     showFrame();
-    if (state.wanted > state.frame && progress.frames > state.wanted) {
+    if (state.wanted > state.frame && (progress.frames > state.wanted || progress.isComplete)) {
         goTo(state.wanted);
     }
     byId('index').textContent = progress.isComplete ? `${progress.frames} frames` : `${progress.frames} frames, ${Math.round(100 * progress.bytesRead / Math.max(progress.bytes, 1))} % read`;
     if (progress.isComplete && progress.damage) {
         say(progress.damage, true);
+    }
+}
+
+/** A filter over time looks back on all frames before; the page stays usable meanwhile. */
+function onReached(side, reached) {
+    side.isUnderway = true;
+    say(`On the way to frame ${state.frame}: ${reached} of ${state.frame} frames before it are done.`);
+    if (again) {
+        abandonLongWays();
     }
 }
 
@@ -422,8 +514,7 @@ async function open(file, side = sideA) {
         document.title = `${file.name} – Qor`;
         byId('drop').hidden = true;
         byId('bench').hidden = false;
-        state.wanted = state.frame;  // which the index may not have reached
-        state.frame = Math.min(state.frame, Math.max(side.progress.frames - 1, 0));
+        state.frame = Math.min(state.wanted, Math.max(side.progress.frames - 1, 0));
         settingsList.take(side.settings);
         settingsList.replace(side.changes);
         layOutPanels();
@@ -433,6 +524,7 @@ async function open(file, side = sideA) {
         say(side.progress.damage || `${file.name} holds no whole frame.`, true);
     }
     await update();
+    document.body.dataset.firstImage ??= performance.now().toFixed(0);
     document.body.dataset.opened = file.name;
 }
 
@@ -467,9 +559,11 @@ function edit(letter) {
 
 // --- Controls -------------------------------------------------------------------------------------------------------
 
+/** A frame that the index has not reached is shown as soon as it has. */
 function goTo(frame) {
-    state.frame = Math.max(0, Math.min(frame, sideA.progress.frames - 1));
-    state.wanted = state.frame;
+    const last = Math.max(0, sideA.progress.frames - 1);
+    state.wanted = Math.max(0, Number.isFinite(frame) && !sideA.progress.isComplete ? frame : Math.min(frame, last));
+    state.frame = Math.min(state.wanted, last);
     showFrame();
     return update();
 }
@@ -525,11 +619,19 @@ function choose(tab) {
 
 function draw(shape) {
     state.drawing = state.drawing === shape ? null : shape;
+    state.corner = null;
     state.region = state.drawing ? [] : state.region;
     byId('rectangle').setAttribute('aria-pressed', String(state.drawing === 'rectangle'));
     byId('polygon').setAttribute('aria-pressed', String(state.drawing === 'polygon'));
     redraw();
     showRegion();
+}
+
+/** From the corner to another place, both pixels included. */
+function stretchRectangle(place) {
+    const [x0, x1] = [Math.min(state.corner.x, place.x), Math.max(state.corner.x, place.x) + 1];
+    const [y0, y1] = [Math.min(state.corner.y, place.y), Math.max(state.corner.y, place.y) + 1];
+    state.region = [[x0, y0], [x1, y0], [x1, y1], [x0, y1]];
 }
 
 function followRectangle(event) {
@@ -539,9 +641,7 @@ function followRectangle(event) {
     const panel = panels.find(each => each.canvas === event.target);
     const place = panel?.pixelAt(event);
     if (place) {
-        const [x0, x1] = [Math.min(state.corner.x, place.x), Math.max(state.corner.x, place.x) + 1];
-        const [y0, y1] = [Math.min(state.corner.y, place.y), Math.max(state.corner.y, place.y) + 1];
-        state.region = [[x0, y0], [x1, y0], [x1, y1], [x0, y1]];
+        stretchRectangle(place);
         redraw();
     }
     if (event.type === 'pointerup') {
@@ -596,7 +696,7 @@ function listen() {
         byId('panels').addEventListener(name, followRectangle);
     }
     addEventListener('resize', () => { redraw(); cloud?.draw(); });
-    matchMedia('(prefers-color-scheme: dark)').addEventListener('change', () => { redraw(); if (sideA?.outcome) { showAll(); } });
+    matchMedia('(prefers-color-scheme: dark)').addEventListener('change', () => { forgetStyleColors(); redraw(); if (sideA?.outcome) { showAll(); } });
     addEventListener('keydown', event => {
         if (/^(INPUT|SELECT|TEXTAREA)$/.test(event.target.tagName) || event.ctrlKey || event.metaKey || !sideA?.outcome) {
             if (event.key === 'Escape') {
@@ -638,7 +738,7 @@ async function start() {
         }
     }
     // For tests and for the curious: the side's calls.
-    window.workbench = {get sideA() { return sideA; }, get sideB() { return sideB; }, settingsList, get panels() { return panels; }, goTo, update};
+    window.workbench = {get sideA() { return sideA; }, get sideB() { return sideB; }, get panels() { return panels; }, get cloud() { return cloud; }, settingsList, goTo, update, settled: () => underway ?? Promise.resolve()};
 }
 
 start().catch(error => say(`The workbench cannot start: ${error.message}`, true));

@@ -9,7 +9,7 @@ export const view = {x: imageWidth / 2, y: imageHeight / 2, zoom: 1};
 export class Panel {
     /**
      * @param {string} name of the image
-     * @param {{maps: object, onHover: Function, onPick: Function, onView: Function, onScale: Function}} host
+     * @param {{maps: object, onHover: Function, onPick: Function, onView: Function, onScale: Function, onAppear: Function}} host
      */
     constructor(name, host, title) {
         this.name = name;
@@ -19,13 +19,16 @@ export class Panel {
         this.shown = [0, 1];
         this.image = new OffscreenCanvas(imageWidth, imageHeight);
         this.hasImage = false;
+        this.size = {width: 0, height: 0};  // of the canvas, CSS pixels
+        this.isVisible = true;  // some of it, until the browser says that it is not
+        this.scaleMap = null;  // that the scale shows
         this.title = title ?? quantityOf(name).title;
         this.build();
     }
 
     build() {
         const {unit} = quantityOf(this.name);
-        this.canvas = h('canvas', {class: 'image', tabIndex: 0, role: 'img', 'aria-label': `${this.title}, image`});
+        this.canvas = h('canvas', {class: 'image', tabIndex: 0, role: 'img', 'aria-label': `${this.title}, image; arrow keys move the pixel, with Shift the image, plus and minus zoom`});
         this.scale = h('canvas', {class: 'scale', 'aria-hidden': 'true'});
         this.low = h('input', {class: 'limit', type: 'text', inputMode: 'decimal', 'aria-label': `${this.title}, lower limit`,
                                onchange: () => this.fix()});
@@ -44,6 +47,22 @@ export class Panel {
             this.canvas,
             isStates ? this.key : h('footer', {}, this.low, this.scale, this.high, this.auto));
         this.listen();
+        this.watch();
+    }
+
+    /** Follows the size of the canvas, and whether it is on the screen. */
+    watch() {
+        new ResizeObserver(([{contentRect}]) => {
+            this.size = {width: contentRect.width, height: contentRect.height};
+            this.host.onView();
+        }).observe(this.canvas);
+        new IntersectionObserver(([{isIntersecting}]) => {
+            const appears = isIntersecting && !this.isVisible;
+            this.isVisible = isIntersecting;
+            if (appears) {
+                this.host.onAppear(this);
+            }
+        }).observe(this.element);
     }
 
     listen() {
@@ -83,7 +102,15 @@ export class Panel {
             this.zoomAt(this.placeAt(event), Math.exp(-0.0015 * event.deltaY));
         }, {passive: false});
         this.canvas.addEventListener('dblclick', () => { Object.assign(view, {x: imageWidth / 2, y: imageHeight / 2, zoom: 1}); this.host.onView(); });
-        this.canvas.addEventListener('keydown', event => this.host.onKey?.(event));
+        this.canvas.addEventListener('keydown', event => this.host.onKey?.(event, this));
+    }
+
+    /** By so many CSS pixels of what is seen. */
+    pan(dx, dy) {
+        const size = this.pixelSize();
+        view.x += dx / size;
+        view.y += dy / size;
+        this.host.onView();
     }
 
     zoomAt(place, factor) {
@@ -95,8 +122,7 @@ export class Panel {
     }
 
     pixelSize() {
-        const {width, height} = this.canvas.getBoundingClientRect();
-        return view.zoom * Math.min(width / imageWidth, height / imageHeight);
+        return view.zoom * Math.min(this.size.width / imageWidth, this.size.height / imageHeight);
     }
 
     placeAt(event) {
@@ -145,7 +171,10 @@ export class Panel {
     }
 
     draw(marks) {
-        const {context, width, height} = sharpContext(this.canvas);
+        if (this.size.width === 0) {
+            return;
+        }
+        const {context, width, height} = sharpContext(this.canvas, this.size);
         context.fillStyle = styleColor('--well');
         context.fillRect(0, 0, width, height);
         if (!this.hasImage) {
@@ -174,7 +203,10 @@ export class Panel {
         if (document.activeElement !== this.high) {
             this.high.value = short(this.shown[1] * factor);
         }
-        this.choice.value = this.map;
+        if (this.scaleMap === this.map) {
+            return;
+        }
+        this.scaleMap = this.choice.value = this.map;
         const colors = this.host.maps[this.map];
         this.scale.width = 256;
         this.scale.height = 1;

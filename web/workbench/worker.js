@@ -4,10 +4,12 @@
 
 const pixelCount = 224 * 172;
 const sliceMilliseconds = 25;  // of indexing between two calls
+const stretchMilliseconds = 80;  // of a frame's computation between two calls
 
 let module_;
 let mounted = 0;
 let recording = 0;  // its number, so that the indexing of an earlier one ends
+let computation = 0;  // its number, so that one that is no longer wanted ends
 
 const text = (name, types = [], values = []) => JSON.parse(module_.ccall(name, 'string', types, values));
 
@@ -23,7 +25,8 @@ function mount(file) {
     const folder = `/recording${++mounted}`;
     module_.FS.mkdir(folder);
     module_.FS.mount(module_.WORKERFS, {blobs: [{name: file.name, data: file.data}]}, folder);
-    return `${folder}/${file.name}`;
+    module_.FS.chdir(folder);  // so that sentences name the file as the user knows it
+    return file.name === '-' ? './-' : file.name;
 }
 
 function grow(number) {
@@ -53,29 +56,55 @@ function automaticLimits(name, figures) {
     return high > low ? [low, high] : [low - 0.5, low + 0.5];
 }
 
+/** The same for raw samples, whole numbers from 0 to 4095, of which all but the farthest two hundredth are held. */
 function rawLimits(values) {
-    const sorted = Float32Array.from(values).sort();
-    return [sorted[Math.floor(0.005 * sorted.length)], Math.max(sorted[Math.floor(0.995 * sorted.length)], 1)];
+    const counts = new Uint32Array(4096);
+    for (const value of values) {
+        ++counts[value];
+    }
+    const at = share => {
+        let rest = Math.floor(share * values.length);
+        return counts.findIndex(count => (rest -= count) < 0);
+    };
+    return [at(0.005), Math.max(at(0.995), 1)];
 }
 
 /** @param {Panel} panel */
 function paint(panel, figures) {
     const limits = panel.limits ??
-        (panel.name.startsWith('raw') ? rawLimits(image(panel.name) ?? [0]) : automaticLimits(panel.name, figures?.[panel.name]));
+        (panel.name.startsWith('raw') ? rawLimits(image(panel.name) ?? []) : automaticLimits(panel.name, figures?.[panel.name]));
     const address = module_.ccall('session_paint', 'number', ['string', 'string', 'number', 'number'],
                                   [panel.name, panel.map, limits[0], limits[1]]);
-    return {name: panel.name, limits,
+    return {name: panel.name, number: panel.number, limits,
             pixels: address === 0 ? null : new Uint8ClampedArray(module_.HEAPU8.slice(address, address + 4 * pixelCount).buffer)};
 }
 
+const addressOf = name => module_.ccall('session_image', 'number', ['string'], [name]);
+
 function image(name) {
-    const address = module_.ccall('session_image', 'number', ['string'], [name]);
+    const address = addressOf(name);
     return address === 0 ? null : module_.HEAPF32.slice(address / 4, address / 4 + pixelCount);
 }
 
 /** The images of an answer, which are handed over in place of copied. */
 const buffersOf = value => [...Object.values(value?.images ?? {}), ...(value?.panels ?? []).map(panel => panel.pixels)]
     .filter(Boolean).map(array => array.buffer);
+
+/** Computes in stretches, so that calls in between are heard; null if it is no longer wanted. */
+async function reportOf(frame, settings, runIn, isWanted) {
+    let milliseconds = 0;
+    while (isWanted()) {
+        const begin = performance.now();
+        const report = checked(text('session_compute', ['number', 'string', 'number', 'number'], [frame, settings, runIn, stretchMilliseconds]));
+        milliseconds += performance.now() - begin;
+        if (report.reached === undefined) {
+            return {...report, milliseconds};
+        }
+        postMessage({reached: report.reached});
+        await new Promise(resolve => setTimeout(resolve, 0));
+    }
+    return null;
+}
 
 const calls = {
     async init({wasm}) {
@@ -91,6 +120,7 @@ const calls = {
     /** Opens a recording; answers when its first frame is whole. */
     open({file, frame}) {
         ++recording;
+        ++computation;
         checked(text('session_open', ['string'], [mount(file)]));
         const latest = performance.now() + 500;  // a far frame comes when the index has grown to it
         let progress;
@@ -103,25 +133,28 @@ const calls = {
         return {progress, settings: Array.isArray(settings) ? settings : []};
     },
 
-    compute({frame, settings, runIn, panels, images}) {
-        const begin = performance.now();
-        const report = checked(text('session_compute', ['number', 'string', 'number'], [frame, settings, runIn]));
-        const computed = performance.now() - begin;
-        const painted = panels.map(panel => paint(panel, report.figures));
-        const values = {};
-        for (const name of images) {
-            values[name] = image(name);
+    /** Answers null if another call takes its place on the way. */
+    async compute({frame, settings, runIn, panels, images}) {
+        const number = ++computation;
+        const report = await reportOf(frame, settings, runIn, () => number === computation);
+        if (report === null) {
+            return null;
         }
-        return {report, panels: painted, images: values, milliseconds: computed};
+        const values = Object.fromEntries(images.map(name => [name, image(name)]));
+        return {frame, report, panels: panels.map(panel => paint(panel, report.figures)), images: values};
+    },
+
+    /** Ends a computation that is under way; no answer is wanted any more. */
+    abandon() {
+        ++computation;
     },
 
     /** The four samples and all others of one pixel. */
     samples({count, pixel}) {
-        const samples = [];
-        for (let k = 0; k < count; ++k) {
-            samples.push(image(`raw${k}`)?.[pixel]);
-        }
-        return samples;
+        return Array.from({length: count}, (_, k) => {
+            const address = addressOf(`raw${k}`);
+            return address === 0 ? undefined : module_.HEAPF32[address / 4 + pixel];
+        });
     },
 
     result() {

@@ -1,0 +1,18 @@
+# What unpacks zstd, for WebAssembly, from the source that scripts/setup --wasm fetches; and the headers of xxHash, which
+# alone are that library.
+set(QOR_ZSTD_SOURCE_DIR ${PROJECT_SOURCE_DIR}/build/dependencies/zstd CACHE PATH "Folder of zstd's source")
+if(NOT EXISTS ${QOR_ZSTD_SOURCE_DIR}/zstd.h)
+    message(FATAL_ERROR "No zstd.h in ${QOR_ZSTD_SOURCE_DIR}: scripts/setup --wasm fetches it.")
+endif()
+include(${CMAKE_CURRENT_LIST_DIR}/HeaderOnly.cmake)
+qor_header_only(xxhash xxhash.h libxxhash-dev)
+set_target_properties(xxhash PROPERTIES INTERFACE_COMPILE_DEFINITIONS XXH_INLINE_ALL)
+if(NOT TARGET ZSTD::ZSTD)
+    file(GLOB sources ${QOR_ZSTD_SOURCE_DIR}/common/*.c ${QOR_ZSTD_SOURCE_DIR}/decompress/*.c)
+    add_library(qor_zstd STATIC ${sources})
+    target_include_directories(qor_zstd SYSTEM PUBLIC ${QOR_ZSTD_SOURCE_DIR})
+    target_compile_definitions(qor_zstd PRIVATE ZSTD_DISABLE_ASM=1)
+    target_compile_options(qor_zstd PRIVATE -w)
+    add_library(ZSTD::ZSTD ALIAS qor_zstd)
+endif()
+set(ZSTD_FOUND TRUE)
