@@ -9,12 +9,18 @@
 #include <numbers>
 #include <utility>
 
-#include "calibrating/Plot.h"
+#include "imaging/Plot.h"
 #include "simulation/Image.h"
 #include "texts/Markup.h"
 
 namespace calibrating {
 namespace {
+
+using imaging::Plot;
+using imaging::PlotPoint;
+using imaging::PlotSeries;
+using imaging::svgOf;
+using imaging::svgOfImage;
 
 constexpr double turn = 2.0 * std::numbers::pi;
 constexpr std::size_t phaseBins = 72;

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <utility>
 
+#include "qor/Arguments.h"
 #include "simulation/Image.h"
 
 namespace qor {
@@ -25,6 +26,17 @@ simulation::Truth facingTarget(double distance, const Rays& rays) {
 }
 
 }  // namespace
+
+std::string valueText(const figures::Figure& figure) {
+    switch (figure.unit) {
+        case figures::Unit::Count:
+            return numberText(figure.value, 0);
+        case figures::Unit::Share:
+            return numberText(figure.value, 5);
+        default:
+            return numberText(figure.value, 4);
+    }
+}
 
 Measurement::Measurement(Settings settings) : settings_(std::move(settings)) {}
 

@@ -24,6 +24,9 @@ struct RegionFigures {
     std::vector<figures::NoiseRow> noise;  // by amplitude
 };
 
+// Its value with as many decimals as its unit needs; "-" if it was not measured.
+std::string valueText(const figures::Figure& figure);
+
 class Measurement {
  public:
     struct Settings {

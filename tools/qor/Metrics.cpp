@@ -26,17 +26,13 @@
 #include "qor/Measurement.h"
 #include "qor/Progress.h"
 #include "qor/Replay.h"
+#include "qor/ResultReading.h"
 #include "qor/RunOptions.h"
 #include "qor/RunTimes.h"
-#include "qor/TruthFollower.h"
-#include "recording/Channels.h"
 #include "recording/Record.h"
 
 namespace qor {
 namespace {
-
-// A frame has at most 32 images, so a result shows itself within so many packets.
-constexpr std::size_t mostPacketsToTell = 64;
 
 // What cannot be, so that the option was not given.
 constexpr double noDistance = 0.0;
@@ -64,30 +60,6 @@ struct RunFacts {
     std::optional<double> lost;     // frames that began and were not finished
     std::optional<double> missing;  // images between whole frames
 };
-
-bool isMadeByPlugin(const zelta::Packet& packet) {
-    using namespace recording;
-    for (const int number : {channel::result, channel::state, channel::pipelineInput, channel::pipelineOutput,
-                             channel::debug, channel::profiling}) {
-        if (findChunk(packet, number) != nullptr) {
-            return true;
-        }
-    }
-    return false;
-}
-
-bool holdsResults(recording::RecordingReader& reader) {
-    for (std::size_t k = 0; k < mostPacketsToTell; ++k) {
-        const recording::RecordedPacket* const packet = reader.lookAhead();
-        if (packet == nullptr) {
-            return false;
-        }
-        if (isMadeByPlugin(packet->chunks)) {
-            return true;
-        }
-    }
-    return false;
-}
 
 // Figures that belong to the recording as a whole.
 std::vector<figures::Figure> runFigures(const RunFacts& facts, const RunTimes& times) {
@@ -132,7 +104,7 @@ class Metrics {
         listenForInterruption();
         RunFacts facts;
         if (outcome_.fromResult) {
-            readResults(reader, settings);
+            measureResults(reader, settings);
         } else {
             facts = runPlugin(reader, settings);
         }
@@ -152,11 +124,6 @@ class Metrics {
         if (troubles_ <= mostSentences) {
             complain("metrics", ExitCode::Good, sentence);
         }
-    }
-
-    void add(std::size_t number, const ResultFrame& frame, const zelta::Packet& result,
-             const simulation::Truth* truth, const recording::SimulationSettings* simulation) {
-        measurement_->add(number, frame, raysIn(result), truth, simulation);
     }
 
     RunFacts runPlugin(recording::RecordingReader& reader, const ReplaySettings& settings) {
@@ -201,50 +168,22 @@ class Metrics {
                 static_cast<double>(counts.missingImages)};
     }
 
-    void readResults(recording::RecordingReader& reader, const ReplaySettings& settings) {
-        std::optional<TruthFollower> follower;
-        if (!options_.truth.empty()) {
-            follower.emplace(options_.truth);
-        }
-        std::optional<simulation::Truth> own;
-        std::optional<recording::SimulationSettings> simulation;
-        std::size_t number = 0;
-        try {
-            while (const recording::RecordedPacket* const packet = reader.next()) {
-                const std::string place = fmt::format("packet {}: ", packet->index);
-                try {
-                    times_.add(packet->chunks);
-                    if (auto settingsHere = recording::simulationSettingsIn(packet->chunks)) {
-                        simulation = std::move(settingsHere);
-                    }
-                    if (auto truthHere = recording::truthIn(packet->chunks)) {
-                        own = std::move(truthHere);
-                    }
-                    const std::optional<ResultFrame> frame = frameIn(packet->chunks, false);
-                    if (!frame || !settings.frames.contains(number++)) {
-                        continue;
-                    }
-                    const bool found = follower && follower->find(frame->timestamp);
-                    if (follower && !found) {
-                        outcome_.complaints.add(
-                            ExitCode::Findings,
-                            fmt::format("{}the recording of the truth has no image of its time, {} us.",
-                                        place, frame->timestamp));
-                    }
-                    add(number - 1, *frame, packet->chunks,
-                        found ? follower->truth() : (own ? &*own : nullptr),
-                        found ? follower->simulation() : (simulation ? &*simulation : nullptr));
-                } catch (const recording::RecordError& error) {
-                    outcome_.complaints.add(ExitCode::BadData, place + error.what());
-                }
-                if (interrupted()) {
-                    outcome_.complaints.add(ExitCode::Findings,
-                                            "interrupted; the figures are those up to there.");
-                    return;
-                }
-            }
-        } catch (const recording::RecordingError& error) {
-            outcome_.damage = error.what();
+    void measureResults(recording::RecordingReader& reader, const ReplaySettings& settings) {
+        ResultListener listener;
+        listener.packet = [this](const recording::RecordedPacket& packet) { times_.add(packet.chunks); };
+        listener.frame = [this](std::size_t number, const ResultFrame& frame, const zelta::Packet& result,
+                                const simulation::Truth* truth,
+                                const recording::SimulationSettings* simulation) {
+            measurement_->add(number, frame, raysIn(result), truth, simulation);
+        };
+        listener.trouble = [this](int exitCode, const std::string& sentence) {
+            outcome_.complaints.add(exitCode, sentence);
+        };
+        listener.interrupted = interrupted;
+        const ResultCounts counts = readResults(reader, settings.frames, options_.truth, listener);
+        outcome_.damage = counts.damage;
+        if (counts.interrupted) {
+            outcome_.complaints.add(ExitCode::Findings, "interrupted; the figures are those up to there.");
         }
     }
 
@@ -275,21 +214,6 @@ class Metrics {
     std::size_t scenes_ = 1;
     Outcome outcome_;
 };
-
-std::string valueText(const figures::Figure& figure) {
-    using figures::Unit;
-    const auto decimals = [&figure] {
-        switch (figure.unit) {
-            case Unit::Count:
-                return 0;
-            case Unit::Share:
-                return 5;
-            default:
-                return 4;
-        }
-    };
-    return numberText(figure.value, decimals());
-}
 
 void printNoise(const RegionFigures& part) {
     if (part.noise.empty()) {

@@ -7,9 +7,12 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <map>
 #include <memory>
+#include <set>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "files/UnfinishedFile.h"
@@ -20,26 +23,32 @@
 #include "qor/Complaints.h"
 #include "qor/ExitCode.h"
 #include "qor/Interruption.h"
+#include "qor/Measurement.h"
 #include "qor/Progress.h"
 #include "qor/Replay.h"
 #include "qor/Report.h"
 #include "qor/ReportPage.h"
+#include "qor/ResultReading.h"
 #include "qor/RunOptions.h"
 #include "qor/SettingsLog.h"
+#include "recording/CameraRecords.h"
 #include "recording/Channels.h"
 #include "recording/Record.h"
+#include "simulation/RawPacking.h"
 
 namespace qor {
 namespace {
 
 struct Options {
-    std::vector<std::filesystem::path> recordings;
-    std::filesystem::path file;
+    std::vector<std::filesystem::path> files;  // recordings and results
+    std::filesystem::path truth;
+    std::filesystem::path file;  // to write
     std::filesystem::path page;
     RunOptions run;
     unsigned int limit = 10;  // MB
 };
 
+constexpr std::uint64_t megabyte = 1'000'000;
 constexpr std::size_t mostPictures = 3;  // frames with pictures, unless --frames selects some
 
 // A folder for the pictures, gone at the end.
@@ -60,49 +69,109 @@ class PictureFolder {
     PictureFolder(const PictureFolder&) = delete;
     PictureFolder& operator=(const PictureFolder&) = delete;
 
-    const std::filesystem::path& path() const { return path_; }
+    // A folder of its own for the pictures of a scene.
+    std::filesystem::path next() const { return path_ / std::to_string(count_++); }
 
  private:
     std::filesystem::path path_;
+    mutable std::size_t count_ = 0;
 };
+
+// What the simulated camera sends if it is asked for nothing.
+std::map<std::string, std::string> standardSettings() {
+    simulation::CalibrationRequest request;
+    request.frequencies = {60.0e6};
+    simulation::RawImage image;
+    image.phaseData.resize(simulation::rawImageBytes);
+    std::vector<std::uint8_t> bytes =
+        recording::ImagePackets(simulation::makeCalibration(request), {}).packetOf(image);
+    recording::RecordedPacket packet{0, 0, bytes, {}};
+    zelta::packet_parse(bytes.data(), static_cast<int>(bytes.size()), packet.chunks);
+    SettingsLog log({});
+    log.add(packet);
+    const auto settings = log.settings();
+    return {settings.begin(), settings.end()};
+}
 
 class Reporter {
  public:
-    Reporter(const Options& options, const std::filesystem::path& recording, const PictureFolder& folder)
-        : options_(options), recording_(recording), folder_(folder) {
-        run_.recording = recording.filename().string();
+    // Pictures take at most `pictureRoom` bytes.
+    Reporter(const Options& options, const std::filesystem::path& file, const PictureFolder& folder,
+             std::uint64_t pictureRoom)
+        : options_(options), file_(file), folder_(folder), pictureRoom_(pictureRoom) {
+        run_.file = file.filename().string();
     }
 
     ReportedRun make() {
         RunOptions settingsOptions = options_.run;
-        settingsOptions.recording = recording_;
+        settingsOptions.recording = file_;
         ReplaySettings settings = replaySettings(settingsOptions);
         settings.results = "/dev/null";
-        for (const Override& change : settings.overrides) {
-            run_.changes.emplace_back(change.expression, change.value);
-        }
-        recording::RecordingReader reader(recording_);
-        checkOverrides(settings.overrides, reader);
-        plugin::Plugin algorithm(options_.run.plugin.empty() ? plugin::defaultPlugin() : options_.run.plugin);
-        run_.plugin = algorithm.name() + " " + algorithm.version();
+        recording::RecordingReader reader(file_);
         SettingsLog log(settings.overrides);
-        Progress progress("qor report", options_.run.quiet);
-        const ReplayCounts counts = replay(reader, settings, algorithm, listenerOf(log, progress));
-        run_.packets = counts.read;
-        run_.settings = log.text(run_.recording);
-        if (!counts.damage.empty()) {
-            run_.findings.push_back(counts.damage);
+        if (holdsResults(reader)) {
+            readResult(reader, settings, log);
+        } else {
+            runPlugin(reader, settings, log);
         }
-        if (counts.frames == 0) {
+        noteSettings(log, settings.overrides);
+        for (auto& [products, measurement] : scenes_) {
+            run_.scenes.push_back({std::move(products), measurement.figures().front()});
+        }
+        if (run_.scenes.empty()) {
             run_.findings.emplace_back("No frame was finished.");
         }
-        isDamaged_ = !counts.damage.empty() || counts.failed > 0;
         return std::move(run_);
     }
 
     bool isDamaged() const { return isDamaged_; }
+    bool isResult() const { return isResult_; }
 
  private:
+    void runPlugin(recording::RecordingReader& reader, const ReplaySettings& settings, SettingsLog& log) {
+        checkOverrides(settings.overrides, reader);
+        plugin::Plugin algorithm(options_.run.plugin.empty() ? plugin::defaultPlugin() : options_.run.plugin);
+        run_.origin = "A recording, run through " + algorithm.name() + " " + algorithm.version();
+        Progress progress("qor report", options_.run.quiet);
+        const ReplayCounts counts = replay(reader, settings, algorithm, listenerOf(log, progress));
+        run_.packets = counts.read;
+        if (!counts.damage.empty()) {
+            run_.findings.push_back(counts.damage);
+        }
+        isDamaged_ = !counts.damage.empty() || counts.failed > 0;
+    }
+
+    void readResult(recording::RecordingReader& reader, const ReplaySettings& settings, SettingsLog& log) {
+        if (!settings.overrides.empty()) {
+            throw recording::RecordError("--set and --settings are for a recording; the result " +
+                                         file_.string() + " was made with its settings.");
+        }
+        isResult_ = true;
+        run_.origin = "A result";
+        ResultListener listener;
+        listener.packet = [this, &log](const recording::RecordedPacket& packet) {
+            log.add(packet);
+            noteExposure(packet);
+        };
+        listener.frame = [this](std::size_t number, const ResultFrame& frame, const zelta::Packet& result,
+                                const simulation::Truth* truth,
+                                const recording::SimulationSettings* simulation) {
+            rays_ = raysIn(result);
+            add(number, frame, truth, simulation);
+        };
+        listener.trouble = [this](int exitCode, const std::string& sentence) {
+            isDamaged_ = isDamaged_ || exitCode == ExitCode::BadData;
+            noteFinding(sentence);
+        };
+        listener.interrupted = interrupted;
+        const ResultCounts counts = readResults(reader, settings.frames, options_.truth, listener);
+        run_.packets = counts.packets;
+        if (!counts.damage.empty()) {
+            isDamaged_ = true;
+            run_.findings.push_back(counts.damage);
+        }
+    }
+
     ReplayListener listenerOf(SettingsLog& log, Progress& progress) {
         ReplayListener listener;
         listener.feeding = [this, &log](const recording::RecordedPacket& packet) {
@@ -110,18 +179,45 @@ class Reporter {
             noteExposure(packet);
         };
         listener.scene = [this] { anotherScene_ = true; };
+        listener.result = [this](const zelta::Packet& result) { rays_ = raysIn(result); };
         listener.frame = [this](std::size_t number, const ResultFrame& frame, const simulation::Truth* truth,
                                 const recording::SimulationSettings* simulation) {
             add(number, frame, truth, simulation);
         };
-        listener.trouble = [this](const std::string& sentence) {
-            if (run_.findings.size() < mostSentences) {
-                run_.findings.push_back(sentence);
-            }
-        };
+        listener.trouble = [this](const std::string& sentence) { noteFinding(sentence); };
         listener.progress = [&progress](double share, std::size_t frames) { progress.update(share, frames); };
         listener.interrupted = interrupted;
         return listener;
+    }
+
+    void noteFinding(const std::string& sentence) {
+        if (run_.findings.size() < mostSentences) {
+            run_.findings.push_back(sentence);
+        }
+    }
+
+    void noteSettings(const SettingsLog& log, const std::vector<Override>& overrides) {
+        const std::map<std::string, std::string> standard = standardSettings();
+        const auto isOfRun = [&overrides](const std::string& expression) {
+            return std::any_of(overrides.begin(), overrides.end(),
+                               [&](const Override& change) { return change.expression == expression; });
+        };
+        std::set<std::string> listed;
+        for (const auto& [expression, value] : log.settings()) {
+            listed.insert(expression);
+            const auto known = standard.find(expression);
+            if (known == standard.end() || known->second != value) {
+                run_.changes.push_back(
+                    {expression, value, known == standard.end() ? "" : known->second, isOfRun(expression)});
+            }
+        }
+        for (const Override& change : overrides) {  // of other records, such as the calibration
+            if (listed.insert(change.expression).second) {
+                run_.changes.push_back({change.expression, change.value, "", true});
+            }
+        }
+        run_.tellsSettings = !log.settings().empty();
+        run_.settings = run_.tellsSettings ? log.text(run_.file) : "";
     }
 
     void noteExposure(const recording::RecordedPacket& packet) {
@@ -149,29 +245,46 @@ class Reporter {
              const recording::SimulationSettings* simulation) {
         if (anotherScene_) {
             anotherScene_ = false;
-            run_.scenes.emplace_back();
+            scenes_.emplace_back(SceneProducts{}, Measurement({}));
         }
-        SceneProducts& scene = run_.scenes.back();
-        scene.add(number, frame, truth, simulation);
-        if (run_.frames.size() >= mostPictures && options_.run.frames.empty()) {
+        auto& [products, measurement] = scenes_.back();
+        products.add(number, frame, truth, simulation);
+        measurement.add(number, frame, rays_, truth, simulation);
+        if (run_.frames.size() < mostPictures || !options_.run.frames.empty()) {
+            draw(number, frame, products, truth);
+        }
+    }
+
+    void draw(std::size_t number, const ResultFrame& frame, SceneProducts& products,
+              const simulation::Truth* truth) {
+        if (run_.leftFrames > 0) {
+            ++run_.leftFrames;
             return;
         }
-        if (!scene.pictures()) {
-            scene.setPictures(pictureSettings(scene, frame));
+        if (!products.pictures()) {
+            products.setPictures(pictureSettings(products, frame));
         }
-        PictureSettings settings = *scene.pictures();
         std::vector<std::filesystem::path> pictures =
-            writePictures(settings, number, frame, scene.errorsOf(frame, truth));
+            writePictures(*products.pictures(), number, frame, products.errorsOf(frame, truth));
         std::erase_if(pictures, [](const std::filesystem::path& file) {
             return file.filename().string().ends_with("distance_mm.png");  // for programs, not for eyes
         });
+        std::uint64_t letters = 0;  // of base 64
+        for (const std::filesystem::path& picture : pictures) {
+            letters += std::filesystem::file_size(picture) * 4 / 3 + 100;
+        }
+        if (letters > pictureRoom_) {
+            run_.leftFrames = 1;
+            return;
+        }
+        pictureRoom_ -= letters;
         run_.frames.push_back({number, pictures});
     }
 
     PictureSettings pictureSettings(const SceneProducts& scene, const ResultFrame& frame) const {
         PictureSettings settings;
-        settings.folder = folder_.path() / recording_.filename();
-        settings.subtitle = scene.simulation() ? describe(*scene.simulation()) : run_.recording;
+        settings.folder = folder_.next();
+        settings.subtitle = scene.simulation() ? describe(*scene.simulation()) : run_.file;
         settings.distance = distanceRangeOf(frame);
         settings.amplitude = amplitudeRangeOf(frame);
         settings.intensity = intensityRangeOf(frame);
@@ -181,36 +294,93 @@ class Reporter {
     }
 
     const Options& options_;
-    const std::filesystem::path& recording_;
+    const std::filesystem::path& file_;
     const PictureFolder& folder_;
+    std::uint64_t pictureRoom_;
     ReportedRun run_;
+    std::vector<std::pair<SceneProducts, Measurement>> scenes_;
+    Rays rays_;  // of the latest result
     bool anotherScene_ = true;
     bool isDamaged_ = false;
+    bool isResult_ = false;
 };
 
-// The frames that the page takes along; none without the page of the workbench.
-std::string recordingsFor(const Options& options, std::size_t room) {
-    const FrameSelection frames = readFrameSelection(options.run.frames).value_or(FrameSelection{});
+// What the page takes along, and what there is to say about it.
+struct Embedded {
     std::string elements;
-    for (const std::filesystem::path& recording : options.recordings) {
+    std::vector<std::string> notes;
+};
+
+Embedded recordingsFor(const Options& options, const std::vector<std::filesystem::path>& recordings,
+                       std::uint64_t room) {
+    const FrameSelection frames = readFrameSelection(options.run.frames).value_or(FrameSelection{});
+    Embedded embedded;
+    for (const std::filesystem::path& recording : recordings) {
         try {
-            elements +=
-                page::elementOf(page::embed(recording, room / options.recordings.size(),
-                                            [&](std::size_t frame) { return frames.contains(frame); }));
+            const page::EmbeddedRecording part =
+                page::embed(recording, room / recordings.size(),
+                            [&](std::size_t frame) { return frames.contains(frame); });
+            embedded.elements += page::elementOf(part);
+            embedded.notes.push_back(fmt::format(
+                "The workbench after the report holds {} of {}{}.", counted(part.frames, "frame"),
+                recording.filename().string(),
+                part.left == 0 ? ""
+                               : fmt::format("; {} more did not fit the page's limit of {} MB (--size-limit)",
+                                             part.left, options.limit)));
         } catch (const recording::RecordingError& error) {
-            complain("report", ExitCode::Findings, printable(error.what()));
+            embedded.notes.emplace_back(error.what());
         }
     }
-    return elements;
+    return embedded;
+}
+
+// The whole page.
+std::string pageOf(const Options& options, const std::vector<ReportedRun>& runs,
+                   const std::vector<std::filesystem::path>& recordings) {
+    const std::string title = "Report of " + runs.front().file;
+    const auto page = options.page.empty() ? page::defaultPage() : options.page;
+    if (!page) {
+        return page::reportAlone(title,
+                                 reportPart(runs, {"The workbench is not in this page: it was not built."}));
+    }
+    if (recordings.empty()) {  // a workbench without a recording shows nothing
+        return page::reportAlone(title, reportPart(runs, {}));
+    }
+    constexpr std::uint64_t roomForNotes = 4000;
+    const std::uint64_t limit = megabyte * options.limit;
+    const std::uint64_t taken = page::pageWith(*page, reportPart(runs, {}), "").size() + roomForNotes;
+    if (taken >= limit) {
+        return page::reportAlone(
+            title, reportPart(runs, {fmt::format("The workbench does not fit the page's limit of {} MB "
+                                                 "(--size-limit).",
+                                                 options.limit)}));
+    }
+    const Embedded embedded = recordingsFor(options, recordings, limit - taken);
+    return page::pageWith(*page, reportPart(runs, embedded.notes), embedded.elements);
+}
+
+void writePage(const Options& options, const std::string& text) {
+    files::UnfinishedFile file(options.file);
+    file.write({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
+    file.finish();
+    if (!options.run.quiet) {
+        fmt::print("{}   {} of at most {} MB\n", options.file.string(), byteText(text.size()), options.limit);
+    }
 }
 
 int report(const Options& options) {
     const PictureFolder folder;
     std::vector<ReportedRun> runs;
+    std::vector<std::filesystem::path> recordings;
     int exitCode = ExitCode::Good;
-    for (const std::filesystem::path& recording : options.recordings) {
-        Reporter reporter(options, recording, folder);
+    // Half of the page for pictures, half for frames and the workbench.
+    const std::uint64_t pictureRoom = megabyte * options.limit / 2 / options.files.size();
+    for (const std::filesystem::path& file : options.files) {
+        Reporter reporter(options, file, folder, pictureRoom);
         runs.push_back(reporter.make());
+        if (!reporter.isResult()) {
+            recordings.push_back(file);
+        }
         const int code = reporter.isDamaged()           ? ExitCode::BadData
                          : runs.back().findings.empty() ? ExitCode::Good
                                                         : ExitCode::Findings;
@@ -219,25 +389,18 @@ int report(const Options& options) {
             complain("report", code, printable(finding));
         }
     }
-    const std::string part = reportPart(runs);
-    const auto page = options.page.empty() ? page::defaultPage() : options.page;
-    std::string text;
-    if (page) {
-        const std::uint64_t limit = 1'000'000ULL * options.limit;
-        const std::string plain = page::pageWith(*page, part, "");
-        text = plain.size() >= limit
-                   ? plain
-                   : page::pageWith(*page, part, recordingsFor(options, limit - plain.size()));
-    } else {
-        text = page::reportAlone("Report of " + runs.front().recording, part);
+    if (!options.truth.empty() && recordings.size() == options.files.size()) {
+        return complain("report", ExitCode::Usage, "--truth is for a result; a recording has its own truth.");
     }
-    files::UnfinishedFile file(options.file);
-    file.write({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
-    file.finish();
-    if (!options.run.quiet) {
-        fmt::print("{}   {}{}\n", options.file.string(), byteText(text.size()),
-                   page ? "" : ", without the workbench, which was not built");
+    if (!options.truth.empty()) {
+        recordings.push_back(options.truth);
     }
+    const std::string text = pageOf(options, runs, recordings);
+    if (text.size() > megabyte * options.limit) {
+        return complain("report", ExitCode::BadData,
+                        fmt::format("the report alone takes {}; raise --size-limit.", byteText(text.size())));
+    }
+    writePage(options, text);
     return exitCode;
 }
 
@@ -258,10 +421,22 @@ int attempt(const Options& options) {
 
 void addReport(CLI::App& app, int& exitCode) {
     const auto options = std::make_shared<Options>();
-    CLI::App* command = app.add_subcommand(
-        "report",
-        "Write one page about recordings: figures, pictures, findings, and the frames to try settings on");
-    command->add_option("RECORDINGS", options->recordings, "Recordings")->required()->type_name("");
+    CLI::App* command = app.add_subcommand("report",
+                                           "Write one page about recordings or results: figures, pictures, "
+                                           "findings, and the frames to try settings\n"
+                                           "on");
+    command
+        ->add_option("FILES", options->files,
+                     "Recordings, which are run through the plug-in, and results of qor run")
+        ->required()
+        ->type_name("");
+    command
+        ->add_option(
+            "--truth", options->truth,
+            "Of a result: the recording that it was made of, with its truth; the page takes its frames "
+            "along")
+        ->check(checkNotEmpty)
+        ->type_name("RECORDING");
     command->add_option("-o,--out", options->file, "The page to write")->required()->type_name("FILE.html");
     command
         ->add_option("--frames", options->run.frames,

@@ -8,11 +8,11 @@
 #include <cmath>
 #include <fstream>
 #include <iterator>
-#include <limits>
-#include <optional>
 #include <stdexcept>
 
+#include "imaging/Plot.h"
 #include "page/Encoding.h"
+#include "qor/Arguments.h"
 #include "qor/Report.h"
 #include "texts/Markup.h"
 
@@ -32,105 +32,15 @@ font-variant-numeric:tabular-nums}
 .report pre{max-height:20em;overflow:auto;background:#8881;padding:8px}
 .report .strip{display:grid;grid-template-columns:repeat(3,1fr);gap:6px;break-inside:avoid}
 .report .strip img{width:100%;display:block}.report svg{max-width:100%;height:auto}
-.report .finding{color:#b3261e}.report svg text{fill:currentColor;font-size:10px}
-@media (prefers-color-scheme:dark){.report .finding{color:#ff8a80}}
+.report .finding{color:#b3261e}.report .note{margin-top:18px;color:#5a6472}
+.report svg{display:block;margin:10px 0}.report svg text{fill:currentColor;font-size:11px}.report svg .title{font-weight:600}
+.report .grid{stroke:#8885;fill:none}.report .settings td{text-align:left}
+@media (prefers-color-scheme:dark){.report .finding{color:#ff8a80}.report .note{color:#a0aab8}}
 @page{size:A4;margin:14mm}
 @media print{.report{max-width:none;padding:0;color:#000;background:#fff}.report pre{max-height:none;overflow:visible;white-space:pre-wrap}
 .report h2,.report h3{break-after:avoid}.report tr,.report svg{break-inside:avoid}.report details:not([open]){display:none}}
 </style>
 )";
-
-std::string millimetres(const std::optional<double>& metres) {
-    return metres ? fmt::format("{:.2f}", 1000.0 * *metres) : "–";
-}
-
-std::string percent(const std::optional<double>& share) {
-    return share ? fmt::format("{:.2f}", 100.0 * *share) : "–";
-}
-
-std::string row(const std::string& name, const std::string& value, const std::string& unit) {
-    return "<tr><th scope=\"row\">" + name + "</th><td>" + value + "</td><td>" + unit + "</td></tr>\n";
-}
-
-struct Line {
-    std::string name;
-    std::string color;
-    std::vector<std::pair<double, double>> points;
-};
-
-/** Places of a value on an axis of so many units; logarithmic or not. */
-struct Axis {
-    double low = std::numeric_limits<double>::infinity();
-    double high = -std::numeric_limits<double>::infinity();
-    bool logarithmic = false;
-
-    double scaled(double value) const { return logarithmic ? std::log10(value) : value; }
-    void take(double value) {
-        low = std::min(low, value);
-        high = std::max(high, value);
-    }
-    void widen() {
-        if (!(high > low)) {
-            const double half = std::max(0.05 * std::abs(high), logarithmic ? 0.5 * high : 0.5);
-            low -= half;
-            high += half;
-        }
-    }
-    double share(double value) const { return (scaled(value) - scaled(low)) / (scaled(high) - scaled(low)); }
-};
-
-std::string chart(const std::vector<Line>& lines, const std::string& acrossName, const std::string& upName,
-                  bool logarithmic) {
-    constexpr double width = 560.0;
-    constexpr double height = 200.0;
-    constexpr double left = 64.0;
-    constexpr double bottom = 34.0;
-    Axis across;
-    Axis up;
-    across.logarithmic = up.logarithmic = logarithmic;
-    for (const Line& line : lines) {
-        for (const auto& [x, y] : line.points) {
-            across.take(x);
-            up.take(y);
-        }
-    }
-    across.widen();
-    up.widen();
-    const auto atX = [&](double x) { return left + (width - left - 110.0) * across.share(x); };
-    const auto atY = [&](double y) { return 8.0 + (height - bottom - 8.0) * (1.0 - up.share(y)); };
-    std::string svg =
-        fmt::format("<svg viewBox=\"0 0 {} {}\" width=\"{}\" role=\"img\" aria-label=\"{} over {}\">\n",
-                    width, height, width, escaped(upName), escaped(acrossName));
-    for (const double y : {up.low, up.high}) {
-        svg += fmt::format(
-            "<path d=\"M{} {:.1f}H{}\" stroke=\"#8886\" fill=\"none\"/><text x=\"{}\" y=\"{:.1f}\" "
-            "text-anchor=\"end\">{:.4g}</text>\n",
-            left, atY(y), width - 110.0, left - 6.0, atY(y) + 3.0, y);
-    }
-    for (const double x : {across.low, across.high}) {
-        svg += fmt::format("<text x=\"{:.1f}\" y=\"{}\" text-anchor=\"middle\">{:.4g}</text>\n", atX(x),
-                           height - 20.0, x);
-    }
-    svg += fmt::format("<text x=\"{}\" y=\"{}\">{} over {}</text>\n", left, height - 4.0, escaped(upName),
-                       escaped(acrossName));
-    double legend = 18.0;
-    for (const Line& line : lines) {
-        std::string path;
-        for (const auto& [x, y] : line.points) {
-            path += fmt::format("{}{:.1f} {:.1f}", path.empty() ? "M" : "L", atX(x), atY(y));
-            svg += fmt::format("<circle cx=\"{:.1f}\" cy=\"{:.1f}\" r=\"2.2\" fill=\"{}\"/>", atX(x), atY(y),
-                               line.color);
-        }
-        svg += fmt::format("<path d=\"{}\" stroke=\"{}\" fill=\"none\" stroke-width=\"1.5\"/>\n", path,
-                           line.color);
-        svg += fmt::format(
-            "<rect x=\"{}\" y=\"{}\" width=\"9\" height=\"9\" fill=\"{}\"/><text x=\"{}\" "
-            "y=\"{}\">{}</text>\n",
-            width - 100.0, legend - 8.0, line.color, width - 86.0, legend, escaped(line.name));
-        legend += 16.0;
-    }
-    return svg + "</svg>\n";
-}
 
 std::string imageOf(const std::filesystem::path& file) {
     std::ifstream stream(file, std::ios::binary);
@@ -142,118 +52,147 @@ std::string imageOf(const std::filesystem::path& file) {
     return "<img alt=\"" + escaped(name) + "\" src=\"data:image/png;base64," + page::base64(bytes) + "\">\n";
 }
 
-std::string accuracyRows(const figures::AccuracySummary& accuracy) {
-    return row("Median of the absolute error", millimetres(accuracy.medianError), "mm") +
-           row("99 percent away from edges are no worse than", millimetres(accuracy.percentile99Error),
-               "mm") +
-           row("Mean error away from edges", millimetres(accuracy.meanError), "mm") +
-           row("Root mean square error", millimetres(accuracy.rmsError), "mm") +
-           row("Wrong unique range", percent(accuracy.wrongWrapShare), "% of the judged");
+const char* unitText(figures::Unit unit) {
+    switch (unit) {
+        case figures::Unit::Millimetres:
+            return "mm";
+        case figures::Unit::Percent:
+            return "%";
+        case figures::Unit::Pixels:
+            return "pixels";
+        case figures::Unit::Milliseconds:
+            return "ms";
+        default:
+            return "";
+    }
 }
 
-// By raw amplitude: a table and the curves of it.
-std::string noiseBySignal(const figures::AccuracySummary& accuracy, bool isPredicted) {
-    Line measured{"measured", "#1f6fd6", {}};
-    Line predicted{"predicted", "#c2562d", {}};
+std::string figuresText(const std::vector<figures::Figure>& figures) {
     std::string rows;
-    for (const figures::AmplitudeBin& bin : accuracy.bins) {
-        rows +=
-            fmt::format("<tr><td>{:.0f} – {:.0f}</td><td>{}</td><td>{:.2f}</td><td>{}</td><td>{}</td></tr>\n",
-                        bin.from, bin.to, bin.pixels, 1000.0 * bin.bias, millimetres(bin.measured),
-                        isPredicted ? millimetres(bin.predicted) : "–");
-        const double middle = std::sqrt(std::max(bin.from, 1.0) * std::max(bin.to, 1.0));
-        if (bin.measured.value_or(0.0) > 0.0 && std::isfinite(middle)) {
-            measured.points.emplace_back(middle, 1000.0 * *bin.measured);
-        }
-        if (isPredicted && bin.predicted.value_or(0.0) > 0.0 && std::isfinite(middle)) {
-            predicted.points.emplace_back(middle, 1000.0 * *bin.predicted);
-        }
+    for (const figures::Figure& figure : figures) {
+        rows += "<tr><th scope=\"row\"><code>" + escaped(figure.name) + "</code></th><td>" +
+                valueText(figure) + "</td><td>" + unitText(figure.unit) + "</td></tr>\n";
     }
+    return "<table class=\"figures\"><tbody>\n" + rows +
+           "</tbody></table>\n<p>The figures are those of <code>qor metrics</code>; docs/figures.md has the "
+           "formula of each.</p>\n";
+}
+
+const char* const blue = "#1f6fd6";
+const char* const orange = "#c2562d";
+
+// Error against the truth by raw amplitude: its mean, and the deviation about it as bars.
+std::string errorPlot(const figures::AccuracySummary& accuracy) {
+    imaging::PlotSeries series{"mean error and its deviation", blue, {}, true, true};
+    for (const figures::AmplitudeBin& bin : accuracy.bins) {
+        const double middle = std::sqrt(std::max(bin.from, 1.0) * std::max(bin.to, 1.0));
+        const double bias = 1000.0 * bin.bias;
+        const double deviation = 1000.0 * bin.deviation;
+        series.points.push_back({middle, bias, bias - deviation, bias + deviation});
+    }
+    if (series.points.size() < 2) {
+        return "";
+    }
+    return imaging::svgOf({"Error by raw amplitude", "raw amplitude, counts", "error, mm", {series}, true});
+}
+
+// Noise from frame to frame by amplitude, measured and as the pipeline predicts it.
+std::string noiseText(const std::vector<figures::NoiseRow>& rows) {
     if (rows.empty()) {
         return "";
     }
+    imaging::PlotSeries measured{"measured", blue, {}, false, true};
+    imaging::PlotSeries predicted{"predicted", orange, {}, false, true};
     std::string text =
-        "<h3>Noise by raw amplitude</h3>\n<table><thead><tr><th>counts</th><th>pixels</th><th>bias, mm</th>"
-        "<th>noise, mm</th><th>predicted, mm</th></tr></thead><tbody>\n" +
-        rows + "</tbody></table>\n";
-    std::vector<Line> lines;
-    for (Line& line : std::vector<Line>{measured, predicted}) {
-        if (line.points.size() > 1) {
-            lines.push_back(line);
-        }
+        "<h3>Noise by amplitude, from frame to frame</h3>\n<table><thead><tr><th>counts per µs</th>"
+        "<th>pairs</th><th>measured, mm</th><th>predicted, mm</th><th>ratio</th></tr></thead><tbody>\n";
+    for (const figures::NoiseRow& row : rows) {
+        text += fmt::format(
+            "<tr><td>{:g} – {:g}</td><td>{}</td><td>{:.3f}</td><td>{:.3f}</td><td>{:.3f}</td></tr>\n",
+            row.from, row.to, row.pairs, 1000.0 * row.measured, 1000.0 * row.predicted, row.ratio());
+        const double middle = std::sqrt(row.from * row.to);
+        measured.points.push_back({middle, 1000.0 * row.measured});
+        predicted.points.push_back({middle, 1000.0 * row.predicted});
     }
-    return lines.empty() ? text : text + chart(lines, "raw amplitude, counts", "noise, mm", true);
+    text += "</tbody></table>\n";
+    return rows.size() < 2 ? text
+                           : text + imaging::svgOf({"Noise by amplitude",
+                                                    "amplitude, counts per µs",
+                                                    "noise, mm",
+                                                    {measured, predicted},
+                                                    true,
+                                                    true});
 }
 
-std::string sceneText(const SceneProducts& scene) {
-    const figures::PixelCounts& counts = scene.counts();
-    std::string text = fmt::format("<h3>Frames {} to {}</h3>\n", scene.firstFrame(), scene.lastFrame());
-    if (scene.simulation()) {
-        text += "<p>" + escaped(describe(*scene.simulation())) + "</p>\n";
+std::string sceneText(const ReportedScene& scene) {
+    const SceneProducts& products = scene.products;
+    std::string text = fmt::format("<h3>Frames {} to {}</h3>\n", products.firstFrame(), products.lastFrame());
+    if (products.simulation()) {
+        text += "<p>" + escaped(describe(*products.simulation())) + "</p>\n";
     }
-    const auto accuracy = scene.accuracy();
-    const figures::TemporalNoiseSummary temporal = scene.temporalNoise();
-    text += "<table><tbody>\n" + row("Finished frames", std::to_string(counts.frames), "") +
-            row("Valid pixels", percent(counts.validShare()), "%") +
-            row("Usable pixels", percent(counts.shareOf(counts.usable)), "%") +
-            row("Saturated", percent(counts.shareOf(counts.saturated)), "%") +
-            row("Too dark or too noisy", percent(counts.shareOf(counts.dark)), "%") +
-            row("Deviation over frames, median", millimetres(temporal.measured), "mm") +
-            row("The pipeline's own estimate of it", millimetres(temporal.delivered), "mm") +
-            (accuracy ? accuracyRows(*accuracy) : row("Errors", "–", "no truth in the recording")) +
-            "</tbody></table>\n";
-    // The sensor predicts the noise of one frequency, and of none without photons.
-    const auto& simulation = scene.simulation();
-    const bool isPredicted =
-        simulation && simulation->frequencies.size() == 1 && simulation->photonNoise.value_or(false);
-    return accuracy ? text + noiseBySignal(*accuracy, isPredicted) : text;
+    text += figuresText(scene.figures.figures);
+    if (const auto accuracy = products.accuracy()) {
+        text += errorPlot(*accuracy);
+    } else {
+        text += "<p>No errors: no truth is known.</p>\n";
+    }
+    return text + noiseText(scene.figures.noise);
 }
 
 std::string changesText(const ReportedRun& run) {
-    std::string text = "<h3>Settings changed for this run</h3>\n";
-    if (run.changes.empty()) {
-        text += "<p>None: all are those of the recording.</p>\n";
+    std::string text = "<h3>Settings that differ from the defaults</h3>\n";
+    if (!run.tellsSettings) {
+        text += "<p>The file tells none.</p>\n";
+    } else if (run.changes.empty()) {
+        text += "<p>None.</p>\n";
     } else {
-        text += "<table><tbody>\n";
-        for (const auto& [expression, value] : run.changes) {
-            text +=
-                "<tr><td><code>" + escaped(expression) + "</code></td><td>" + escaped(value) + "</td></tr>\n";
+        text +=
+            "<table class=\"settings\"><thead><tr><th>setting</th><th>value</th><th>default</th><th></th>"
+            "</tr></thead><tbody>\n";
+        for (const ReportedSetting& change : run.changes) {
+            text += "<tr><td><code>" + escaped(change.expression) + "</code></td><td>" +
+                    escaped(change.value) + "</td><td>" +
+                    (change.standard.empty() ? "–" : escaped(change.standard)) + "</td><td>" +
+                    (change.isOfRun ? "changed for this run" : "") + "</td></tr>\n";
         }
-        text += "</tbody></table>\n";
+        text += "</tbody></table>\n<p>The defaults are those of the simulated camera.</p>\n";
     }
-    return text + "<details><summary>All settings</summary><pre>" + escaped(run.settings) +
-           "</pre></details>\n";
+    return run.settings.empty() ? text
+                                : text + "<details><summary>All settings</summary><pre>" +
+                                      escaped(run.settings) + "</pre></details>\n";
 }
 
 std::string exposuresText(const ReportedRun& run) {
     if (run.exposures.empty()) {
         return "";
     }
-    std::vector<Line> lines;
-    const char* const colors[] = {"#1f6fd6", "#c2562d", "#3a8f5c", "#8a5cc2"};
+    const std::string text = "<h3>Exposure times</h3>\n";
+    const bool areConstant = std::ranges::all_of(
+        run.exposures, [&run](const std::vector<double>& times) { return times == run.exposures.front(); });
+    if (areConstant) {
+        return text + fmt::format("<p>{} µs in each frame</p>\n", fmt::join(run.exposures.front(), ", "));
+    }
+    const char* const colors[] = {blue, orange, "#3a8f5c", "#8a5cc2"};
+    imaging::Plot plot{"Exposure times", "frame", "microseconds", {}};
     for (std::size_t k = 0; k < std::size(colors); ++k) {
-        Line line{fmt::format("exposure {}", k + 1), colors[k], {}};
+        imaging::PlotSeries series{fmt::format("exposure {}", k + 1), colors[k], {}, false, true};
         for (std::size_t frame = 0; frame < run.exposures.size(); ++frame) {
             if (k < run.exposures[frame].size()) {
-                line.points.emplace_back(static_cast<double>(frame), run.exposures[frame][k]);
+                series.points.push_back({static_cast<double>(frame), run.exposures[frame][k]});
             }
         }
-        if (!line.points.empty()) {
-            lines.push_back(std::move(line));
+        if (!series.points.empty()) {
+            plot.series.push_back(std::move(series));
         }
     }
-    std::string text = "<h3>Exposure times</h3>\n";
-    if (run.exposures.size() > 1) {
-        return text + chart(lines, "frame", "microseconds", false);
-    }
-    return text + fmt::format("<p>{} µs</p>\n", fmt::join(run.exposures.front(), ", "));
+    return text + imaging::svgOf(plot);
 }
 
 std::string runText(const ReportedRun& run) {
-    std::string text = "<h2>" + escaped(run.recording) + "</h2>\n<p>" + escaped(run.plugin) +
+    std::string text = "<h2>" + escaped(run.file) + "</h2>\n<p>" + escaped(run.origin) +
                        fmt::format(", {} packets</p>\n", run.packets);
     text += changesText(run);
-    for (const SceneProducts& scene : run.scenes) {
+    for (const ReportedScene& scene : run.scenes) {
         text += sceneText(scene);
     }
     for (const ReportedFrame& frame : run.frames) {
@@ -262,6 +201,10 @@ std::string runText(const ReportedRun& run) {
             text += imageOf(picture);
         }
         text += "</div>\n";
+    }
+    if (run.leftFrames > 0) {
+        text += fmt::format("<p>The pictures of {} did not fit the page.</p>\n",
+                            counted(run.leftFrames, "more frame"));
     }
     text += exposuresText(run) + "<h3>Findings</h3>\n";
     if (run.findings.empty()) {
@@ -275,11 +218,14 @@ std::string runText(const ReportedRun& run) {
 
 }  // namespace
 
-std::string reportPart(const std::vector<ReportedRun>& runs) {
+std::string reportPart(const std::vector<ReportedRun>& runs, const std::vector<std::string>& notes) {
     std::string text = style;
     text += "<article class=\"report\">\n<h1>Report</h1>\n";
     for (const ReportedRun& run : runs) {
         text += runText(run);
+    }
+    for (const std::string& note : notes) {
+        text += "<p class=\"note\">" + escaped(note) + "</p>\n";
     }
     return text + "</article>\n";
 }

@@ -85,6 +85,14 @@ void SettingsLog::addFrom(Source& source, const recording::RecordedPacket& packe
     }
 }
 
+std::vector<SettingsLog::Setting> SettingsLog::settings() const {
+    std::vector<Setting> settings;
+    for (const Source& source : sources_) {
+        settings.insert(settings.end(), source.first.begin(), source.first.end());
+    }
+    return settings;
+}
+
 void SettingsLog::noteChanges(const Source& source, const std::vector<Setting>& now, std::size_t packet) {
     for (const Setting& setting : now) {
         if (std::find(source.latest.begin(), source.latest.end(), setting) != source.latest.end()) {

@@ -22,6 +22,11 @@ class SettingsLog {
     // Changes by later packets are kept separately.
     void add(const recording::RecordedPacket& packet);
 
+    using Setting = std::pair<std::string, std::string>;  // expression, value
+
+    // Of the first records.
+    std::vector<Setting> settings() const;
+
     // "from packet 9 on: EXPRESSION = VALUE", the first thousand of them.
     const std::vector<std::string>& changes() const { return changes_; }
 
@@ -29,8 +34,6 @@ class SettingsLog {
     std::string text(const std::string& recording) const;
 
  private:
-    using Setting = std::pair<std::string, std::string>;  // expression, value
-
     // Of the records on one channel.
     struct Source {
         int channel = 0;

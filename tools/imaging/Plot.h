@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-namespace calibrating {
+namespace imaging {
 
 struct PlotPoint {
     double x = 0.0;
@@ -32,6 +32,9 @@ struct Plot {
     std::string xLabel;
     std::string yLabel;
     std::vector<PlotSeries> series;
+    // Points that are not above 0 are left out there.
+    bool isLogarithmicX = false;
+    bool isLogarithmicY = false;
 };
 
 std::string svgOf(const Plot& plot);
@@ -40,4 +43,4 @@ std::string svgOf(const Plot& plot);
 std::string svgOfImage(const std::string& title, std::span<const float> values, double limit,
                        const std::string& unit);
 
-}  // namespace calibrating
+}  // namespace imaging

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "calibrating/Plot.h"
+#include "imaging/Plot.h"
 
 #include <fmt/format.h>
 
@@ -12,7 +12,7 @@
 #include "simulation/Image.h"
 #include "texts/Markup.h"
 
-namespace calibrating {
+namespace imaging {
 namespace {
 
 constexpr double width = 520.0;  // of a diagram with its labels, pixels
@@ -22,23 +22,50 @@ constexpr double right = 12.0;
 constexpr double top = 42.0;
 constexpr double bottom = 42.0;
 
+// From the minimum to the maximum, which are decimal logarithms on a logarithmic axis.
 struct Axis {
     double minimum = 0.0;
     double maximum = 1.0;
     double begin = 0.0;  // pixels
     double end = 1.0;
+    bool isLogarithmic = false;
 
-    double at(double value) const { return begin + (value - minimum) / (maximum - minimum) * (end - begin); }
+    bool shows(double value) const { return std::isfinite(isLogarithmic ? std::log10(value) : value); }
+
+    double at(double value) const {
+        const double place = isLogarithmic ? std::log10(value) : value;
+        return begin + (place - minimum) / (maximum - minimum) * (end - begin);
+    }
+
+    std::vector<double> marks(int most) const {
+        if (!isLogarithmic) {
+            return scaleMarks(minimum, maximum, most);
+        }
+        std::vector<double> values;
+        for (int power = static_cast<int>(std::floor(minimum)); power <= maximum; ++power) {
+            for (const double digit : {1.0, 2.0, 5.0}) {
+                values.push_back(digit * std::pow(10.0, power));
+            }
+        }
+        const double low = std::pow(10.0, minimum);
+        const double high = std::pow(10.0, maximum);
+        std::erase_if(values, [&](double value) { return value < low || value > high; });
+        return values;
+    }
 };
 
-Axis axisOf(std::vector<double> values, double begin, double end) {
+Axis axisOf(std::vector<double> values, double begin, double end, bool isLogarithmic) {
+    if (isLogarithmic) {
+        std::ranges::transform(values, values.begin(), [](double value) { return std::log10(value); });
+    }
     std::erase_if(values, [](double value) { return !std::isfinite(value); });
     if (values.empty()) {
-        return {0.0, 1.0, begin, end};
+        return {0.0, 1.0, begin, end, isLogarithmic};
     }
     const auto [least, most] = std::ranges::minmax(values);
-    const double margin = most > least ? 0.05 * (most - least) : std::max(1.0, std::abs(most));
-    return {least - margin, most + margin, begin, end};
+    const double alone = isLogarithmic ? 0.5 : std::max(1.0, std::abs(most));
+    const double margin = most > least ? 0.05 * (most - least) : alone;
+    return {least - margin, most + margin, begin, end, isLogarithmic};
 }
 
 std::string textAt(double x, double y, const std::string& anchor, const std::string& text) {
@@ -48,12 +75,12 @@ std::string textAt(double x, double y, const std::string& anchor, const std::str
 
 std::string gridOf(const Axis& x, const Axis& y) {
     std::string svg;
-    for (const double mark : imaging::scaleMarks(x.minimum, x.maximum, 8)) {
+    for (const double mark : x.marks(8)) {
         svg +=
             fmt::format("<path class=\"grid\" d=\"M{0:.1f} {1:.1f}V{2:.1f}\"/>", x.at(mark), y.begin, y.end);
         svg += textAt(x.at(mark), y.begin + 15.0, "middle", fmt::format("{:g}", mark + 0.0));
     }
-    for (const double mark : imaging::scaleMarks(y.minimum, y.maximum, 6)) {
+    for (const double mark : y.marks(6)) {
         svg +=
             fmt::format("<path class=\"grid\" d=\"M{0:.1f} {1:.1f}H{2:.1f}\"/>", x.begin, y.at(mark), x.end);
         svg += textAt(x.begin - 6.0, y.at(mark) + 4.0, "end", fmt::format("{:g}", mark + 0.0));
@@ -65,11 +92,11 @@ std::string seriesSvg(const PlotSeries& series, const Axis& x, const Axis& y) {
     std::string svg;
     std::string line;
     for (const PlotPoint& point : series.points) {
-        if (!std::isfinite(point.x) || !std::isfinite(point.y)) {
+        if (!x.shows(point.x) || !y.shows(point.y)) {
             continue;
         }
         line += fmt::format("{}{:.1f} {:.1f}", line.empty() ? "M" : "L", x.at(point.x), y.at(point.y));
-        if (series.hasBars) {
+        if (series.hasBars && y.shows(point.low) && y.shows(point.high)) {
             svg += fmt::format("<path stroke=\"{}\" stroke-opacity=\"0.45\" d=\"M{:.1f} {:.1f}V{:.1f}\"/>",
                                series.color, x.at(point.x), y.at(point.low), y.at(point.high));
         }
@@ -93,7 +120,7 @@ std::string open(double wide, double high) {
 
 std::string svgOf(const Plot& plot) {
     std::vector<double> xs;
-    std::vector<double> ys{0.0};
+    std::vector<double> ys{0.0};  // the zero line is always there; a logarithmic axis has none
     for (const PlotSeries& series : plot.series) {
         for (const PlotPoint& point : series.points) {
             xs.push_back(point.x);
@@ -103,8 +130,8 @@ std::string svgOf(const Plot& plot) {
             }
         }
     }
-    const Axis x = axisOf(xs, left, width - right);
-    const Axis y = axisOf(ys, height - bottom, top);
+    const Axis x = axisOf(xs, left, width - right, plot.isLogarithmicX);
+    const Axis y = axisOf(ys, height - bottom, top, plot.isLogarithmicY);
     std::string svg = open(width, height) + gridOf(x, y);
     double legend = left;
     for (const PlotSeries& series : plot.series) {
@@ -140,7 +167,7 @@ std::string svgOfImage(const std::string& title, std::span<const float> values, 
                 sum += static_cast<double>(values[static_cast<std::size_t>(pixel)]);
             }
             const double position = 0.5 + 0.5 * sum / (square * square) / limit;
-            const imaging::Color color = imaging::colorAt(imaging::ColorMap::BlueWhiteRed, position);
+            const Color color = colorAt(ColorMap::BlueWhiteRed, position);
             svg += fmt::format(
                 "<rect x=\"{:g}\" y=\"{:g}\" width=\"{:g}\" height=\"{:g}\" fill=\"#{:02x}{:02x}{:02x}\"/>",
                 column * size, top + row * size, size, size, color.red, color.green, color.blue);
@@ -149,4 +176,4 @@ std::string svgOfImage(const std::string& title, std::span<const float> values, 
     return svg + "</svg>";
 }
 
-}  // namespace calibrating
+}  // namespace imaging
