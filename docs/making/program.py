@@ -45,9 +45,10 @@ class Program:
         """What the expression addresses, of each packet that has it."""
         return self._arrays(file, "--member", expression)
 
-    def values(self, file, channel, expression):
-        """Expressions and values of the first record on the channel, and the names of those that have some."""
-        packet = json.loads(self.call("show", file, channel, expression, "--json", "--unused"))["packets"][0]
+    def values(self, file, channel, expression, packet=0):
+        """Expressions and values of a record on the channel, and the names of those that have some."""
+        printed = json.loads(self.call("show", file, channel, expression, "--json", "--unused", "--all"))
+        packet = printed["packets"][packet]
         return packet["values"], packet.get("names", {})
 
     def _arrays(self, file, *what):

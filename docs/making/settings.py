@@ -1,10 +1,11 @@
 # SPDX-License-Identifier: Apache-2.0
 """docs/settings.md: the column of defaults, whether the page has every setting, and the pairs of pictures."""
+import json
 import re
 
 import numpy
 
-from figure import Picture, Scale, figure
+from figure import Chart, Line, Picture, Scale, figure
 from pipeline import METRES, errors
 from program import CUSTOMIZATION
 
@@ -67,12 +68,12 @@ def _default(value, values):
 def distances(program, recording, pair, scale=METRES, part=(slice(None), slice(None))):
     """A picture of the last distance for each (title, settings)."""
     return figure([Picture(title, program.images(program.result(recording, *settings), "distance")[-1][part], scale)
-                   for title, settings in pair], columns=2)
+                   for title, settings in pair], columns=3 if len(pair) == 3 else 2)
 
 
 def errors_of(program, recording, pair, part=PART):
     return figure([Picture(f"error, {title}", errors(program, recording, *settings, frame=-1)[part], ERROR)
-                   for title, settings in pair], columns=2)
+                   for title, settings in pair], columns=3 if len(pair) == 3 else 2)
 
 
 def change(name, *values):
@@ -112,9 +113,18 @@ def sigma_distance(program):
                       for sigma in (0.01, 0.2)])
 
 
+def sigma_pixel(program):
+    return errors_of(program, room(program, "--frames", "8"),
+                     [(f"bilateral 5x5, sigmaPixel = {sigma}", [f"{FILTERS}spatialFilter=bilateral",
+                                                                f"{FILTERS}spatBilateralSettings.maskSize=5x5",
+                                                                f"{FILTERS}spatBilateralSettings.sigmaPixel={sigma}"])
+                      for sigma in (0.5, 3)])
+
+
 def temporal(program):
     return errors_of(program, room(program, "--frames", "8"),
-                     [(f"frame 8, {kind}", [f"{FILTERS}temporalFilter={kind}"]) for kind in ("none", "mean")])
+                     [(f"frame 8, {kind}", [f"{FILTERS}temporalFilter={kind}"])
+                      for kind in ("none", "mean", "adaptiveExponential")])
 
 
 def amplitude_filter(program):
@@ -137,8 +147,9 @@ def straylight_threshold(program):
     psf = program.qor.resolve().parents[2] / "lib/straylight_psf.f32"
     recording = program.recording("--scene", "glare", "--exposures", "60,3000", "--straylight", psf)
     on = f"{CUSTOMIZATION}enableStraylightCorrection=1"
-    pair = change(f"{CUSTOMIZATION}absDistStraylightThreshold", 0, 0.1)
-    return distances(program, recording, [(title, [on, *settings]) for title, settings in pair])
+    cells = (change(f"{CUSTOMIZATION}absDistStraylightThreshold", 0, 0.1) +
+             change(f"{CUSTOMIZATION}relAmpStraylightThreshold", 0.1))
+    return distances(program, recording, [(title, [on, *settings]) for title, settings in cells])
 
 
 def line_distance(program):
@@ -172,12 +183,52 @@ def pose(program):
     return figure(cells)
 
 
+def proposals(program, *options):
+    """The exposure times that a camera takes which follows the proposals, in a scene that turns bright and dark."""
+    printed = json.loads(program.call("simulate", "--auto-exposure", "--exposures", "1000", "--frames", "24", *options,
+                                      "--brightness-steps", "0:6,8:0.02,16:6", "--json", "--out",
+                                      program.work / "exposure.zelta"))
+    frames = printed["autoExposure"]["frames"]
+    return [frame["frame"] for frame in frames], [frame["exposuresMicroseconds"][0] for frame in frames]
+
+
+def exposure_limits(program):
+    def chart(title, options):
+        lines = [Line(name, *proposals(program, option, value), steps=True) for name, option, value in options]
+        return Chart(title, "frame", "microseconds", lines, (0, 23), (0, 2600), [0, 4, 8, 12, 16, 20],
+                     [0, 500, 1000, 1500, 2000])
+    return figure([
+        chart("maxNumberOfSaturatedPixels", [("100", "--max-saturated", "100"), ("8000", "--max-saturated", "8000")]),
+        chart("maxExposureTime", [("2000", "--max-exposure", "2000"), ("1000", "--max-exposure", "1000")])])
+
+
+def region(program):
+    recording = program.recording("--scene", "room", "--auto-exposure", "--exposures", "1000", "--frames", "3")
+    rectangle = f"{CUSTOMIZATION}autoExpSet.roiSettings.rois.ROIs[0].rectangle."
+    cells = []
+    for title, (x, y, width, height) in (("whole picture", (112, 86, 224, 172)), ("ball", (128, 145, 36, 36)),
+                                         ("wall", (112, 40, 60, 40))):
+        result = program.result(recording, *(f"{rectangle}{name}={value}" for name, value in (
+            ("center.x", x), ("center.y", y), ("width", width), ("height", height))))
+        values, _ = program.values(result, "3210", "QorDistanceImageIFOutput.longAutoExpTime", packet=-1)
+        amplitude = program.images(result, "amplitude")[-1].astype(float)
+        rows, columns = numpy.mgrid[0:172, 0:224]
+        outside = (abs(columns + 0.5 - x) > width / 2) | (abs(rows + 0.5 - y) > height / 2)
+        amplitude[outside] = numpy.nan
+        cells.append(Picture(f"region: {title}; proposal {list(values.values())[0]} us", amplitude,
+                             Scale("viridis", 0, 6, "counts/us")))
+    return figure(cells)
+
+
 FIGURES = {
     "settings-min-amplitude": min_amplitude,
     "settings-symmetry": symmetry,
     "settings-spatial": spatial,
     "settings-mask-size": mask_size,
     "settings-sigma-distance": sigma_distance,
+    "settings-sigma-pixel": sigma_pixel,
+    "settings-exposure-limits": exposure_limits,
+    "settings-region": region,
     "settings-temporal": temporal,
     "settings-amplitude-filter": amplitude_filter,
     "settings-noise-threshold": noise_threshold,

@@ -6,13 +6,14 @@
 #include <stdio_ext.h>
 #include <unistd.h>
 
-#include <array>
 #include <cstdio>
 #include <exception>
 #include <limits>
 #include <system_error>
+#include <utility>
 
 #include "QorPlugin.h"
+#include "plugin/HostSettings.h"
 
 namespace plugin {
 namespace {
@@ -34,11 +35,21 @@ std::string openingFailure(const std::string& path) {
     return reason;
 }
 
+bool standardOutputStays = false;
+
+std::vector<std::filesystem::path>& namedFolders() {
+    static std::vector<std::filesystem::path> folders;
+    return folders;
+}
+
 // While it lives, a plug-in's printed text goes to standard error:
 // standard output belongs to the host.
 class GuestOutput {
  public:
     GuestOutput() {
+        if (standardOutputStays) {
+            return;
+        }
         std::fflush(stdout);
         own_ = dup(STDOUT_FILENO);
         if (own_ != -1) {
@@ -46,6 +57,9 @@ class GuestOutput {
         }
     }
     ~GuestOutput() {
+        if (standardOutputStays) {
+            return;
+        }
         if (std::fflush(stdout) != 0) {  // nobody reads it; it must not reach the host's output
             __fpurge(stdout);
             std::clearerr(stdout);
@@ -113,16 +127,25 @@ struct Plugin::Library {
     void* handle = nullptr;
 };
 
+void searchPluginIn(std::vector<std::filesystem::path> folders) {
+    namedFolders() = std::move(folders);
+}
+
+void keepStandardOutput() {
+    standardOutputStays = true;
+}
+
 std::filesystem::path defaultPlugin() {
     std::error_code error;
     const std::filesystem::path command = std::filesystem::read_symlink("/proc/self/exe", error);
     const std::filesystem::path folder = command.parent_path();
-    const std::array<std::filesystem::path, 4> places{
-        folder / fileName, folder / QOR_LIBRARY_FOLDER / fileName, folder / "../lib" / fileName,
-        folder / "../../lib" / fileName};
+    std::vector<std::filesystem::path> folders = namedFolders();
+    if (folders.empty()) {
+        folders = {folder, folder / QOR_LIBRARY_FOLDER, folder / "../lib", folder / "../../lib"};
+    }
     std::string tried;
-    for (const std::filesystem::path& place : places) {
-        const std::filesystem::path plain = place.lexically_normal();
+    for (const std::filesystem::path& place : folders) {
+        const std::filesystem::path plain = (place / fileName).lexically_normal();
         if (std::filesystem::exists(plain, error)) {
             return plain;
         }

@@ -13,6 +13,7 @@
 #include <system_error>
 
 #include "files/UnfinishedFile.h"
+#include "qor/Reception.h"
 #include "recording/Container.h"
 
 namespace qor {
@@ -161,7 +162,12 @@ void printJsonError(const std::string& command, const std::string& sentence) {
 }
 
 void printJson(const nlohmann::ordered_json& document) {
-    fmt::print("{}\n", document.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+    const std::string text = document.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+    if (Reception* const reception = currentReception()) {
+        reception->document = text;
+        return;
+    }
+    fmt::print("{}\n", text);
 }
 
 }  // namespace qor

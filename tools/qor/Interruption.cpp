@@ -29,4 +29,8 @@ bool interrupted() {
     return wasInterrupted != 0;
 }
 
+void forgetInterruption() {
+    wasInterrupted = 0;
+}
+
 }  // namespace qor

@@ -11,4 +11,7 @@ void listenForInterruption();
 
 bool interrupted();
 
+// For a program that does more than one piece of work.
+void forgetInterruption();
+
 }  // namespace qor

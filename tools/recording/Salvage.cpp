@@ -272,6 +272,12 @@ void FileBytes::forget(std::size_t offset) {
     forgotten_ += count;
 }
 
+void FileBytes::freePages() {
+    if (mapped_ != nullptr) {
+        madvise(mapped_, bytes_.size(), MADV_DONTNEED);
+    }
+}
+
 Stretch packetAt(FileBytes& bytes, std::size_t offset) {
     return Walk(bytes, offset).packet();
 }

@@ -44,6 +44,9 @@ class FileBytes {
     // What comes before an offset is no longer wanted.
     void forget(std::size_t offset);
 
+    // Gives the memory of a mapped file back to the system. What is touched again is there again.
+    void freePages();
+
     std::size_t bytesInMemory() const { return read_.size(); }
 
  private:

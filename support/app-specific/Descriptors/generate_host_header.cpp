@@ -219,6 +219,10 @@ std::string enumerators() {
                                                 QOR_ENUMERATOR(AutoExposureApplyMode_ROIExpansion)
 #undef QOR_ENUMERATOR
     };
+    // The last enumerator of each list is their number.
+    static_assert(std::size(values) == std::size_t{TempFilter_MAX} + SpatialFilter_MAX + FilterMaskSize_MAX +
+                                           ROITypeMax + AutoExposureROIType_Max + AutoExposureApplyMode_MAX,
+                  "an enumerator has no name for hosts");
     std::string text;
     for (const auto& [name, value] : values) {
         text += (text.empty() ? "    " : ",\n    ") + std::string(name) + " = " + std::to_string(value);
