@@ -9,7 +9,8 @@ from urllib.parse import unquote
 
 CHECKOUT = Path(__file__).resolve().parents[2]
 GROUPS = {
-    "Using it": ["your-camera", "settings", "recordings", "results", "figures", "calibration", "export", "diff", "workbench",
+    "Using it": ["your-camera", "settings", "recordings", "results", "figures", "calibration", "export", "diff", "archives",
+                 "workbench",
                  "simulated-camera"],
     "Inside": ["pipeline", "hosts", "device", "packages", "packets-and-definitions", "trust", "speed", "changing"],
 }

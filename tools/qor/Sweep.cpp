@@ -35,6 +35,7 @@ struct Options {
     bool resume = false;
     bool force = false;
     bool pictures = false;
+    bool report = false;
     bool quiet = false;
 };
 
@@ -87,9 +88,10 @@ std::vector<std::string> wordsOf(const Options& options) {
     if (!options.best.empty()) {
         words.push_back("--best=" + options.best);
     }
-    const std::array<std::pair<bool, const char*>, 4> flags{{{options.resume, "--resume"},
+    const std::array<std::pair<bool, const char*>, 5> flags{{{options.resume, "--resume"},
                                                              {options.force, "--force"},
                                                              {options.pictures, "--pictures"},
+                                                             {options.report, "--report"},
 
                                                              {options.quiet, "--quiet"}}};
     for (const auto& [given, name] : flags) {
@@ -140,7 +142,7 @@ void addSweep(CLI::App& app, int& exitCode) {
         ->add_option(
             "PLAN", options->plan,
             "Recordings and settings, a TOML file; after it recordings in place of the plan's: files,\n"
-            "folders, patterns. Without a plan --best looks at the sweep in --out")
+            "folders, patterns. Without a plan --best and --report look at the sweep in --out")
         ->type_name("");
     command
         ->add_option("-o,--out", options->folder,
@@ -170,6 +172,10 @@ void addSweep(CLI::App& app, int& exitCode) {
                      "\"max FIGURE\", and conditions, for example \"rms_mm where valid_share > 0.9\"")
         ->check(checkNotEmpty)
         ->type_name("WISH");
+    command->add_flag(
+        "--report", options->report,
+        "Write report.html into the folder: the figure of --best over each setting, pictures of\n"
+        "the best and the worst, the table");
     command->add_flag("--quiet", options->quiet, "No progress and no report; only what is wrong");
     command->footer(
         "docs/archives.md has the form of a plan.\n"

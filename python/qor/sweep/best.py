@@ -11,6 +11,8 @@ from .faults import UsageError
 OPERATORS = {"<": operator.lt, "<=": operator.le, ">": operator.gt, ">=": operator.ge}
 
 FIGURE = r"(?:abs\(\s*[\w.-]+\s*\)|[\w.-]+)"
+Line = dict[str, Any]  # of the table: values by the names of the columns
+
 NUMBER = r"[+-]?(?:\d+\.?\d*|\.\d+)(?:e[+-]?\d+)?"
 WISH = re.compile(rf"\s*(?:(min|max)\s+)?({FIGURE})(?:\s+where\s+(.+?))?\s*")
 CONDITION = re.compile(rf"\s*({FIGURE})\s*(<=|>=|<|>)\s*({NUMBER})\s*")
@@ -28,7 +30,7 @@ class Figure:
         inside = re.fullmatch(r"abs\(\s*(.+?)\s*\)", text)
         return cls(inside[1], True) if inside else cls(text, False)
 
-    def of(self, line: dict[str, Any]) -> float | None:
+    def of(self, line: Line) -> float | None:
         value = line[self.name]
         return abs(value) if self.magnitude and value is not None else value  # type: ignore[no-any-return]
 
@@ -104,7 +106,13 @@ class Ranking:
                 f"# {self.wish.figure} = {self.means[number]!r}, mean over {len(self.recordings)} recordings\n")
 
 
-def rank(lines: list[dict[str, Any]], wish: Wish) -> Ranking:
+def usual_wish(lines: list[Line]) -> Wish:
+    """What is best if nobody says it: the first of these figures that was measured."""
+    figures = [name for name in ("rms_mm", "temporal_noise_mm") if any(line.get(name) is not None for line in lines)]
+    return Wish.read(figures[0] if figures else "max valid_share")
+
+
+def rank(lines: list[Line], wish: Wish) -> Ranking:
     """Judges the lines of a table."""
     for figure in wish.figures():
         if not any(isinstance(line.get(figure.name), (int, float)) for line in lines):

@@ -6,14 +6,16 @@ import importlib.util
 import os
 import signal
 import sys
+from pathlib import Path
 from typing import Any
 
-from .best import Ranking, Wish, rank
+from .best import Ranking, Wish, rank, usual_wish
 from .faults import BAD_DATA, FINDINGS, GOOD, USAGE, ProgramError, UsageError
 from .folder import Sweep, SweepFolder, read_sweep
 from .plan import Plan, read_plan
 from .program import program
 from .progress import Progress
+from .report import write_report
 from .settings import settings_file
 from .table import lines_of, write_table
 
@@ -30,6 +32,7 @@ def parser() -> argparse.ArgumentParser:
     options.add_argument("--force", action="store_true")
     options.add_argument("--pictures", action="store_true")
     options.add_argument("--best", metavar="WISH")
+    options.add_argument("--report", action="store_true")
     options.add_argument("--quiet", action="store_true")
     return options
 
@@ -63,15 +66,19 @@ def _sweep(options: argparse.Namespace) -> int:
         exit_code, sweep, rows = _run(options, read_plan(options.plan, options.recordings))
         if sweep is None:
             return exit_code
-    elif wish:
+    elif wish or options.report:
         exit_code = GOOD
         sweep, rows = read_sweep(options.out)
     else:
-        raise UsageError("name a plan, or ask with --best about the sweep in --out.")
+        raise UsageError("name a plan, or ask with --best or --report about the sweep in --out.")
     lines = lines_of(sweep, rows)
     ranking = rank(lines, wish) if wish else None
     if ranking:
         exit_code = max(exit_code, _print_best(sweep, ranking))
+    if options.report:
+        page = write_report(Path(options.out), sweep, lines, ranking or rank(lines, usual_wish(lines)))
+        if not options.quiet:
+            say(str(page))
     return exit_code
 
 

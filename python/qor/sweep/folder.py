@@ -66,6 +66,7 @@ class SweepFolder:
         except OSError as error:
             raise UsageError(f"Another sweep is at work in {path}.") from error
         if not resume:
+            (self.path / SWEEP).unlink(missing_ok=True)  # its rows go
             self._file.truncate(0)
         self.rows = _read_rows(rows)
         self._end_torn_line()

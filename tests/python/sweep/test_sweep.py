@@ -5,6 +5,7 @@ import csv
 import io
 import json
 import os
+import re
 import signal
 import subprocess
 import time
@@ -215,3 +216,28 @@ def test_the_best_settings_run(plan, tmp_path):
                if float(line["valid_share"]) > 0.5]
     assert document["figures"]["rms_mm"] == min(allowed)
     assert len(allowed) < 6  # the condition leaves some out
+
+
+def test_a_report_needs_no_other_file(tmp_path):
+    simulate(tmp_path / "r.zelta", "--scene", "room")
+    (tmp_path / "bad.zelta").write_text("no recording\n" * 100)
+    (tmp_path / "plan.toml").write_text(
+        "recordings = \"*.zelta\"\n[grid]\n\"QorDistanceImageIFInput.customization.minAmplitude\" = [20, 500]\n")
+    outcome = sweep(tmp_path / "plan.toml", "--jobs", 2, "--out", tmp_path / "sweep", "--report")
+    assert outcome.returncode == 1, outcome.stderr
+    page = (tmp_path / "sweep/report.html").read_text()
+    for part in ("rms_mm over QorDistanceImageIFInput.customization.minAmplitude", "<h3>Best: ", "<h3>Worst: ",
+                 "bad.zelta is damaged at byte"):
+        assert part in page
+    assert page.count("src=\"data:image/png;base64,") == 6
+    assert "http" not in page and "src=\"" not in page.replace("src=\"data:", "")
+
+
+def test_the_command_and_python_know_the_same_options():
+    from qor.sweep.command import parser
+
+    text = subprocess.run([os.environ["QOR_COMMAND"], "sweep", "--help"], capture_output=True, text=True,
+                          check=True).stdout
+    listed = set(re.findall(r"^  (?:-\w,)?(--[a-z]+)", text, re.MULTILINE))
+    known = {name for action in parser()._actions for name in action.option_strings if name.startswith("--")}
+    assert listed == known | {"--help"}
