@@ -15,7 +15,8 @@ import warnings
 from typing import Any, Iterable, Mapping, Optional, Sequence, Union
 
 from . import _qor
-from ._errors import DataError, Finding, UsageError
+from ._errors import DataError, Error, Finding, UsageError
+from ._recordings import Recording
 from ._settings import Settings, setting_words, value_text
 
 Path = Union[str, "os.PathLike[str]"]
@@ -93,8 +94,8 @@ def simulate(output: Path, **options: Any) -> Document:
     """Makes a recording of a simulated camera, with its truth: ``qor simulate``.
 
     Options are those of the command with underscores, for example ``simulate("room.zelta", scene="room",
-    frames=3, exposures=[400, 1600], no_noise=True)``: exposure times in microseconds, frequencies in Hz or as "60MHz", ambient
-    light in kilolux, temperature in degrees Celsius. Returns the command's JSON document. With
+    frames=3, exposures=[400, 1600], no_noise=True)``: exposure times in microseconds, frequencies in Hz or as
+    ``"60MHz"``, ambient light in kilolux, temperature in degrees Celsius. Returns the command's JSON document. With
     ``auto_exposure=True`` the algorithm is in the loop.
 
     Raises ``TypeError`` for an unknown option, ``UsageError`` for a value that no camera could follow,
@@ -138,11 +139,19 @@ def metrics(file: Path, settings: Optional[Settings] = None, **options: Any) -> 
     command's JSON document: ``figures`` (docs/figures.md has the formula and unit of each; ``None`` where it was not
     measured), ``noiseByAmplitude``, ``regions``, ``stages``, ``conditions``, ``findings``.
 
-    Raises ``PipelineBusy`` if a ``Pipeline`` lives in this process, ``UsageError`` for a setting that the recording
-    does not have, ``DataError`` for a file that is damaged; its ``document`` has the figures up to there.
+    Raises ``PipelineBusy`` for a recording if a ``Pipeline`` lives in this process, ``UsageError`` for a setting that
+    the recording does not have, ``DataError`` for a file that is damaged; its ``document`` has the figures up to there.
     """
     words = [_file(file), *setting_words(settings), *_option_words("metrics", options)]
-    return _call("metrics", words, True)
+    return _call("metrics", words, not _is_result(file))
+
+
+def _is_result(file: Path) -> bool:
+    """A result is measured without the algorithm. What cannot be read is for the command to tell."""
+    try:
+        return Recording(file).kind == "result"
+    except Error:
+        return False
 
 
 def evaluate(recording: Path, settings: Optional[Settings] = None, **options: Any) -> dict[str, Optional[float]]:

@@ -35,12 +35,11 @@ class Packet:
     Its bytes stay where they are; a packet or an array of it keeps the file mapped.
     """
 
-    __slots__ = ("_bytes", "_numbers")
+    __slots__ = ("_bytes",)
 
     def __init__(self, data: Union[_qor.PacketBytes, bytes, bytearray, memoryview]) -> None:
         """Also of bytes that a program got elsewhere. Raises ``RecordingError`` if they are no packet."""
         self._bytes = data if isinstance(data, _qor.PacketBytes) else _qor.PacketBytes(bytes(data))
-        self._numbers = tuple(channel for channel, _, _ in self._bytes.chunks)
 
     @property
     def index(self) -> int:
@@ -55,7 +54,7 @@ class Packet:
     @property
     def channels(self) -> tuple[int, ...]:
         """The channel of each chunk."""
-        return self._numbers
+        return tuple(chunk[0] for chunk in self._bytes.chunks)
 
     @property
     def raw_image(self) -> Optional[NDArray[numpy.uint16]]:
@@ -70,7 +69,8 @@ class Packet:
     def get(self, channel: Union[int, str]) -> Optional[Record]:
         """The first record on a channel, by number or name; None if there is none."""
         number = channels.get(channel, -1) if isinstance(channel, str) else channel
-        return record_in(self._bytes, self._numbers.index(number)) if number in self._numbers else None
+        numbers = tuple(chunk[0] for chunk in self._bytes.chunks)
+        return record_in(self._bytes, numbers.index(number)) if number in numbers else None
 
     def __getitem__(self, channel: Union[int, str]) -> Record:
         record = self.get(channel)
@@ -85,14 +85,14 @@ class Packet:
         return record
 
     def __contains__(self, channel: Union[int, str]) -> bool:
-        return (channels.get(channel, -1) if isinstance(channel, str) else channel) in self._numbers
+        return (channels.get(channel, -1) if isinstance(channel, str) else channel) in self.channels
 
     def __iter__(self) -> Iterator[Record]:
         """All records in their order."""
-        return (record_in(self._bytes, number) for number in range(len(self._numbers)))
+        return (record_in(self._bytes, number) for number in range(len(self.channels)))
 
     def __len__(self) -> int:
-        return len(self._numbers)
+        return len(self.channels)
 
     def __bytes__(self) -> bytes:
         return bytes(memoryview(self._bytes))  # type: ignore[arg-type]
@@ -102,7 +102,7 @@ class Packet:
         return memoryview(self._bytes).nbytes  # type: ignore[arg-type]
 
     def __repr__(self) -> str:
-        return f"<qor.Packet {self.index}: channels {', '.join(map(str, self._numbers))}; {self.nbytes} bytes>"
+        return f"<qor.Packet {self.index}: channels {', '.join(map(str, self.channels))}; {self.nbytes} bytes>"
 
 
 class Frame:

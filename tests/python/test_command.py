@@ -138,8 +138,8 @@ def test_simulate_makes_the_bytes_of_the_command(tmp_path):
 def test_phases_of_numpy_go_through_importing_and_the_pipeline(wall, tmp_path):
     images = qor.open(wall).frames[0].images[1:]
     numpy.save(tmp_path / "phases.npy", images)
-    document = qor.importing(tmp_path / "phases.npy", tmp_path / "mine.zelta", frequencies=["60MHz"], exposures=[1000],
-                             axes="phase,y,x")
+    document = qor.importing(tmp_path / "phases.npy", tmp_path / "mine.zelta", frequencies=["60MHz"],
+                             exposures=[1000], axes="phase,y,x")
     assert document["command"] == "import"
     with qor.Pipeline() as pipeline:
         frames = list(pipeline.frames(tmp_path / "mine.zelta"))

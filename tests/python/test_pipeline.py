@@ -75,6 +75,10 @@ def test_raw_phases_need_a_recording(pipeline):
         pipeline.process_images(numpy.zeros((4, 172, 224), numpy.uint16))
 
 
+def test_a_result_is_measured_beside_a_pipeline(pipeline, result):
+    assert qor.metrics(result)["figures"]["frames"] == 3
+
+
 def test_a_second_pipeline_is_refused_with_the_way_out(pipeline, wall, tmp_path):
     way_out = r"qor.run\(recordings, output, processes=N\)"
     with pytest.raises(qor.PipelineBusy, match=way_out):

@@ -19,7 +19,7 @@ def same(one, other):
     if isinstance(one, qor.Record):
         assert set(one.members) == set(other.members)
         if one.array.shape:
-            return all(same(a, b) for a, b in zip((one[k] for k in range(len(one))), (other[k] for k in range(len(other)))))
+            return len(one) == len(other) and all(same(one[k], other[k]) for k in range(len(one)))
         return all(same(one[member], other[member]) for member in one.members)
     return numpy.array_equal(one, other, equal_nan=numpy.asarray(one).dtype.kind == "f")
 
