@@ -16,19 +16,33 @@
 namespace figures {
 namespace {
 
-constexpr std::array<double, 8> binEdges{300.0, 450.0, 650.0, 900.0, 1300.0, 1900.0, 2700.0, 4100.0};
+constexpr std::array<double, Accuracy::binCount + 1> binEdges{300.0,  450.0,  650.0,  900.0,
+                                                              1300.0, 1900.0, 2700.0, 4100.0};
 
 // Of a second difference, in variances of one of its three values.
 constexpr double varianceOfDifference = 1.5;
 
-const std::vector<double> nothing;
+// Pixels of unknown amplitude, and of one outside of all bins, are in this one.
+constexpr std::size_t noBin = binEdges.size() - 1;
+
+std::size_t binOf(float rawAmplitude) {
+    const auto amplitude = static_cast<double>(rawAmplitude);
+    if (!(amplitude >= binEdges.front() && amplitude < binEdges.back())) {
+        return noBin;
+    }
+    std::size_t bin = 0;
+    while (amplitude >= binEdges[bin + 1]) {
+        ++bin;
+    }
+    return bin;
+}
 
 bool isMarked(const std::vector<std::uint8_t>& mask, std::size_t pixel) {
     return !mask.empty() && mask[pixel] != 0;
 }
 
-double valueAt(const std::vector<double>& image, std::size_t pixel) {
-    return image.empty() ? std::numeric_limits<double>::quiet_NaN() : image[pixel];
+double valueAt(const std::vector<double>* image, std::size_t pixel) {
+    return image == nullptr || image->empty() ? std::numeric_limits<double>::quiet_NaN() : (*image)[pixel];
 }
 
 double squareOf(float value) {
@@ -49,31 +63,14 @@ bool tellsAmplitudes(const simulation::Truth& truth) {
     return source != nullptr && !source->rawAmplitude.empty();
 }
 
-// Of the pixels of a range of raw amplitudes.
-struct Sums {
-    std::size_t pixels = 0;
-    double errors = 0.0;
-    double squares = 0.0;
-    double variances = 0.0;  // predicted
-};
-
-// Pixels of unknown amplitude are in no range.
-template <typename Pixel>
-Sums sumsIn(const std::vector<Pixel>& pixels, double from, double to) {
-    Sums sums;
-    for (const Pixel& pixel : pixels) {
-        const auto amplitude = static_cast<double>(pixel.rawAmplitude);
-        if (amplitude >= from && amplitude < to) {
-            ++sums.pixels;
-            sums.errors += static_cast<double>(pixel.error);
-            sums.squares += squareOf(pixel.error);
-            sums.variances += squareOf(pixel.predicted);
-        }
-    }
-    return sums;
-}
-
 }  // namespace
+
+void Accuracy::Sums::add(const Judged& pixel) {
+    ++pixels;
+    errors += static_cast<double>(pixel.error);
+    squares += squareOf(pixel.error);
+    variances += squareOf(pixel.predicted);
+}
 
 Accuracy::Accuracy(std::vector<double> frequencies, Mask mask)
     : frequencies_(std::move(frequencies)), mask_(std::move(mask)) {
@@ -84,11 +81,9 @@ Accuracy::Accuracy(std::vector<double> frequencies, Mask mask)
 
 double Accuracy::errorOf(double measured, double truth) const {
     const double error = measured - truth;
-    if (frequencies_.size() != 1) {
-        return error;
-    }
-    const double range = simulation::uniqueRange(frequencies_[0]);
-    return std::abs(error) < 0.5 * range ? error : std::remainder(error, range);
+    // Within half the range the remainder is the error itself.
+    const bool wraps = frequencies_.size() == 1 && !(std::abs(error) < 0.5 * shortestRange_);
+    return wraps ? std::remainder(error, shortestRange_) : error;
 }
 
 void Accuracy::add(const simulation::Truth& truth, std::span<const float> distance,
@@ -99,20 +94,19 @@ void Accuracy::add(const simulation::Truth& truth, std::span<const float> distan
     ++frames_;
     knowsAmplitudes_ = knowsAmplitudes_ && tellsAmplitudes(truth);
     knowsEdges_ = knowsEdges_ && !truth.edge.empty();
-    std::vector<Judged> judged(simulation::pixelCount);
+    offEdges_.assign(simulation::pixelCount, {});
     for (std::size_t i = 0; i < simulation::pixelCount; ++i) {
         if (!holds(mask_, i)) {
             continue;
         }
         ++pixels_;
-        pixelsBeyondUniqueRange_ +=
-            frequencies_.size() == 1 && truth.distance[i] >= simulation::uniqueRange(frequencies_[0]) ? 1 : 0;
+        pixelsBeyondUniqueRange_ += frequencies_.size() == 1 && truth.distance[i] >= shortestRange_ ? 1 : 0;
         if (!isUsable(confidence[i], distance[i])) {
             continue;
         }
         ++usablePixels_;
         const simulation::ExposureTruth* const source = exposureOf(truth, confidence[i]);
-        const double amplitude = valueAt(source != nullptr ? source->rawAmplitude : nothing, i);
+        const double amplitude = valueAt(source != nullptr ? &source->rawAmplitude : nullptr, i);
         if (!(truth.distance[i] > 0.0) || isMarked(truth.badPixel, i) || amplitude < judgedAmplitude) {
             continue;
         }
@@ -122,31 +116,35 @@ void Accuracy::add(const simulation::Truth& truth, std::span<const float> distan
         wrongWraps_ += std::abs(measured - truth.distance[i]) >= 0.5 * shortestRange_ ? 1 : 0;
         if (!isMarked(truth.edge, i)) {
             errorsOffEdges_.add(error);
-            const double predicted = valueAt(source != nullptr ? source->distanceDeviation : nothing, i);
-            judged[i] = {static_cast<float>(error), static_cast<float>(amplitude),
-                         static_cast<float>(predicted)};
-            offEdges_.push_back(judged[i]);
+            const double predicted = valueAt(source != nullptr ? &source->distanceDeviation : nullptr, i);
+            offEdges_[i] = {static_cast<float>(error), static_cast<float>(predicted),
+                            binOf(static_cast<float>(amplitude))};
+            errorsOfBins_[offEdges_[i].bin].add(offEdges_[i]);
         }
     }
-    addDifferences(judged);
+    addDifferences();
 }
 
-void Accuracy::addDifferences(const std::vector<Judged>& frame) {
+void Accuracy::addDifferences() {
     constexpr auto width = static_cast<std::size_t>(simulation::imageWidth);
-    for (std::size_t i = 1; i + 1 < frame.size(); ++i) {
-        const std::size_t column = i % width;
-        if (column == 0 || column == width - 1) {
-            continue;
+    for (std::size_t row = 0; row < offEdges_.size(); row += width) {
+        for (std::size_t i = row + 1; i + 1 < row + width; ++i) {
+            addDifference(offEdges_[i - 1], offEdges_[i], offEdges_[i + 1]);
         }
-        const double neighbours =
-            0.5 * (static_cast<double>(frame[i - 1].error) + static_cast<double>(frame[i + 1].error));
-        const double difference = static_cast<double>(frame[i].error) - neighbours;
-        const double variance = squareOf(frame[i].predicted) +
-                                0.25 * (squareOf(frame[i - 1].predicted) + squareOf(frame[i + 1].predicted));
-        if (!std::isnan(difference) && !std::isnan(variance)) {
-            differences_.push_back({static_cast<float>(difference), frame[i].rawAmplitude,
-                                    static_cast<float>(std::sqrt(variance))});
-        }
+    }
+}
+
+void Accuracy::addDifference(const Judged& left, const Judged& pixel, const Judged& right) {
+    if (pixel.bin == noBin) {
+        return;
+    }
+    const double neighbours = 0.5 * (static_cast<double>(left.error) + static_cast<double>(right.error));
+    const double difference = static_cast<double>(pixel.error) - neighbours;
+    const double variance =
+        squareOf(pixel.predicted) + 0.25 * (squareOf(left.predicted) + squareOf(right.predicted));
+    if (!std::isnan(difference) && !std::isnan(variance)) {
+        differencesOfBins_[pixel.bin].add(
+            {static_cast<float>(difference), static_cast<float>(std::sqrt(variance)), pixel.bin});
     }
 }
 
@@ -169,8 +167,8 @@ AccuracySummary Accuracy::summary() const {
     }
     summary.knowsAmplitudes = knowsAmplitudes_;
     summary.knowsEdges = knowsEdges_;
-    for (std::size_t k = 0; k + 1 < binEdges.size(); ++k) {
-        const Sums errors = sumsIn(offEdges_, binEdges[k], binEdges[k + 1]);
+    for (std::size_t k = 0; k < noBin; ++k) {
+        const Sums& errors = errorsOfBins_[k];
         if (errors.pixels == 0) {
             continue;
         }
@@ -181,7 +179,7 @@ AccuracySummary Accuracy::summary() const {
         const auto count = static_cast<double>(errors.pixels);
         bin.bias = errors.errors / count;
         bin.deviation = std::sqrt(std::max(0.0, errors.squares / count - bin.bias * bin.bias));
-        const Sums noise = sumsIn(differences_, bin.from, bin.to);
+        const Sums& noise = differencesOfBins_[k];
         if (noise.pixels > 0) {
             const double scale = varianceOfDifference * static_cast<double>(noise.pixels);
             bin.measured = std::sqrt(noise.squares / scale);

@@ -19,6 +19,7 @@
 
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -79,6 +80,8 @@ struct AccuracySummary {
 
 class Accuracy {
  public:
+    static constexpr std::size_t binCount = 7;
+
     // `frequencies` in Hz: one of them makes the error modulo its unique range. Pixels outside of the mask do
     // not count.
     explicit Accuracy(std::vector<double> frequencies, Mask mask = {});
@@ -94,15 +97,26 @@ class Accuracy {
     double errorOf(double measured, double truth) const;
 
  private:
-    // What is unknown is NaN.
+    // Of a pixel, or of a second difference. What is unknown is NaN.
     struct Judged {
         float error = std::numeric_limits<float>::quiet_NaN();
-        float rawAmplitude = std::numeric_limits<float>::quiet_NaN();
         float predicted = std::numeric_limits<float>::quiet_NaN();
+        std::size_t bin = binCount;  // of its raw amplitude; the last one is of no range
     };
 
-    // Takes the noise out of a frame's judged pixels.
-    void addDifferences(const std::vector<Judged>& frame);
+    // Of the pixels of a bin.
+    struct Sums {
+        void add(const Judged& pixel);
+
+        std::size_t pixels = 0;
+        double errors = 0.0;
+        double squares = 0.0;
+        double variances = 0.0;  // predicted
+    };
+
+    // Takes the noise out of the latest frame.
+    void addDifferences();
+    void addDifference(const Judged& left, const Judged& pixel, const Judged& right);
 
     std::vector<double> frequencies_;
     double shortestRange_ = 0.0;  // metres; 0 if unknown
@@ -114,8 +128,9 @@ class Accuracy {
     std::size_t wrongWraps_ = 0;
     Errors errors_;
     Errors errorsOffEdges_;
-    std::vector<Judged> offEdges_;
-    std::vector<Judged> differences_;  // second differences in place of errors
+    std::vector<Judged> offEdges_;  // of the latest frame
+    std::array<Sums, binCount + 1> errorsOfBins_;
+    std::array<Sums, binCount + 1> differencesOfBins_;
     bool knowsAmplitudes_ = true;
     bool knowsEdges_ = true;
 };

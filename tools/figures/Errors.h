@@ -8,16 +8,21 @@
 
 #pragma once
 
+#include <cmath>
 #include <cstddef>
+#include <deque>
 #include <optional>
-#include <vector>
 
 namespace figures {
 
 // Errors in metres. Of no error there is no figure.
 class Errors {
  public:
-    void add(double error);
+    void add(double error) {
+        sum_ += error;
+        squares_ += error * error;
+        absolute_.push_back(static_cast<float>(std::abs(error)));
+    }
 
     std::size_t count() const { return absolute_.size(); }
     std::optional<double> bias() const;
@@ -27,7 +32,7 @@ class Errors {
  private:
     double sum_ = 0.0;
     double squares_ = 0.0;
-    std::vector<float> absolute_;
+    std::deque<float> absolute_;  // grows without being copied
 };
 
 }  // namespace figures

@@ -10,6 +10,11 @@
 
 namespace figures {
 
+// The place, from 0, of the quantile in the order of `count` values, of which there is one at least.
+inline std::size_t rankOf(std::size_t count, double share) {
+    return static_cast<std::size_t>(std::max(std::ceil(share * static_cast<double>(count)), 1.0)) - 1;
+}
+
 // The smallest value that at least `share` of the values, 0 to 1, do not exceed; none of no values. None of
 // them may be NaN.
 template <typename T>
@@ -17,10 +22,9 @@ std::optional<double> quantile(std::vector<T> values, double share) {
     if (values.empty()) {
         return std::nullopt;
     }
-    const auto count = static_cast<double>(values.size());
-    const auto rank = static_cast<std::ptrdiff_t>(std::max(std::ceil(share * count), 1.0)) - 1;
-    std::nth_element(values.begin(), values.begin() + rank, values.end());
-    return static_cast<double>(values[static_cast<std::size_t>(rank)]);
+    const auto found = values.begin() + static_cast<std::ptrdiff_t>(rankOf(values.size(), share));
+    std::nth_element(values.begin(), found, values.end());
+    return static_cast<double>(*found);
 }
 
 }  // namespace figures

@@ -11,22 +11,26 @@
 namespace figures {
 
 void TemporalNoise::add(const Frame& frame, const Mask& mask) {
-    pixels_.resize(simulation::pixelCount);
+    if (frames_ == 0) {
+        usable_.assign(simulation::pixelCount, 0);
+        mean_.assign(simulation::pixelCount, 0.0);
+        squares_.assign(simulation::pixelCount, 0.0);
+        variances_.assign(simulation::pixelCount, 0.0);
+    }
     ++frames_;
     framesWithNoise_ += frame.noise.empty() ? 0 : 1;
-    for (std::size_t i = 0; i < pixels_.size(); ++i) {
-        const auto distance = static_cast<double>(frame.distance[i]);
+    for (std::size_t i = 0; i < simulation::pixelCount; ++i) {
         if (!holds(mask, i) || !isUsable(frame.confidence[i], frame.distance[i])) {
             continue;
         }
-        Pixel& pixel = pixels_[i];
-        ++pixel.usable;
-        const double step = distance - pixel.mean;
-        pixel.mean += step / static_cast<double>(pixel.usable);
-        pixel.squares += step * (distance - pixel.mean);
+        const auto distance = static_cast<double>(frame.distance[i]);
+        ++usable_[i];
+        const double step = distance - mean_[i];
+        mean_[i] += step / static_cast<double>(usable_[i]);
+        squares_[i] += step * (distance - mean_[i]);
         if (!frame.noise.empty()) {
             const auto noise = static_cast<double>(frame.noise[i]);
-            pixel.deliveredVariance += noise * noise;
+            variances_[i] += noise * noise;
         }
     }
 }
@@ -41,13 +45,13 @@ TemporalNoiseSummary TemporalNoise::summary() const {
     std::vector<double> deviations;
     std::vector<double> noises;
     std::vector<double> ratios;
-    for (const Pixel& pixel : pixels_) {
-        if (pixel.usable != frames_) {
+    for (std::size_t i = 0; i < usable_.size(); ++i) {
+        if (static_cast<std::size_t>(usable_[i]) != frames_) {
             continue;
         }
-        const double deviation = std::sqrt(pixel.squares / static_cast<double>(frames_ - 1));
+        const double deviation = std::sqrt(squares_[i] / static_cast<double>(frames_ - 1));
         deviations.push_back(deviation);
-        const double noise = std::sqrt(pixel.deliveredVariance / static_cast<double>(frames_));
+        const double noise = std::sqrt(variances_[i] / static_cast<double>(frames_));
         if (delivered && std::isfinite(noise) && noise > 0.0) {
             noises.push_back(noise);
             ratios.push_back(deviation / noise);

@@ -9,6 +9,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <vector>
 
@@ -37,15 +38,11 @@ class TemporalNoise {
     TemporalNoiseSummary summary() const;
 
  private:
-    // Running mean and sum of squared deviations of a pixel, and the sum of its delivered variances.
-    struct Pixel {
-        std::size_t usable = 0;
-        double mean = 0.0;
-        double squares = 0.0;
-        double deliveredVariance = 0.0;
-    };
-
-    std::vector<Pixel> pixels_;
+    // Of each pixel.
+    std::vector<std::int32_t> usable_;  // frames
+    std::vector<double> mean_;          // running
+    std::vector<double> squares_;       // sum of the squared deviations
+    std::vector<double> variances_;     // sum of the delivered ones
     std::size_t frames_ = 0;
     std::size_t framesWithNoise_ = 0;
 };
