@@ -2,19 +2,16 @@
 """The command, and an archive for sweeps: 40 small recordings and six settings."""
 
 import os
-import subprocess
 import sys
 from pathlib import Path
 
 import pytest
 
 CHECKOUT = Path(__file__).resolve().parents[3]
-PACKAGE = CHECKOUT / "build/release/python"
-sys.path.insert(0, str(PACKAGE))
-sys.path.insert(0, str(Path(__file__).parent))
+sys.path.insert(0, str(CHECKOUT / "build/release/python"))
+sys.path.insert(0, str(Path(__file__).parent))  # running.py
 os.environ.setdefault("QOR_COMMAND", str(CHECKOUT / "build/release/tools/qor/qor"))
 
-RECORDINGS = 40
 PLAN = """
 recordings = "archive"
 [grid]
@@ -25,13 +22,11 @@ regions = { middle = "rect:80,60,64,52" }
 """
 
 
-def simulate(path: Path, *options: str) -> None:
-    subprocess.run([os.environ["QOR_COMMAND"], "simulate", "--quiet", "--out", str(path), *options], check=True)
-
-
 @pytest.fixture(scope="session")
 def plan(tmp_path_factory) -> Path:
     """A plan beside its archive."""
+    from running import RECORDINGS, simulate
+
     folder = tmp_path_factory.mktemp("archive")
     for number in range(RECORDINGS):
         scene = ("wall", "ramp", "room")[number % 3]

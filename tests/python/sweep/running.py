@@ -10,7 +10,13 @@ import time
 from collections.abc import Iterator
 from pathlib import Path
 
+RECORDINGS = 40
+PACKAGE = Path(__file__).resolve().parents[3] / "build/release/python"
 PATIENCE = 120.0  # seconds, on a machine that has other work
+
+
+def simulate(path: Path, *options: str) -> None:
+    subprocess.run([os.environ["QOR_COMMAND"], "simulate", "--quiet", "--out", str(path), *options], check=True)
 
 
 def words(*arguments) -> list[str]:

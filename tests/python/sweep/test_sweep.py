@@ -11,8 +11,8 @@ import subprocess
 import time
 
 import pytest
-from conftest import PACKAGE, RECORDINGS, simulate
-from running import PATIENCE, end_worker, kept_rows, started, sweep, table_of, wait_for_rows, words, workers_of
+from running import (PACKAGE, PATIENCE, RECORDINGS, end_worker, kept_rows, simulate, started, sweep, table_of,
+                     wait_for_rows, words, workers_of)
 
 ROWS = RECORDINGS * 6
 
