@@ -18,4 +18,10 @@ Footprint footprint();
 /** Large buffers go back to the system when they are freed, so that they do not count as held. */
 void returnLargeBuffers();
 
+/** Counts all static memory as held from now on: pages that only rare settings use would look like growth. */
+void touchStaticMemory();
+
+/** What the heap has free goes back to the system as far as it can, so that it does not count as held. */
+void returnFreeMemory();
+
 }  // namespace golden
