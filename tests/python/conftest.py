@@ -1,25 +1,11 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Recordings that the tests share, and the command to compare with."""
+"""Recordings that the tests share."""
 
-import json
 import os
-import pathlib
-import subprocess
 
 import pytest
 
 import qor
-
-ROOT = pathlib.Path(__file__).resolve().parents[2]
-COMMAND = ROOT / "build/release/tools/qor/qor"
-
-
-def command(*words):
-    """The JSON document of the command line."""
-    done = subprocess.run([COMMAND, *map(str, words), "--json"], stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-    assert done.returncode == 0, done.stderr
-    return json.loads(done.stdout)
-
 
 @pytest.fixture(scope="session")
 def folder(tmp_path_factory):

@@ -13,7 +13,7 @@ import numpy
 import pytest
 
 import qor
-from conftest import command
+from command_line import command
 
 MEDIAN = {"filterSet.spatialFilter": "median", "minAmplitude": 60}
 MEDIAN_WORDS = ["--set", "QorDistanceImageIFInput.customization.filterSet.spatialFilter=median",

@@ -9,7 +9,7 @@ import numpy
 import pytest
 
 import qor
-from conftest import command
+from command_line import command
 
 INPUT = "QorDistanceImageIFInput.phaseInfo."
 
