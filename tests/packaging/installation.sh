@@ -68,7 +68,6 @@ ConsistsOfComponents() {
     local component
     for component in plugin command development static zelta python; do
         rm -rf "$WORK/component"
-        mkdir "$WORK/component"  # a component that was not built installs nothing
         "$CMAKE" --install "$BUILD" --prefix "$WORK/component" --component "$component" >"$WORK/component.log"
         (cd "$WORK/component" && find . -type f -o -type l) >>"$WORK/components.txt"
     done
