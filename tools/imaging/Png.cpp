@@ -59,6 +59,13 @@ bool encode(png_structp png, png_infop info, const Picture& picture, std::vector
     return true;
 }
 
+// A failure is told in our own words.
+void ignoreMessage(png_structp /*png*/, png_const_charp /*text*/) {}
+
+[[noreturn]] void stop(png_structp png, png_const_charp /*text*/) {
+    png_longjmp(png, 1);
+}
+
 std::vector<std::uint8_t> encoded(const Picture& picture, const PngTexts& texts) {
     PngTexts own = texts;  // libpng wants texts that it could change
     std::vector<png_text> chunks;
@@ -71,7 +78,7 @@ std::vector<std::uint8_t> encoded(const Picture& picture, const PngTexts& texts)
         chunks.push_back(chunk);
     }
     std::vector<std::uint8_t> bytes;
-    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, stop, ignoreMessage);
     png_infop info = png == nullptr ? nullptr : png_create_info_struct(png);
     bool good = false;
     if (info != nullptr) {
